@@ -1,0 +1,257 @@
+#include "cobalt/CobaltManager.h"
+
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <new>
+#include <set>
+#include <type_traits>
+
+#include "src/common/ByteWriter.h"
+#include "src/common/Log.h"
+#include "src/common/Relaxed.h"
+
+namespace {
+
+char const sourceFile[] = "cobalt/CobaltManager";
+
+/// What the middleware is told: this client is there, respectively has its configuration.
+uint32_t const stateReady = 2;
+/// Whom to hand control back to: the previous controller.
+uint32_t const previousController = 4;
+
+/// A lock that is never destroyed: threads of the host may still take it while the process exits.
+pthread_helper::mutex& makeImmortal(void* storage)
+{
+    return *new (storage) pthread_helper::mutex;
+}
+
+typedef std::aligned_storage<sizeof(pthread_helper::mutex), alignof(pthread_helper::mutex)>::type MutexStorage;
+
+MutexStorage configMutexStorage;
+MutexStorage managerMutexStorage;
+
+uint32_t valueOf(IPCMessage const& message)
+{
+    return dynamic_cast<IPCMessageUnsignedInt const&>(message).value;
+}
+
+} // namespace
+
+// The order is the reverse of the destruction: manager, configuration.
+pthread_helper::mutex& CobaltManager::configMutex = makeImmortal(&configMutexStorage);
+pthread_helper::mutex& cobaltManagerMutex = makeImmortal(&managerMutexStorage);
+CobaltManager::Config CobaltManager::_config;
+std::unique_ptr<CobaltManager> cobaltManager;
+
+namespace {
+
+std::atomic<pid_t> managerProcess{0}; ///< the process that has the threads of #cobaltManager
+
+/// Stops a manager that is still there at exit or unload.
+struct ManagerEnd {
+    ~ManagerEnd()
+    {
+        if (managerProcess != getpid() || isInHostCallback()) {
+            // A forked child has inherited the object but not its threads; and an exit from a callback runs on a thread
+            // that cannot wait for itself. The object stays, for the rest of a process that is ending.
+            static_cast<void>(cobaltManager.release());
+        } else {
+            replaceCobaltManager(nullptr);
+        }
+    }
+} const managerEnd;
+
+} // namespace
+
+void replaceCobaltManager(std::unique_ptr<CobaltManager> next)
+{
+    {
+        pthread_helper::guard lock(cobaltManagerMutex);
+        managerProcess = getpid();
+        cobaltManager.swap(next);
+    }
+    // The earlier manager is destroyed without the lock: its stop waits for a callback, which may want the lock.
+    next.reset();
+}
+
+bool isInHostCallback()
+{
+    pthread_helper::guard lock(cobaltManagerMutex);
+    return cobaltManager && cobaltManager->isOwnThread();
+}
+
+CobaltManager::CobaltManager(ZeloCallbacks const& hostCallbacks) : callbacks(hostCallbacks)
+{
+    if (char const* const code = getenv("ZELO_LANG_CODE")) {
+        std::string initial(code);
+        pthread_helper::guard lock(configMutex);
+        _config.language.swap(initial);
+    }
+    messenger.reset(new IPCMessengerClient);
+    messenger->addHandler(this);
+    messenger->clearStopRequest();
+    messenger->start(nullptr);
+}
+
+CobaltManager::~CobaltManager()
+{
+    closing = true;
+    while (holds != 0) {
+        usleep(1000); // at most one polling period of waitForConfiguration()
+    }
+    messenger->stop();
+    messenger->removeHandler(this);
+    messenger.reset();
+}
+
+bool CobaltManager::waitForConfiguration()
+{
+    while (!configured) {
+        if (closing) {
+            return false;
+        }
+        usleep(50000);
+    }
+    return true;
+}
+
+bool CobaltManager::parseConfig(std::vector<char> const& payload)
+{
+    bool const parsed = _config.parse(payload);
+    if (parsed) {
+        configured = true;
+    }
+    return parsed;
+}
+
+void CobaltManager::send(std::auto_ptr<IPCMessage> message)
+{
+    messenger->pushMessage(message);
+}
+
+bool CobaltManager::isOwnThread() const
+{
+    return pthread_equal(ownThread, pthread_self()) != 0;
+}
+
+bool CobaltManager::volumes(unsigned& volume, bool& muted)
+{
+    volume = loadRelaxed(_config.volume);
+    muted = loadRelaxed(_config.muted);
+    return true;
+}
+
+bool CobaltManager::displaySize(unsigned& width, unsigned& height)
+{
+    width = loadRelaxed(_config.displayWidth);
+    height = loadRelaxed(_config.displayHeight);
+    return true;
+}
+
+std::string const& CobaltManager::language()
+{
+    return _config.language;
+}
+
+std::string CobaltManager::copyOfLanguage()
+{
+    pthread_helper::guard lock(configMutex);
+    return _config.language;
+}
+
+void CobaltManager::onConnected()
+{
+    ZELO_LOG(LogConnection, 155, sourceFile, "Connected IPC!");
+    ownThread = pthread_self();
+    std::set<IPCMessageType> const types = {
+        IPC_BROWSER_CONFIG, IPC_UNHANDLED_8, IPC_UNHANDLED_25, IPC_REMOTE_KEY,   IPC_UNHANDLED_27,
+        IPC_VOLUME,         IPC_MUTE,        IPC_UNHANDLED_36, IPC_UNHANDLED_42, IPC_APP_LIFECYCLE,
+    };
+    messenger->setAllowedMessages(types);
+    send(std::auto_ptr<IPCMessage>(new IPCMessageAllowedMessageList(types)));
+    send(std::auto_ptr<IPCMessage>(new IPCMessage(IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST)));
+    send(std::auto_ptr<IPCMessage>(new IPCMessageUnsignedInt(IPC_CLIENT_STATE, stateReady)));
+}
+
+void CobaltManager::onDisconnected()
+{
+    ZELO_LOG(LogConnection, 184, sourceFile, "Disconnected IPC");
+}
+
+void CobaltManager::onNewMessageReceived(IPCMessage const* message)
+{
+    switch (message->type) {
+    case IPC_BROWSER_CONFIG:
+        return onConfiguration(*message);
+    case IPC_REMOTE_KEY:
+        return onKey(*message);
+    case IPC_VOLUME:
+        return onVolume(*message);
+    case IPC_MUTE:
+        return onMute(*message);
+    case IPC_APP_LIFECYCLE:
+        return onLifecycle(*message);
+    default:
+        return;
+    }
+}
+
+void CobaltManager::onConfiguration(IPCMessage const& message)
+{
+    parseConfig(message.payload);
+    send(std::auto_ptr<IPCMessage>(new IPCMessageUnsignedInt(IPC_CONFIG_STATE, stateReady)));
+    setVideoWindow(0, 0, 0, 0);
+}
+
+void CobaltManager::onKey(IPCMessage const& message)
+{
+    uint32_t const value = valueOf(message);
+    if (callbacks.onKey != nullptr) {
+        callbacks.onKey(KeyCodeToSbKey(static_cast<STBCommand>(value & 0xFFFF)), static_cast<uint8_t>(value >> 16));
+    }
+}
+
+void CobaltManager::onVolume(IPCMessage const& message)
+{
+    storeRelaxed(_config.volume, valueOf(message));
+    if (callbacks.onVolumeChanged != nullptr) {
+        callbacks.onVolumeChanged();
+    }
+}
+
+void CobaltManager::onMute(IPCMessage const& message)
+{
+    storeRelaxed(_config.muted, valueOf(message) != 0);
+    if (callbacks.onVolumeChanged != nullptr) {
+        callbacks.onVolumeChanged();
+    }
+}
+
+void CobaltManager::onLifecycle(IPCMessage const& message)
+{
+    std::string const& command = dynamic_cast<IPCMessageSimpleString const&>(message).text;
+    if (command == "onpause" && callbacks.onPause != nullptr) {
+        callbacks.onPause();
+    } else if (command == "onresume" && callbacks.onResume != nullptr) {
+        callbacks.onResume();
+    }
+}
+
+void CobaltManager::setVideoWindow(int x, int y, int width, int height)
+{
+    std::unique_ptr<IPCMessage> window(new IPCMessage(IPC_PAYLOAD_RAW, IPC_VIDEO_WINDOW));
+    window->payload.reserve(9);
+    ByteWriter writer(window->payload);
+    for (int const number : {x, y, width, height}) {
+        writer.u16(static_cast<uint16_t>(number));
+    }
+    writer.u8(0);
+    send(std::auto_ptr<IPCMessage>(window.release()));
+    send(std::auto_ptr<IPCMessage>(new IPCMessageSimpleString(IPC_VIDEO_WINDOW_MODE, "box")));
+}
+
+void CobaltManager::requestPreviousController()
+{
+    send(std::auto_ptr<IPCMessage>(new IPCMessageUnsignedInt(IPC_PREVIOUS_CONTROLLER, previousController)));
+}

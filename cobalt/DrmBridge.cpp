@@ -1,0 +1,61 @@
+#include <STBWidevineDrm.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "cobalt/ZeloCobalt.h"
+
+namespace {
+
+std::unique_ptr<STBWidevineDrm> wvDrm;
+
+typedef std::map<std::string, std::string> DrmParameters;
+
+/// Calls a virtual operation by its position, which is the only thing that the boxes' headers have in common: a slot of
+/// the table that the object begins with holds a function that takes the object first.
+template <typename Result, typename... Arguments> Result callSlot(void* object, size_t slot, Arguments... arguments)
+{
+    typedef Result (*Operation)(void*, Arguments...);
+    Operation const* table;
+    memcpy(&table, object, sizeof table);
+    return table[slot](object, arguments...);
+}
+
+size_t const initSlot = 0;  // of STBWidevineDrm
+size_t const applySlot = 2; // of STBWidevineDrm
+size_t const cdmSlot = 8;   // of STBDrmCdmInterface
+
+void setUpDrm(DrmParameters const& parameters)
+{
+    // Provisions the device; whether it succeeds is the DRM object's affair.
+    int const status = system("/usr/bin/wvprov");
+    static_cast<void>(status);
+    wvDrm.reset(new STBWidevineDrm);
+    callSlot<void, DrmParameters const&, void*, void*>(wvDrm.get(), initSlot, parameters, nullptr, nullptr);
+}
+
+} // namespace
+
+void* ZeloCdm(void* context)
+{
+    // The box parses exactly these digits: the context as a signed 32-bit number, on 64-bit hosts too, with its sign
+    // extended to 64 bits.
+    int32_t const number = static_cast<int32_t>(reinterpret_cast<intptr_t>(context));
+    DrmParameters const parameters = {{"cel", std::to_string(static_cast<unsigned long long>(number))}};
+    if (wvDrm == nullptr) {
+        setUpDrm(parameters);
+    } else {
+        callSlot<void, DrmParameters const&>(wvDrm.get(), applySlot, parameters);
+    }
+    return callSlot<void*>(dynamic_cast<STBDrmCdmInterface*>(wvDrm->bridge()), cdmSlot);
+}
+
+bool ZeloCdmIsL1()
+{
+    return wvDrm != nullptr && wvDrm->isL1();
+}

@@ -1,0 +1,38 @@
+/// @file
+/// The one writer of everything that goes to the middleware.
+#ifndef ZELO_COMMON_BYTEWRITER_H
+#define ZELO_COMMON_BYTEWRITER_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include <string>
+#include <vector>
+
+/// Appends big-endian fields to a byte vector that belongs to the caller.
+class ByteWriter {
+public:
+    explicit ByteWriter(std::vector<char>& target) : bytes(target) {}
+
+    void u8(uint8_t value) { bytes.push_back(static_cast<char>(value)); }
+    void u16(uint16_t value) { number(value, 2); }
+    void u32(uint32_t value) { number(value, 4); }
+    void u64(uint64_t value) { number(value, 8); }
+    void raw(void const* begin, size_t size)
+    {
+        char const* const first = static_cast<char const*>(begin);
+        bytes.insert(bytes.end(), first, first + size);
+    }
+
+private:
+    void number(uint64_t value, unsigned width)
+    {
+        for (unsigned shift = width * 8; shift != 0; shift -= 8) {
+            u8(static_cast<uint8_t>(value >> (shift - 8)));
+        }
+    }
+
+    std::vector<char>& bytes;
+};
+
+#endif

@@ -1,0 +1,104 @@
+/// @file
+/// The link with the middleware.
+///
+///     thread    started by        owns                                     may block in
+///     host      the container     nothing here                             short locks
+///     ipc_cln   the manager       the socket, the back-off, the message    back-off, connect, recv, the handlers
+///                                 being received
+///     ipc_snd   each connection   the message being written                queue wait, write
+///
+/// Locks, in order: handlersMutex, senderMutex, the sender's queue lock. connectionMutex is never held together with
+/// another. handlersMutex is held across every call of a handler; so a handler may push messages and replace the
+/// allowed set, but must not add or remove handlers. No lock is held across connect, recv, write or serialize().
+#ifndef ZELO_IPC_IPCMESSENGERCLIENT_H
+#define ZELO_IPC_IPCMESSENGERCLIENT_H
+
+#include <atomic>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "inc/private/pthread_helper.h"
+#include "inc/private/thread_annotations.h"
+#include "src/common/AutoRetrier.h"
+#include "src/common/STBThread.h"
+#include "src/ipc/IPCFrame.h"
+#include "src/ipc/IPCMessage.h"
+
+/// Connects to the middleware, again and again, hands received messages to the handlers and sends what is pushed.
+///
+/// The owner adds its handlers, starts the thread, and stops it before it removes them.
+class IPCMessengerClient : public STBThread {
+public:
+    /// Receives the events of the connection, on the client's thread.
+    class IPCMessengerHandler {
+    public:
+        /// @param message  valid during the call
+        virtual void onNewMessageReceived(IPCMessage const* message) = 0;
+        /// Messages can be pushed from now on.
+        virtual void onConnected() = 0;
+        /// The connection was lost; messages are dropped until the next onConnected().
+        virtual void onDisconnected() = 0;
+
+    protected:
+        ~IPCMessengerHandler() = default;
+    };
+
+    IPCMessengerClient();
+    ~IPCMessengerClient() override;
+
+    /// @param handler  not owned
+    void addHandler(IPCMessengerHandler* handler) EXCLUDES(handlersMutex);
+    void removeHandler(IPCMessengerHandler* handler) EXCLUDES(handlersMutex);
+
+    /// Keeps the types that this side wants to receive; they open every later connection. An empty set opens none.
+    void setAllowedMessages(std::set<IPCMessageType> const& types) EXCLUDES(senderMutex);
+
+    /// Queues a message for the current connection, or destroys it if there is none. Any thread; does not block on the
+    /// socket.
+    void pushMessage(std::auto_ptr<IPCMessage> message) EXCLUDES(senderMutex);
+
+    /// To be called before the start.
+    void clearStopRequest() { stopRequested = false; }
+
+    void run() override;
+
+private:
+    class OutMessageSender;
+
+    enum class Progress {
+        Done,
+        Failed,  ///< of the connection; it has been logged
+        Stopped, ///< by stop(); nobody is told
+    };
+
+    typedef void (IPCMessengerHandler::*Event)();
+
+    bool openConnection(int& fd);
+    int openSocket() EXCLUDES(connectionMutex);
+    void closeSocket() EXCLUDES(connectionMutex);
+    Progress connectSocket(int fd);
+
+    void serveConnection(int fd);
+    void startSender(int fd) EXCLUDES(senderMutex);
+    bool senderHasFailed() EXCLUDES(senderMutex);
+    void tellHandlers(Event event) EXCLUDES(handlersMutex);
+    void tearDown();
+
+    Progress receiveFrames(int fd);
+    Progress receive(int fd, char* bytes, size_t size, size_t& have);
+    Progress receivePayload(int fd, IPCFrameHeader const& header, std::vector<char>& payload);
+    void dispatch(IPCFrameHeader const& header, std::vector<char>&& payload) EXCLUDES(handlersMutex);
+
+    std::set<IPCMessengerHandler*> handlers GUARDED_BY(handlersMutex);
+    pthread_helper::mutex handlersMutex;
+    int socketFd GUARDED_BY(connectionMutex) = 0; // 0 is none
+    AutoRetrier retrier;                          // owned by ipc_cln
+    pthread_helper::mutex connectionMutex;
+    std::unique_ptr<OutMessageSender> sender GUARDED_BY(senderMutex);
+    pthread_helper::mutex senderMutex ACQUIRED_AFTER(handlersMutex);
+    std::set<IPCMessageType> allowedMessages GUARDED_BY(senderMutex);
+    std::atomic<bool> stopRequested{false};
+};
+
+#endif
