@@ -109,7 +109,8 @@ void IPCMessageUnsignedIntArray::unserialize()
     values.clear();
     ByteReader reader(payload);
     // The count may lie; what is there decides how much is read and reserved.
-    size_t const count = std::min<size_t>(reader.u32(), reader.remaining() / sizeof(uint32_t));
+    uint32_t const claimed = reader.u32();
+    size_t const count = std::min<size_t>(claimed, reader.remaining() / sizeof(uint32_t));
     values.reserve(count);
     while (values.size() < count) {
         values.push_back(reader.u32());
