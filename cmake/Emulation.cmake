@@ -1,0 +1,27 @@
+# Reads tests/emulation.txt when the tests run under an emulator.
+#   ZELO_TEST_FILTER  what is left of every program's tests
+# Each test that is left out appears in ctest's list as disabled, under its own name, with the reason as its label.
+set(ZELO_TEST_FILTER "")
+function(zelo_leave_out_under_emulation file)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${file}")
+  file(STRINGS "${file}" lines REGEX "^[^#]")
+  foreach(line IN LISTS lines)
+    if(NOT line MATCHES "^([A-Za-z0-9_/]+\\.[A-Za-z0-9_/]+) \\| (.+)$")
+      message(FATAL_ERROR "${file}: not \"Suite.Name | reason\": ${line}")
+    endif()
+    set(name "${CMAKE_MATCH_1}")
+    set(reason "${CMAKE_MATCH_2}")
+    message(STATUS "Not run under emulation: ${name}: ${reason}")
+    add_test(NAME ${name} COMMAND ${CMAKE_COMMAND} -E false)
+    set_tests_properties(${name} PROPERTIES DISABLED TRUE LABELS "${reason}")
+    list(APPEND names ${name})
+  endforeach()
+  if(names)
+    list(JOIN names ":" filter)
+    set(ZELO_TEST_FILTER "-${filter}" PARENT_SCOPE)
+  endif()
+endfunction()
+
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+  zelo_leave_out_under_emulation("${CMAKE_CURRENT_SOURCE_DIR}/emulation.txt")
+endif()
