@@ -1,6 +1,7 @@
 #include <STBWidevineDrm.h>
 #include <stddef.h>
 #include <stdint.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -46,7 +47,9 @@ void* ZeloCdm(void* context)
     // The box parses exactly these digits: the context as a signed 32-bit number, on 64-bit hosts too, with its sign
     // extended to 64 bits.
     int32_t const number = static_cast<int32_t>(reinterpret_cast<intptr_t>(context));
-    DrmParameters const parameters = {{"cel", std::to_string(static_cast<unsigned long long>(number))}};
+    char digits[sizeof "18446744073709551615"];
+    snprintf(digits, sizeof digits, "%llu", static_cast<unsigned long long>(number));
+    DrmParameters const parameters = {{"cel", digits}};
     if (wvDrm == nullptr) {
         setUpDrm(parameters);
     } else {
