@@ -26,7 +26,7 @@ pthread_helper::mutex& makeImmortal(void* storage)
     return *new (storage) pthread_helper::mutex;
 }
 
-typedef std::aligned_storage<sizeof(pthread_helper::mutex), alignof(pthread_helper::mutex)>::type MutexStorage;
+using MutexStorage = std::aligned_storage<sizeof(pthread_helper::mutex), alignof(pthread_helper::mutex)>::type;
 
 MutexStorage configMutexStorage;
 MutexStorage managerMutexStorage;

@@ -15,13 +15,13 @@ namespace {
 
 std::unique_ptr<STBWidevineDrm> wvDrm;
 
-typedef std::map<std::string, std::string> DrmParameters;
+using DrmParameters = std::map<std::string, std::string>;
 
 /// Calls a virtual operation by its position, which is the only thing that the boxes' headers have in common: a slot of
 /// the table that the object begins with holds a function that takes the object first.
 template <typename Result, typename... Arguments> Result callSlot(void* object, size_t slot, Arguments... arguments)
 {
-    typedef Result (*Operation)(void*, Arguments...);
+    using Operation = Result (*)(void*, Arguments...);
     Operation const* table;
     memcpy(&table, object, sizeof table);
     return table[slot](object, arguments...);

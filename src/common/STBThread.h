@@ -80,7 +80,7 @@ private:
     /// A minimal exclusive owner of a thread record.
     class UniqueThreadPtr {
     public:
-        typedef pthread_helper::thread<STBThread> Record;
+        using Record = pthread_helper::thread<STBThread>;
 
         UniqueThreadPtr() = default;
         ~UniqueThreadPtr() { reset(nullptr); }

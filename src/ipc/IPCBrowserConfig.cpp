@@ -25,9 +25,14 @@ std::string readCountedText(ByteReader& reader)
         reader.fail();
         return std::string();
     }
-    std::string const text = reader.text(length - 1U);
+    std::string text = reader.text(length - 1U);
     reader.skip(1);
     return text;
+}
+
+std::string upToZero(std::string const& text)
+{
+    return text.substr(0, text.find('\0'));
 }
 
 } // namespace
@@ -43,7 +48,7 @@ bool IPCBrowserConfig::read(std::vector<char> const& payload)
     auxWidth = reader.u16();
     auxHeight = reader.u16();
     apiMode = readCountedText(reader);
-    language = readCountedText(reader).c_str();
+    language = upToZero(readCountedText(reader));
     portalUrl = readCountedText(reader);
     auxText1 = readCountedText(reader);
     auxValue = reader.u8();

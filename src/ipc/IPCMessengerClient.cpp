@@ -34,7 +34,7 @@ suseconds_t const sendTimeoutUs = 100000;
 uint32_t const tooLong = 0x80000000U;
 
 /// Payload memory is touched in steps of this size, as the bytes arrive: a header that lies costs address space only.
-size_t const payloadStep = 256 * 1024;
+size_t const payloadStep = size_t{256} * 1024;
 
 /// @return @p fd, or a duplicate if it is 0, which means "none" here; -1 if there is no duplicate
 int aboveZero(int fd)

@@ -72,7 +72,7 @@ private:
         Stopped, ///< by stop(); nobody is told
     };
 
-    typedef void (IPCMessengerHandler::*Event)();
+    using Event = void (IPCMessengerHandler::*)();
 
     bool openConnection(int& fd);
     int openSocket() EXCLUDES(connectionMutex);
