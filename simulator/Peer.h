@@ -77,7 +77,7 @@ private:
 /// One accepted connection. Not synchronised, but one thread may receive while another one sends.
 class Connection {
 public:
-    explicit Connection(Descriptor socket);
+    explicit Connection(Descriptor accepted);
 
     /// @throw PeerTimeout, PeerClosed, PeerError for a wrong sync byte
     Frame receive(Milliseconds deadline = Milliseconds(5000));
