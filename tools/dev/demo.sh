@@ -1,0 +1,9 @@
+# shellcheck shell=bash
+# about: plays a scenario: a simulated middleware, the library, a sample host
+
+packages() { needs_build; }
+
+run() {
+  build default zelobox
+  "$ZELO_BUILD/default/zelobox" demo "$@"
+}

@@ -1,0 +1,6 @@
+# shellcheck shell=bash
+# about: says what there is
+
+packages() { :; }
+
+run() { usage; }

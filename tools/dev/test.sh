@@ -1,0 +1,9 @@
+# shellcheck shell=bash
+# about: builds everything and runs the whole test suite; arguments go to CTest
+
+packages() { needs_build; }
+
+run() {
+  build default
+  run_tests default "$@"
+}

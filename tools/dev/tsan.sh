@@ -1,0 +1,10 @@
+# shellcheck shell=bash
+# about: runs the test suite under the thread sanitizer
+
+packages() { needs_build; }
+
+run() {
+  # shellcheck source=tools/dev/lib/sanitize.sh
+  source "$ZELO_ROOT/tools/dev/lib/sanitize.sh"
+  run_sanitized tsan "$@"
+}
