@@ -1,0 +1,1 @@
+#include "cobalt/ZeloCobalt.h"

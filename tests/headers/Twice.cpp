@@ -1,0 +1,4 @@
+#include "cobalt/ZeloCobalt.h"
+
+// Once more.
+#include "cobalt/ZeloCobalt.h"

@@ -1,0 +1,4 @@
+#include "tests/headers/Unguarded.h"
+
+// Once more.
+#include "tests/headers/Unguarded.h"
