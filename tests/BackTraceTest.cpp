@@ -1,0 +1,105 @@
+#include "src/common/STBBackTrace.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+#include <stdio.h>
+#include <sys/auxv.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+
+#include "tests/support/Allocations.h"
+#include "tests/support/Wrapped.h"
+
+namespace {
+
+std::string printed;
+
+/// Prints one frame, a fully buffered stream behind it, and takes what has left the stream.
+_Unwind_Reason_Code printFrame(_Unwind_Context* context, void* address)
+{
+    int ends[2];
+    if (pipe(ends) != 0) {
+        return _URC_END_OF_STACK;
+    }
+    FILE* const stream = fdopen(ends[1], "w");
+    char buffer[4096];
+    setvbuf(stream, buffer, _IOFBF, sizeof buffer);
+    wrapped::setProgramCounter(reinterpret_cast<uintptr_t>(address));
+    _Unwind_Reason_Code result;
+    {
+        allocations::Budget const nothing(0);
+        result = STBBackTrace::backtrace_helper(context, stream);
+    }
+    char line[4096];
+    ssize_t const count = read(ends[0], line, sizeof line); // no bytes, no end: the test's deadline
+    printed.assign(line, count > 0 ? static_cast<size_t>(count) : 0);
+    fclose(stream);
+    close(ends[0]);
+    EXPECT_EQ(_URC_NO_REASON, result);
+    return _URC_END_OF_STACK;
+}
+
+std::string lineOf(uintptr_t address)
+{
+    printed.clear();
+    _Unwind_Backtrace(printFrame, reinterpret_cast<void*>(address));
+    return printed;
+}
+
+std::string pointer(uintptr_t address)
+{
+    char text[40];
+    snprintf(text, sizeof text, "%p", reinterpret_cast<void*>(address));
+    return text;
+}
+
+} // namespace
+
+extern "C" void functionWithASymbol()
+{
+    printed = "called";
+}
+
+TEST(BackTrace, HasNoAddressForTheThumbBitAlone)
+{
+    EXPECT_EQ("Unknown address\n", lineOf(1));
+}
+
+TEST(BackTrace, ResolvesAFunctionToSymbolOffsetAndObject)
+{
+    uintptr_t const function = reinterpret_cast<uintptr_t>(&functionWithASymbol) & ~uintptr_t{1};
+    Dl_info info;
+    ASSERT_NE(0, dladdr(reinterpret_cast<void*>(function), &info));
+    std::string const object =
+        std::string(" (") + info.dli_fname + " at " + pointer(reinterpret_cast<uintptr_t>(info.dli_fbase)) + ") \n";
+    EXPECT_EQ(pointer(function) + " functionWithASymbol (+0x0)" + object, lineOf(function));
+    EXPECT_EQ(pointer(function + 2) + " functionWithASymbol (+0x2)" + object, lineOf(function + 2));
+}
+
+TEST(BackTrace, ClearsTheThumbBit)
+{
+    uintptr_t const function = reinterpret_cast<uintptr_t>(&functionWithASymbol) & ~uintptr_t{1};
+    EXPECT_EQ(lineOf(function + 2), lineOf(function + 3));
+}
+
+TEST(BackTrace, PrintsAnAddressWithoutASymbol)
+{
+    uintptr_t const programHeader = getauxval(AT_PHDR); // in the object, before everything that has a name
+    EXPECT_EQ(pointer(programHeader) + " - no matching symbol\n", lineOf(programHeader));
+}
+
+TEST(BackTrace, PrintsAnAddressOutsideOfEveryObject)
+{
+    std::unique_ptr<int> const heap(new int);
+    uintptr_t const address = reinterpret_cast<uintptr_t>(heap.get()) & ~uintptr_t{1};
+    EXPECT_EQ(pointer(address) + " - error resolving address\n", lineOf(address));
+}
+
+TEST(BackTrace, KeepsNamesAsTheyAreInTheObject)
+{
+    void (*const function)(int*, char**) = &testing::InitGoogleTest;
+    std::string const line = lineOf(reinterpret_cast<uintptr_t>(function) & ~uintptr_t{1});
+    EXPECT_NE(std::string::npos, line.find(" _ZN7testing14InitGoogleTestEPiPPc (+0x0) (")) << line;
+}
