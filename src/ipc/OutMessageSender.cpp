@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <exception>
 
 #include "src/common/Log.h"
@@ -13,6 +14,10 @@
 namespace {
 
 char const sourceFile[] = "src/ipc/OutMessageSender";
+
+/// The send time-out holds for each buffer that the kernel makes of a write, so a long write to a slow peer could keep
+/// a stop waiting for many of them. This much fits into one.
+size_t const writeStep = 8 * 1024;
 
 /// A write to a peer that is gone must be a failed write. The process's disposition is the host's.
 void blockSigPipe()
@@ -110,7 +115,7 @@ bool IPCMessengerClient::OutMessageSender::writeFully(char const* bytes, size_t 
 {
     size_t done = 0;
     while (done < size) {
-        ssize_t const count = write(socketFd, bytes + done, size - done);
+        ssize_t const count = write(socketFd, bytes + done, std::min(size - done, writeStep));
         if (count > 0) {
             done += static_cast<size_t>(count);
         } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
