@@ -310,6 +310,9 @@ IPCMessengerClient::Progress IPCMessengerClient::receivePayload(int fd, IPCFrame
              static_cast<unsigned>(header.length));
     payload.reserve(header.length);
     while (payload.size() < header.length) {
+        if (!isRunning()) {
+            return Progress::Stopped; // a fast peer never lets receive() look
+        }
         size_t const begin = payload.size();
         size_t const step = std::min(header.length - begin, payloadStep);
         payload.resize(begin + step);
