@@ -109,6 +109,7 @@ void IPCMessengerClient::pushMessage(std::auto_ptr<IPCMessage> message)
 
 void IPCMessengerClient::run()
 {
+    tearDown(); // a stop between frames has left its connection to the destructor, but there is a new start
     while (isRunning() && !stopRequested) {
         int fd;
         if (!retrier.isDue()) {
