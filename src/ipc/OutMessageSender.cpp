@@ -17,7 +17,7 @@ char const sourceFile[] = "src/ipc/OutMessageSender";
 
 /// The send time-out holds for each buffer that the kernel makes of a write, so a long write to a slow peer could keep
 /// a stop waiting for many of them. This much fits into one.
-size_t const writeStep = 8 * 1024;
+size_t const writeStep = size_t{32} * 1024;
 
 /// A write to a peer that is gone must be a failed write. The process's disposition is the host's.
 void blockSigPipe()
