@@ -33,6 +33,8 @@ if(ZELO_ARM_THUMB)
 else()
   string(APPEND zelo_arm_flags " -marm")
 endif()
+# GCC 7 corrected how some classes are passed; the compiler would say so at every template that passes one.
+string(APPEND zelo_arm_flags " -Wno-psabi")
 set(CMAKE_C_FLAGS_INIT "${zelo_arm_flags}")
 set(CMAKE_CXX_FLAGS_INIT "${zelo_arm_flags}")
 
