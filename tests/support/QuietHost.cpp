@@ -1,4 +1,7 @@
-// What the host process supplies. Log lines are formatted, so that their arguments are looked at, and thrown away.
+// What the host process supplies, for programs that watch memory or speed: nothing is kept and nothing allocated. Log
+// lines are formatted, so that their arguments are looked at, and thrown away.
+#include "tests/support/QuietHost.h"
+
 #include <NSTime.h>
 #include <STBFirmwareUpdater.h>
 #include <STBLogger.h>
@@ -7,6 +10,9 @@
 #include <stdio.h>
 #include <time.h>
 
+std::atomic<int> quietHostClockRate{1};
+std::atomic<unsigned long> quietHostLogLines{0};
+
 int STBLogger_log(STBLogContext const*, char const*, int, int, char const*, char const* format, ...)
 {
     va_list arguments;
@@ -14,6 +20,7 @@ int STBLogger_log(STBLogContext const*, char const*, int, int, char const*, char
     char line[256];
     vsnprintf(line, sizeof line, format, arguments);
     va_end(arguments);
+    ++quietHostLogLines;
     return 0;
 }
 
@@ -25,7 +32,7 @@ NSTime NSTime::nowRelative()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return NSTime(now.tv_sec * 1000000LL + now.tv_nsec / 1000);
+    return NSTime((now.tv_sec * 1000000LL + now.tv_nsec / 1000) * quietHostClockRate);
 }
 
 NSTime NSTime::operator-(NSTime const& other) const
@@ -40,7 +47,7 @@ bool NSTime::operator>=(NSTime const& other) const
 
 std::string STBFirmwareUpdater::getCurrentDeviceId()
 {
-    return "fuzz";
+    return "quiet-0001";
 }
 
 STBWidevineDrm::STBWidevineDrm() = default;
