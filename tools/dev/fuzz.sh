@@ -8,6 +8,7 @@ packages() {
   needs libclang-rt-14-dev "libFuzzer and the sanitizers"
   needs cmake "configures the build"
   needs ninja-build "runs the build"
+  needs python3 "makes seeds of the test vectors"
 }
 
 fuzz_usage() {
@@ -34,6 +35,7 @@ run() {
   fi
   if [ "$target" = all ]; then targets=("${fuzz_targets[@]}"); fi
   build fuzz
+  python3 "$ZELO_ROOT/fuzz/make_seeds.py" "$ZELO_ROOT/tests/vectors" "$build_root/fuzz/seeds"
   for target in "${targets[@]}"; do
     fuzz_one "$target" "$seconds" || status=1
   done
@@ -48,7 +50,7 @@ fuzz_one() {
   echo "$1: $2 s"
   "$directory/fuzz/${1}_fuzzer" -max_total_time="$2" -dict="$ZELO_ROOT/fuzz/zelo.dict" -max_len=4096 -timeout=30 \
     -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$directory/findings/$1-" "$directory/corpus/$1" \
-    >"$log" 2>&1 || status=1
+    "$directory/seeds/$1" >"$log" 2>&1 || status=1
   if [ "$status" != 0 ]; then
     tail -n 40 "$log" >&2
     result="FAILED, see $log and $directory/findings"
