@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-about="fuzzes the decoders and the receive loop: [target] [seconds]"
+# about: fuzzes the decoders and the receive loop: [target] [seconds]
 
 fuzz_targets=(factory config stream roundtrip)
 
@@ -35,7 +35,7 @@ run() {
   fi
   if [ "$target" = all ]; then targets=("${fuzz_targets[@]}"); fi
   build fuzz
-  python3 "$ZELO_ROOT/fuzz/make_seeds.py" "$ZELO_ROOT/tests/vectors" "$build_root/fuzz/seeds"
+  python3 "$ZELO_ROOT/fuzz/make_seeds.py" "$ZELO_ROOT/tests/vectors" "$ZELO_BUILD/fuzz/seeds"
   for target in "${targets[@]}"; do
     fuzz_one "$target" "$seconds" || status=1
   done
@@ -44,7 +44,7 @@ run() {
 
 # fuzz_one TARGET SECONDS: a line with the figures; fails if there is a finding
 fuzz_one() {
-  local directory=$build_root/fuzz result="no finding" status=0
+  local directory=$ZELO_BUILD/fuzz result="no finding" status=0
   local log=$directory/$1.log
   mkdir -p "$directory/corpus/$1" "$directory/findings"
   echo "$1: $2 s"
