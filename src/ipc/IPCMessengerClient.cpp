@@ -25,6 +25,9 @@ char const socketPath[] = "/tmp/zelo_messenger";
 /// Slices of the back-off: how long a stop may have to wait for it.
 useconds_t const backOffSliceUs = 200000;
 
+/// As many connections in a row without a frame are no chance any more.
+unsigned const toleratedFruitlessConnections = 1;
+
 // How long a blocked socket call may keep a stop waiting. Both together stay well under the 500 ms that a stop may
 // take; the longer one wakes an idle process least.
 suseconds_t const receiveTimeoutUs = 200000;
@@ -115,7 +118,11 @@ void IPCMessengerClient::run()
         if (!retrier.isDue()) {
             usleep(backOffSliceUs);
         } else if (openConnection(fd)) {
+            ++fruitlessConnections;
             serveConnection(fd);
+            if (fruitlessConnections > toleratedFruitlessConnections && isRunning()) {
+                usleep(backOffSliceUs);
+            }
         }
     }
 }
@@ -268,6 +275,7 @@ IPCMessengerClient::Progress IPCMessengerClient::receiveFrames(int fd)
         if (payloadProgress != Progress::Done) {
             return payloadProgress;
         }
+        fruitlessConnections = 0;
         dispatch(header, std::move(payload));
     }
     return Progress::Done;
