@@ -1,0 +1,193 @@
+// A living room in fast motion: soak [minutes] [storm]. Frames both ways, drops, configuration and language changes,
+// host threads that ask and make requests, starts and stops; a line of figures every few seconds, and at the end
+// whether the process is what it was.
+#include <dirent.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <memory>
+#include <random>
+#include <thread>
+
+#include "cobalt/ZeloCobalt.h"
+#include "tests/hostile/Rig.h"
+
+using namespace rig;
+
+namespace {
+
+struct Tally {
+    std::atomic<unsigned long> sent{0};
+    std::atomic<unsigned long> received{0};
+    std::atomic<unsigned long> connections{0};
+    std::atomic<unsigned long> starts{0};
+    std::atomic<unsigned long> queries{0};
+    std::atomic<unsigned long> requests{0};
+    std::atomic<unsigned long> events{0};
+    std::atomic<long> slowestStopMs{0};
+};
+
+Tally tally;
+std::atomic<bool> hostDone{false}; // first, so that a last start gets its configuration
+std::atomic<bool> done{false};
+
+int descriptors()
+{
+    int count = 0;
+    DIR* const entries = opendir("/proc/self/fd");
+    while (readdir(entries) != nullptr) {
+        ++count;
+    }
+    closedir(entries);
+    return count;
+}
+
+/// Serves one client until it is gone or has had enough.
+void serve(zelobox::Connection& client, std::mt19937& random)
+{
+    size_t const frames = 1 + random() % 400;
+    for (size_t sent = 0; sent < frames && !done;) {
+        while (!client.isSilentFor(Milliseconds(0))) {
+            ++tally.received;
+            if (client.receive().type == IPC_CONFIG_REQUEST) {
+                client.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG,
+                             configuration(std::string(random() % 100, static_cast<char>('a' + random() % 26)))});
+            }
+        }
+        switch (random() % 8) {
+        case 0:
+            client.send(zelobox::frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onpause")));
+            break;
+        case 1:
+            client.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG,
+                         configuration(std::string(random() % 100, static_cast<char>('a' + random() % 26)))});
+            break;
+        case 2:
+            client.send({IPC_PAYLOAD_RAW, IPC_PLAYER_MEDIA_INFO, std::vector<char>(random() % 40)});
+            break;
+        case 3:
+            client.sendBytes(volumeFrame(static_cast<uint32_t>(random())));
+            break;
+        default:
+            client.sendBytes(keyFrame());
+        }
+        ++sent;
+        ++tally.sent;
+    }
+}
+
+void middleware()
+{
+    std::mt19937 random(1);
+    zelobox::Listener listener;
+    while (!done) {
+        try {
+            zelobox::Connection client = listener.accept(Milliseconds(100));
+            ++tally.connections;
+            serve(client, random);
+        } catch (zelobox::PeerError const&) {
+        }
+    }
+}
+
+void queries()
+{
+    std::string text;
+    unsigned first = 0;
+    unsigned second = 0;
+    bool muted = false;
+    Capabilities capabilities;
+    while (!done) {
+        ZeloGetEnv(ZeloEnvLanguage, text);
+        ZeloGetVolume(first, muted);
+        ZeloGetDisplaySize(first, second);
+        ZeloGetUISize(first, second);
+        ZeloGetCapabilities(capabilities);
+        tally.queries += 5;
+        usleep(500);
+    }
+}
+
+void requests()
+{
+    while (!done) {
+        ZeloSetVideoWindow(1, 2, 3, 4);
+        ZeloRequestPreviousController();
+        tally.requests += 2;
+        usleep(500);
+    }
+}
+
+void onEvent()
+{
+    ++tally.events;
+    ZeloSetVideoWindow(0, 0, 0, 0);
+}
+
+/// Starts and stops, the shorter the more.
+void host(unsigned longestMs)
+{
+    std::mt19937 random(2);
+    while (!hostDone) {
+        ZeloStartApp({[](SbKey, uint8_t) { ++tally.events; }, onEvent, onEvent, onEvent});
+        ++tally.starts;
+        std::this_thread::sleep_for(Milliseconds(random() % longestMs));
+        auto const begin = Clock::now();
+        ZeloStopApp();
+        tally.slowestStopMs = std::max<long>(tally.slowestStopMs, since(begin).count());
+    }
+}
+
+void printFigures(long minutes, Clock::time_point begin)
+{
+    double const seconds = static_cast<double>(since(begin).count()) / 1000;
+    printf("%6.0f of %ld s: %.0f frames/s, %lu in, %lu out, %lu connections, %lu starts, %lu queries, RSS %ld KiB, "
+           "%d descriptors, slowest stop %ld ms\n",
+           seconds, minutes * 60, static_cast<double>(tally.sent + tally.received) / seconds, tally.sent.load(),
+           tally.received.load(), tally.connections.load(), tally.starts.load(), tally.queries.load(), residentKiB(),
+           descriptors(), tally.slowestStopMs.load());
+    fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    long const minutes = argc > 1 ? strtol(argv[1], nullptr, 10) : 1;
+    bool const storm = argc > 2 && strcmp(argv[2], "storm") == 0;
+    if (minutes < 1) {
+        fprintf(stderr, "Usage: soak [minutes] [storm]\n  storm  start and stop as fast as it goes\n");
+        return 2;
+    }
+    int const descriptorsBefore = descriptors();
+    auto const begin = Clock::now();
+    std::vector<std::thread> threads;
+    threads.emplace_back(middleware);
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back(queries);
+        threads.emplace_back(requests);
+    }
+    std::thread starter(host, storm ? 20 : 2000);
+    long warm = 0;
+    while (since(begin) < std::chrono::minutes(minutes)) {
+        std::this_thread::sleep_for(std::chrono::seconds(5));
+        warm = warm == 0 ? residentKiB() : warm; // what the first seconds have set up does not grow any more
+        printFigures(minutes, begin);
+    }
+    hostDone = true;
+    starter.join();
+    done = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    long const after = residentKiB();
+    printf("RSS %ld KiB after 5 s, %ld KiB at the end; descriptors %d and %d\n", warm, after, descriptorsBefore,
+           descriptors());
+    bool const good = descriptors() == descriptorsBefore && after - warm < 4 * 1024 && tally.slowestStopMs < 2000 &&
+                      tally.starts > 1 && tally.connections > 1 && tally.events > 0;
+    puts(good ? "passed" : "FAILED");
+    return good ? 0 : 1;
+}
