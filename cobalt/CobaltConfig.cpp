@@ -20,6 +20,36 @@ bool replace(std::string& text, std::string& next)
     return true;
 }
 
+/// What of a merge is worth a line in the log.
+struct Changes {
+    bool apiMode;
+    bool portalUrl;
+};
+
+/// The caller holds the lock of the record. Nothing is allocated.
+Changes merge(IPCBrowserConfig& received, CobaltManager::Config& record)
+{
+    if (record.macAddress.empty()) {
+        record.macAddress.swap(received.macAddress);
+    }
+    if (record.displayWidth == 0 && record.displayHeight == 0) {
+        storeRelaxed(record.displayWidth, uint32_t{received.displayWidth});
+        storeRelaxed(record.displayHeight, uint32_t{received.displayHeight});
+        record.displayFlag = received.displayFlag;
+    }
+    if (record.auxWidth == 0 && record.auxHeight == 0) {
+        record.auxWidth = received.auxWidth;
+        record.auxHeight = received.auxHeight;
+    }
+    replace(record.language, received.language);
+    replace(record.auxText1, received.auxText1);
+    record.auxValue = received.auxValue;
+    replace(record.auxText2, received.auxText2);
+    bool const newApiMode = replace(record.apiMode, received.apiMode);
+    bool const newPortalUrl = replace(record.portalUrl, received.portalUrl);
+    return {newApiMode, newPortalUrl || received.forcePortalUrl};
+}
+
 } // namespace
 
 bool CobaltManager::Config::parse(std::vector<char> const& payload)
@@ -32,33 +62,15 @@ bool CobaltManager::Config::parse(std::vector<char> const& payload)
     // Copies for the log, which is written without the lock, when the record may have changed once more.
     std::string const newApiMode = received.apiMode;
     std::string const newPortalUrl = received.portalUrl;
-    bool apiModeChanged;
-    bool portalUrlStored;
+    Changes changes;
     {
         pthread_helper::guard lock(configMutex);
-        if (macAddress.empty()) {
-            macAddress.swap(received.macAddress);
-        }
-        if (displayWidth == 0 && displayHeight == 0) {
-            storeRelaxed(displayWidth, uint32_t{received.displayWidth});
-            storeRelaxed(displayHeight, uint32_t{received.displayHeight});
-            displayFlag = received.displayFlag;
-        }
-        if (auxWidth == 0 && auxHeight == 0) {
-            auxWidth = received.auxWidth;
-            auxHeight = received.auxHeight;
-        }
-        apiModeChanged = replace(apiMode, received.apiMode);
-        replace(language, received.language);
-        replace(auxText1, received.auxText1);
-        auxValue = received.auxValue;
-        replace(auxText2, received.auxText2);
-        portalUrlStored = replace(portalUrl, received.portalUrl) || received.forcePortalUrl;
+        changes = merge(received, *this);
     }
-    if (apiModeChanged) {
+    if (changes.apiMode) {
         ZELO_LOG(LogNotable, 92, sourceFile, "New API mode: %s", newApiMode.c_str());
     }
-    if (portalUrlStored) {
+    if (changes.portalUrl) {
         ZELO_LOG(LogNotable, 119, sourceFile, "New portal url: %s", newPortalUrl.c_str());
     }
     return true;
