@@ -78,20 +78,20 @@ private:
 
     using Event = void (IPCMessengerHandler::*)();
 
-    bool openConnection(int& fd);
+    bool openConnection(int& fd) EXCLUDES(connectionMutex);
     int openSocket() EXCLUDES(connectionMutex);
     void closeSocket() EXCLUDES(connectionMutex);
     Progress connectSocket(int fd);
 
-    void serveConnection(int fd);
+    void serveConnection(int fd) EXCLUDES(handlersMutex, senderMutex, connectionMutex);
     void startSender(int fd) EXCLUDES(senderMutex);
     bool senderHasFailed() EXCLUDES(senderMutex);
     void tellHandlers(Event event) EXCLUDES(handlersMutex);
-    void tearDown();
+    void tearDown() EXCLUDES(senderMutex, connectionMutex);
 
-    Progress receiveFrames(int fd);
-    Progress receive(int fd, char* bytes, size_t size, size_t& have);
-    Progress receivePayload(int fd, IPCFrameHeader const& header, std::vector<char>& payload);
+    Progress receiveFrames(int fd) EXCLUDES(handlersMutex, senderMutex);
+    Progress receive(int fd, char* bytes, size_t size, size_t& have) EXCLUDES(senderMutex);
+    Progress receivePayload(int fd, IPCFrameHeader const& header, std::vector<char>& payload) EXCLUDES(senderMutex);
     void dispatch(IPCFrameHeader const& header, std::vector<char>&& payload) EXCLUDES(handlersMutex);
 
     std::set<IPCMessengerHandler*> handlers GUARDED_BY(handlersMutex);
