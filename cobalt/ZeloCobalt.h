@@ -7,9 +7,13 @@
 ///
 /// @par Callbacks
 /// Run on "ipc_cln", one at a time, with the library's handler lock held. From inside a callback every function here
-/// may be called but ZeloStartApp() and ZeloStopApp(), which would wait for the callback itself. The next message from
-/// the middleware waits until a callback returns, and so does a stop. A callback must not throw. No callback runs after
-/// ZeloStopApp() has returned.
+/// may be called but ZeloStartApp() and ZeloStopApp(), which would wait for the callback itself: they do nothing then
+/// but log. The next message from the middleware waits until a callback returns, and so does a stop. A callback must
+/// not throw. No callback runs after ZeloStopApp() has returned.
+///
+/// @par Exceptions
+/// Functions that make a text, a request or the manager may throw std::bad_alloc, and nothing has changed then. What
+/// the box's own functions throw passes through. Nothing else is thrown.
 ///
 /// @par Signals
 /// SIGPIPE is blocked in "ipc_snd" only; the process's own disposition is never touched. A signal handler of the host
@@ -54,7 +58,7 @@ struct ZeloCallbacks {
     void (*onVolumeChanged)();
 };
 
-/// The host's record of what the box can do. The layout is fixed: 20 bytes, little-endian.
+/// The host's record of what the box can do. The layout is fixed: 20 bytes.
 struct Capabilities {
     uint32_t value1;      ///< set to 1
     uint8_t flag1;        ///< set to 1
@@ -166,15 +170,16 @@ ZELO_EXPORT bool ZeloCdmIsL1();
 
 /// Starts the library and waits for the middleware's first configuration.
 ///
-/// A start without a stop before it replaces the running manager: the new one is up before the old one goes. Two
-/// environment variables of the audio decoder are set unless the process has them already.
+/// A start without a stop before it replaces the running manager: the new one is up before the old one goes. The
+/// environment variables "media_arm_audio_decoder" and "media.ffmpeg.audio.decoder" are set unless the process has them
+/// already. ZELO_LANG_CODE, if it is set, is the language until the middleware names one.
 ///
 /// @param callbacks  copied
 /// @par Threads
-/// One at a time; not from a callback.
+/// One at a time, and not while another thread uses the environment; not from a callback.
 /// @par Blocking
-/// Until the configuration has arrived, without a limit; ends early when ZeloStopApp(), `exit` or an unload happens
-/// meanwhile.
+/// Until the configuration has arrived, without a limit; ends early, with a line in the log, when ZeloStopApp(), `exit`
+/// or an unload happens meanwhile.
 ZELO_EXPORT void ZeloStartApp(ZeloCallbacks const& callbacks);
 
 /// Stops the library; does nothing when it is not started. What the middleware sent stays readable by the getters.
@@ -191,18 +196,18 @@ ZELO_EXPORT void ZeloStopApp();
 /// @param y       pixels
 /// @param width   pixels
 /// @param height  pixels; all four 0 mean the whole screen
-/// @return true, also when the request is lost because the middleware is not connected
+/// @return true, also when the request is lost because the middleware is not connected or the library not started
 /// @par Threads
-/// Any, between start and stop, also from a callback.
+/// Any, also from a callback.
 /// @par Blocking
 /// None: the request is queued.
 ZELO_EXPORT bool ZeloSetVideoWindow(int x, int y, int width, int height);
 
 /// Asks the middleware to hand control back to the application that had it before.
 ///
-/// @return true, also when the request is lost because the middleware is not connected
+/// @return true, also when the request is lost because the middleware is not connected or the library not started
 /// @par Threads
-/// Any, between start and stop, also from a callback.
+/// Any, also from a callback.
 /// @par Blocking
 /// None: the request is queued.
 ZELO_EXPORT bool ZeloRequestPreviousController();
