@@ -1,0 +1,96 @@
+// The logger: one line a call on stderr, in colours when that is a terminal.
+//
+// ZELOSTB_LOG_LEVEL=0..5 (default 5) is the highest level that is shown.
+#include <STBLogger.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <ctime>
+
+namespace {
+
+struct Level {
+    char const* name;
+    char const* colour;
+};
+
+Level const levels[] = {
+    {"?", ""},
+    {"FAIL", "\033[1;31m"},
+    {"BAD", "\033[33m"},
+    {"NOTE", "\033[1;36m"},
+    {"LINK", "\033[32m"},
+    {"TRACE", "\033[2m"},
+};
+
+int highestLevel()
+{
+    char const* const text = getenv("ZELOSTB_LOG_LEVEL");
+    return text != nullptr ? atoi(text) : 5;
+}
+
+/// Appends to a line; what does not fit is cut off.
+class Line {
+public:
+    __attribute__((format(printf, 2, 0))) void add(char const* format, va_list arguments)
+    {
+        int const length = vsnprintf(text + used, room(), format, arguments);
+        used = std::min(used + static_cast<size_t>(std::max(length, 0)), sizeof text - 2);
+    }
+
+    __attribute__((format(printf, 2, 3))) void add(char const* format, ...)
+    {
+        va_list arguments;
+        va_start(arguments, format);
+        add(format, arguments);
+        va_end(arguments);
+    }
+
+    /// In one piece, so that the lines of several threads do not mix.
+    void write()
+    {
+        text[used++] = '\n';
+        static_cast<void>(!::write(STDERR_FILENO, text, used));
+    }
+
+private:
+    size_t room() const { return sizeof text - 1 - used; }
+
+    char text[4096];
+    size_t used = 0;
+};
+
+void addTime(Line& line)
+{
+    timespec now = {};
+    clock_gettime(CLOCK_REALTIME, &now);
+    tm local = {};
+    localtime_r(&now.tv_sec, &local);
+    line.add("%02d:%02d:%02d.%03ld ", local.tm_hour, local.tm_min, local.tm_sec, now.tv_nsec / 1000000);
+}
+
+} // namespace
+
+int STBLogger_log(STBLogContext const* context, char const*, int level, int line, char const* file, char const* format,
+                  ...)
+{
+    static int const highest = highestLevel();
+    static bool const coloured = isatty(STDERR_FILENO) != 0;
+    if (level > highest) {
+        return 0;
+    }
+    Level const& shown = levels[level >= 1 && level <= 5 ? level : 0];
+    Line text;
+    addTime(text);
+    text.add("%s%-5s%s %s %s:%d: ", coloured ? shown.colour : "", shown.name, coloured ? "\033[0m" : "", context->tag,
+             file, line);
+    va_list arguments;
+    va_start(arguments, format);
+    text.add(format, arguments);
+    va_end(arguments);
+    text.write();
+    return 0;
+}
