@@ -1,0 +1,32 @@
+/// @file
+/// Cuts a stream of bytes into frames.
+#ifndef ZELO_SIMULATOR_FRAMEREADER_H
+#define ZELO_SIMULATOR_FRAMEREADER_H
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+#include "simulator/Peer.h"
+
+namespace zelobox {
+
+/// Takes bytes as they come and gives whole frames.
+class FrameReader {
+public:
+    void append(char const* bytes, size_t size) { buffer.insert(buffer.end(), bytes, bytes + size); }
+
+    /// @return the oldest frame that is all there
+    /// @throw PeerError when the next frame begins with a wrong sync byte; there is no way to go on
+    std::optional<Frame> next();
+
+    /// @return how many bytes wait for the rest of their frame
+    size_t pending() const { return buffer.size(); }
+
+private:
+    std::vector<char> buffer;
+};
+
+} // namespace zelobox
+
+#endif
