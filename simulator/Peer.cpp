@@ -185,7 +185,7 @@ Listener::Listener(std::string socketPath, int backlog) : path(std::move(socketP
     socket.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (bind(socket.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) != 0 ||
         listen(socket.get(), backlog) != 0 || lstat(path.c_str(), &status) != 0) {
-        throw PeerError(errorText("cannot listen on " + path));
+        throw PeerError(errorText("cannot listen on " + path) + "; the directory must be there and writable");
     }
     device = status.st_dev;
     inode = status.st_ino;

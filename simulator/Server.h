@@ -1,0 +1,68 @@
+/// @file
+/// The messenger's server: many clients, one thread.
+#ifndef ZELO_SIMULATOR_SERVER_H
+#define ZELO_SIMULATOR_SERVER_H
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "simulator/EventLoop.h"
+#include "simulator/FrameReader.h"
+#include "simulator/Peer.h"
+
+namespace zelobox {
+
+/// Counts from 1, in the order of the connects.
+using ClientId = unsigned;
+
+/// Accepts clients, cuts what they send into frames, and writes what is to be sent as fast as they read it.
+///
+/// Everything happens in turns of the loop, which must live longer.
+class Server {
+public:
+    class Handler {
+    public:
+        virtual void onConnected(ClientId client) = 0;
+        virtual void onFrame(ClientId client, Frame const& frame) = 0;
+        /// Not called for what disconnect() and the destructor do.
+        virtual void onDisconnected(ClientId client, std::string const& reason) = 0;
+
+    protected:
+        ~Handler() = default;
+    };
+
+    /// @throw PeerError when another server listens there or the socket cannot be made
+    Server(EventLoop& eventLoop, Handler& eventHandler, std::string const& path);
+    ~Server();
+    Server(Server const&) = delete;
+    Server& operator=(Server const&) = delete;
+
+    /// Sends, or keeps what the client does not read yet. Does nothing for a client that is gone.
+    void send(ClientId client, std::vector<char> const& bytes);
+    void disconnect(ClientId client);
+    std::vector<ClientId> clients() const;
+
+private:
+    struct Client {
+        Descriptor socket;
+        FrameReader reader;
+        std::vector<char> unsent;
+    };
+
+    void accept();
+    void receive(ClientId id);
+    void deliver(ClientId id);
+    void flush(ClientId id);
+    void lose(ClientId id, std::string const& reason);
+
+    EventLoop& loop;
+    Handler& handler;
+    Listener listener;
+    std::map<ClientId, Client> connections;
+    ClientId lastId = 0;
+};
+
+} // namespace zelobox
+
+#endif

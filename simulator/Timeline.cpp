@@ -1,0 +1,46 @@
+#include "simulator/Timeline.h"
+
+#include <cstdio>
+
+namespace zelobox {
+
+namespace {
+
+char const bold[] = "\033[1m";
+char const cyan[] = "\033[36m";
+char const green[] = "\033[32m";
+char const plain[] = "";
+
+} // namespace
+
+void Timeline::line(std::string const& who, std::string const& what)
+{
+    write(who, what, plain);
+}
+
+void Timeline::heading(std::string const& text)
+{
+    write("scenario", "== " + text, bold);
+}
+
+void Timeline::onTraffic(TraceRecord const& record)
+{
+    bool const isFrame = record.event == TraceRecord::Event::Frame;
+    bool const fromLibrary = isFrame && record.direction == Direction::ToMiddleware;
+    std::string what = (isFrame ? "sends " : "") + textOf(record);
+    if (!isFrame) {
+        what = "connection " + std::to_string(record.connection) + " " + what;
+    }
+    write(fromLibrary ? "library" : "middleware", what, fromLibrary ? green : cyan);
+}
+
+void Timeline::write(std::string const& who, std::string const& what, char const* colour)
+{
+    int64_t const now = traceTime();
+    begin = begin == 0 ? now : begin;
+    char start[64];
+    snprintf(start, sizeof start, "%8.3f  %-10s  ", static_cast<double>(now - begin) / 1e6, who.c_str());
+    stream << start << (colours ? colour : "") << what << (colours ? "\033[0m" : "") << std::endl;
+}
+
+} // namespace zelobox

@@ -1,0 +1,36 @@
+/// @file
+/// What happens, line by line, for people: time, who, what.
+#ifndef ZELO_SIMULATOR_TIMELINE_H
+#define ZELO_SIMULATOR_TIMELINE_H
+
+#include <ostream>
+#include <string>
+
+#include "simulator/Box.h"
+
+namespace zelobox {
+
+/// Prints a line for everything that it sees; the times begin with the first line.
+class Timeline final : public Box::Observer {
+public:
+    /// @param coloured  for a terminal
+    Timeline(std::ostream& target, bool coloured) : stream(target), colours(coloured) {}
+
+    /// "   0.012  host        calls volume"
+    void line(std::string const& who, std::string const& what);
+    void heading(std::string const& text);
+
+    /// Frames from the socket come from the "library"; everything else is the "middleware"'s.
+    void onTraffic(TraceRecord const& record) override;
+
+private:
+    void write(std::string const& who, std::string const& what, char const* colour);
+
+    std::ostream& stream;
+    bool const colours;
+    int64_t begin = 0;
+};
+
+} // namespace zelobox
+
+#endif

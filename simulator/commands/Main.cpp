@@ -1,0 +1,25 @@
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "simulator/commands/Commands.h"
+
+int main(int argc, char** argv)
+{
+    CLI::App app("A set-top box on a desk: its middleware, a sample host for libzelocobalt.so, and both together.",
+                 "zelobox");
+    app.require_subcommand(1);
+    app.set_version_flag("--version", ZELOBOX_VERSION);
+    app.footer("Exit codes: 0 success, 1 not as expected, 2 cannot run, 3 timed out, 130 interrupted.\n"
+               "\"zelobox COMMAND --help\" has examples.");
+    int exitCode = zelobox::Succeeded;
+    zelobox::addMiddlewareCommand(app, exitCode);
+    try {
+        app.parse(argc, argv);
+    } catch (CLI::ParseError const& error) {
+        return app.exit(error) == 0 ? zelobox::Succeeded : zelobox::CannotRun;
+    } catch (std::exception const& error) {
+        std::cerr << "zelobox: " << error.what() << std::endl;
+        return zelobox::CannotRun;
+    }
+    return exitCode;
+}
