@@ -13,6 +13,7 @@ int main(int argc, char** argv)
                "\"zelobox COMMAND --help\" has examples.");
     int exitCode = zelobox::Succeeded;
     zelobox::addMiddlewareCommand(app, exitCode);
+    zelobox::addHostCommand(app, exitCode);
     try {
         app.parse(argc, argv);
     } catch (CLI::ParseError const& error) {
