@@ -12,6 +12,7 @@ int main(int argc, char** argv)
     app.footer("Exit codes: 0 success, 1 not as expected, 2 cannot run, 3 timed out, 130 interrupted.\n"
                "\"zelobox COMMAND --help\" has examples.");
     int exitCode = zelobox::Succeeded;
+    zelobox::addDemoCommand(app, exitCode);
     zelobox::addMiddlewareCommand(app, exitCode);
     zelobox::addHostCommand(app, exitCode);
     try {
