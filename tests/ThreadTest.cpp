@@ -181,7 +181,7 @@ TEST(Thread, StopsOnlyAfterTheBodyHasReturned)
         while (self.isRunning()) {
             sched_yield();
         }
-        for (int i = 0; i < 1000; ++i) {
+        for (int i = 0; i < 100; ++i) {
             sched_yield(); // a stop that does not wait would be over by now
         }
         returned = true;
