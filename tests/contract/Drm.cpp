@@ -9,12 +9,18 @@ namespace {
 
 typedef std::map<std::string, std::string> Parameters;
 
-std::vector<std::string> calls;
 char answers[16];
+
+/// Never destroyed: the DRM object goes at the very end.
+std::vector<std::string>& calls()
+{
+    static std::vector<std::string>& list = *new std::vector<std::string>;
+    return list;
+}
 
 void* record(char const* object, unsigned slot, std::string const& arguments = "")
 {
-    calls.push_back(std::string(object) + " slot " + std::to_string(slot) + arguments);
+    calls().push_back(std::string(object) + " slot " + std::to_string(slot) + arguments);
     return &answers[slot];
 }
 
@@ -36,7 +42,7 @@ std::string textOf(void* pointer)
 
 std::vector<std::string> host::drmCalls()
 {
-    return calls;
+    return calls();
 }
 
 void* host::bridgeAnswer(unsigned number)
@@ -102,12 +108,12 @@ Bridge theBridge;
 
 STBWidevineDrm::STBWidevineDrm()
 {
-    calls.push_back("object construct");
+    calls().push_back("object construct");
 }
 
 STBWidevineDrm::~STBWidevineDrm()
 {
-    calls.push_back("object destroy");
+    calls().push_back("object destroy");
 }
 
 void STBWidevineDrm::zero(Parameters const& parameters, void* first, void* second)
