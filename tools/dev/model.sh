@@ -17,7 +17,7 @@ run() {
     ;;
   esac
   mkdir -p "$directory"
-  cd "$directory"
+  cd "$directory" || return
   spin -DCONNECTIONS="$connections" -a "$ZELO_ROOT/docs/model/threads.pml"
   gcc -O2 -w -DSAFETY -DCOLLAPSE -DVECTORSZ=2048 -o checker pan.c
   ./checker -m200000 | tee checker.log
