@@ -3,9 +3,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <new>
 #include <set>
-#include <type_traits>
 
 #include "src/common/ByteWriter.h"
 #include "src/common/Log.h"
@@ -20,66 +18,12 @@ uint32_t const stateReady = 2;
 /// Whom to hand control back to: the previous controller.
 uint32_t const previousController = 4;
 
-/// A lock that is never destroyed: threads of the host may still take it while the process exits.
-pthread_helper::mutex& makeImmortal(void* storage)
-{
-    return *new (storage) pthread_helper::mutex;
-}
-
-using MutexStorage = std::aligned_storage<sizeof(pthread_helper::mutex), alignof(pthread_helper::mutex)>::type;
-
-MutexStorage configMutexStorage;
-MutexStorage managerMutexStorage;
-
 uint32_t valueOf(IPCMessage const& message)
 {
     return dynamic_cast<IPCMessageUnsignedInt const&>(message).value;
 }
 
 } // namespace
-
-// The order is the reverse of the destruction: manager, configuration.
-pthread_helper::mutex& CobaltManager::configMutex = makeImmortal(&configMutexStorage);
-pthread_helper::mutex& cobaltManagerMutex = makeImmortal(&managerMutexStorage);
-CobaltManager::Config CobaltManager::_config;
-std::unique_ptr<CobaltManager> cobaltManager;
-
-namespace {
-
-std::atomic<pid_t> managerProcess{0}; ///< the process that has the threads of #cobaltManager
-
-/// Stops a manager that is still there at exit or unload.
-struct ManagerEnd {
-    ~ManagerEnd()
-    {
-        if (managerProcess != getpid() || isInHostCallback()) {
-            // A forked child has inherited the object but not its threads; and an exit from a callback runs on a thread
-            // that cannot wait for itself. The object stays, for the rest of a process that is ending.
-            static_cast<void>(cobaltManager.release());
-        } else {
-            replaceCobaltManager(nullptr);
-        }
-    }
-} const managerEnd;
-
-} // namespace
-
-void replaceCobaltManager(std::unique_ptr<CobaltManager> next)
-{
-    {
-        pthread_helper::guard lock(cobaltManagerMutex);
-        managerProcess = getpid();
-        cobaltManager.swap(next);
-    }
-    // The earlier manager is destroyed without the lock: its stop waits for a callback, which may want the lock.
-    next.reset();
-}
-
-bool isInHostCallback()
-{
-    pthread_helper::guard lock(cobaltManagerMutex);
-    return cobaltManager && cobaltManager->isOwnThread();
-}
 
 CobaltManager::CobaltManager(ZeloCallbacks const& hostCallbacks) : callbacks(hostCallbacks)
 {
@@ -130,11 +74,6 @@ void CobaltManager::send(std::auto_ptr<IPCMessage> message)
     messenger->pushMessage(message);
 }
 
-bool CobaltManager::isOwnThread() const
-{
-    return pthread_equal(ownThread, pthread_self()) != 0;
-}
-
 bool CobaltManager::volumes(unsigned& volume, bool& muted)
 {
     volume = loadRelaxed(_config.volume);
@@ -163,7 +102,6 @@ std::string CobaltManager::copyOfLanguage()
 void CobaltManager::onConnected()
 {
     ZELO_LOG(LogConnection, 155, sourceFile, "Connected IPC!");
-    ownThread = pthread_self();
     std::set<IPCMessageType> const types = {
         IPC_BROWSER_CONFIG, IPC_UNHANDLED_8, IPC_UNHANDLED_25, IPC_REMOTE_KEY,   IPC_UNHANDLED_27,
         IPC_VOLUME,         IPC_MUTE,        IPC_UNHANDLED_36, IPC_UNHANDLED_42, IPC_APP_LIFECYCLE,

@@ -3,7 +3,6 @@
 #ifndef ZELO_COBALT_COBALTMANAGER_H
 #define ZELO_COBALT_COBALTMANAGER_H
 
-#include <pthread.h>
 #include <stdint.h>
 
 #include <atomic>
@@ -56,18 +55,6 @@ public:
         bool parse(std::vector<char> const& payload) EXCLUDES(configMutex);
     };
 
-    /// Keeps a manager in place while its start waits: the destructor returns only after every hold is gone.
-    class Hold {
-    public:
-        explicit Hold(CobaltManager& heldManager) : manager(heldManager) { ++manager.holds; }
-        ~Hold() { --manager.holds; }
-        Hold(Hold const&) = delete;
-        Hold& operator=(Hold const&) = delete;
-
-    private:
-        CobaltManager& manager;
-    };
-
     /// Connects in the background.
     ///
     /// @param hostCallbacks  copied
@@ -78,7 +65,11 @@ public:
     CobaltManager(CobaltManager const&) = delete;
     CobaltManager& operator=(CobaltManager const&) = delete;
 
-    /// Waits without a limit for the first configuration; the caller has a Hold.
+    /// Keeps the manager in place while a start waits: the destructor returns only after every hold is gone.
+    void hold() { ++holds; }
+    void letGo() { --holds; }
+
+    /// Waits without a limit for the first configuration; the caller has a hold.
     ///
     /// @return true; false if the manager is being destroyed instead
     bool waitForConfiguration();
@@ -107,9 +98,6 @@ public:
     void onConnected() override;
     void onDisconnected() override;
 
-    /// @return true on the thread that calls the host back
-    bool isOwnThread() const;
-
     static Config _config;
 
 private:
@@ -126,20 +114,6 @@ private:
     std::atomic<bool> configured{false};
     std::atomic<bool> closing{false};
     std::atomic<int> holds{0};
-    std::atomic<pthread_t> ownThread{}; // set by the first onConnected()
 };
-
-/// Guards #cobaltManager. Taken after a client's handler lock, because callbacks may make requests; before its sender
-/// lock.
-extern pthread_helper::mutex& cobaltManagerMutex;
-
-/// The one manager; empty when stopped.
-extern std::unique_ptr<CobaltManager> cobaltManager GUARDED_BY(cobaltManagerMutex);
-
-/// Puts @p next, which may be empty, into #cobaltManager and then destroys the manager that was there.
-void replaceCobaltManager(std::unique_ptr<CobaltManager> next) EXCLUDES(cobaltManagerMutex);
-
-/// @return true on a thread that is just calling the host back, which cannot wait for its own end
-bool isInHostCallback() EXCLUDES(cobaltManagerMutex);
 
 #endif

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "cobalt/CobaltManager.h"
+#include "cobalt/LifeCycle.h"
 #include "src/common/Log.h"
 
 namespace {
@@ -67,10 +68,10 @@ void readPositive(char const* variable, unsigned& number)
     }
 }
 
-/// A start or stop destroys the manager, which would wait for the callback that asks for it.
+/// A start or a stop inside a callback would wait for the callback that asks for it.
 bool refusedInCallback(char const* function)
 {
-    bool const refused = isInHostCallback();
+    bool const refused = isInsideLibrary();
     if (refused) {
         ZELO_LOG(LogFailure, __LINE__, sourceFile, "%s ignored: called from a callback", function);
     }
@@ -155,10 +156,8 @@ void ZeloStartApp(ZeloCallbacks const& callbacks)
     }
     setenv("media_arm_audio_decoder", "ape,flac,wma,wmapro,aac,vorbis,raac,cook,amr,pcm,adpcm,aac_latm,rm", 0);
     setenv("media.ffmpeg.audio.decoder", "mp3,ac3,eac3,dts", 0);
-    std::unique_ptr<CobaltManager> next(new CobaltManager(callbacks));
-    CobaltManager& manager = *next;
-    CobaltManager::Hold const hold(manager); // from before a stop can find the manager until the last line here
-    replaceCobaltManager(std::move(next));
+    LifeCycleCall call;
+    CobaltManager& manager = call.start(callbacks);
     if (!manager.waitForConfiguration()) {
         ZELO_LOG(LogFailure, 30, sourceFile, "Configuration failed");
     }
@@ -170,7 +169,7 @@ void ZeloStopApp()
     if (refusedInCallback("ZeloStopApp")) {
         return;
     }
-    replaceCobaltManager(nullptr);
+    LifeCycleCall().stop();
 }
 
 bool ZeloSetVideoWindow(int x, int y, int width, int height)

@@ -8,8 +8,8 @@
 /// @par Callbacks
 /// Run on "ipc_cln", one at a time, with the library's handler lock held. From inside a callback every function here
 /// may be called but ZeloStartApp() and ZeloStopApp(), which would wait for the callback itself: they do nothing then
-/// but log. The next message from the middleware waits until a callback returns, and so does a stop. A callback must
-/// not throw. No callback runs after ZeloStopApp() has returned.
+/// but log. So it is in the box's logger when the library calls it. The next message from the middleware waits until a
+/// callback returns, and so does a stop. A callback must not throw. No callback runs after ZeloStopApp() has returned.
 ///
 /// @par Exceptions
 /// Functions that make a text, a request or the manager may throw std::bad_alloc, and nothing has changed then. What
@@ -22,6 +22,8 @@
 /// @par fork, exit and unload
 /// A forked child has no connection: it may exec or exit, but must call nothing here. The socket is closed on exec.
 /// `exit` and `dlclose` with a running manager stop it first. A start that still waits then returns unconfigured.
+/// `exit` may also be called from a callback; the connection then ends with the process. `dlclose` may not, and a
+/// callback that it waits for must not use the dynamic loader.
 #ifndef ZELO_COBALT_H
 #define ZELO_COBALT_H
 

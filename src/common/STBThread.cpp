@@ -7,12 +7,17 @@
 
 #include <memory>
 
+#include "src/common/Immortal.h"
 #include "src/common/Log.h"
 #include "src/common/RealTime.h"
+#include "src/common/ThreadMarks.h"
 
 namespace {
 
 char const sourceFile[] = "src/common/STBThread";
+
+Immortal<ThreadMarks> ownThreadsRoom;
+ThreadMarks& ownThreads = ownThreadsRoom.make();
 
 } // namespace
 
@@ -66,6 +71,8 @@ bool STBThread::endThread()
 
 void STBThread::thread()
 {
+    ThreadMarks::Mark mark(ownThreads);
+    mark.putUp();
     run();
     OnThreadCompletedListener* completed;
     {
@@ -80,6 +87,11 @@ void STBThread::thread()
 void STBThread::notify()
 {
     sleepCond.broadcast();
+}
+
+bool STBThread::isOwnThread()
+{
+    return ownThreads.ofThisThread() != nullptr;
 }
 
 void STBThread::threadSleepMs(unsigned ms)

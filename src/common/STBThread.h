@@ -61,6 +61,9 @@ public:
     /// @return true between start() and stop()
     bool isRunning() const { return running.load(std::memory_order_acquire); }
 
+    /// @return true on every thread that was started here, whichever object it belongs to
+    static bool isOwnThread();
+
     /// Sleeps in the body until stop(), notify(), a spurious wake-up or the end of the time, whichever is first.
     ///
     /// @param ms  milliseconds; measured on the real-time clock

@@ -1,0 +1,117 @@
+#include "cobalt/LifeCycle.h"
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "src/common/Immortal.h"
+#include "src/common/STBThread.h"
+
+namespace {
+
+Immortal<pthread_helper::mutex> configMutexRoom;
+Immortal<pthread_helper::mutex> managerMutexRoom;
+Immortal<pthread_helper::mutex> changeMutexRoom;
+Immortal<std::unique_ptr<CobaltManager>> managerRoom;
+Immortal<ThreadMarks> callsRoom;
+
+/// Held while a manager is made and put into #cobaltManager, so that no stop comes in between and misses it, and while
+/// one is stopped. The first of all locks.
+pthread_helper::mutex& changeMutex = changeMutexRoom.make();
+ThreadMarks& calls = callsRoom.make();
+
+std::atomic<pid_t> callingProcess{0}; ///< the process that has the threads of #cobaltManager
+
+} // namespace
+
+pthread_helper::mutex& CobaltManager::configMutex = configMutexRoom.make();
+pthread_helper::mutex& cobaltManagerMutex = managerMutexRoom.make();
+std::unique_ptr<CobaltManager>& cobaltManager = managerRoom.make();
+
+// Between here and the end of the file the order decides: the configuration is destroyed after the manager.
+CobaltManager::Config CobaltManager::_config;
+
+namespace {
+
+/// @return the manager that was there. It must be destroyed without the lock: its stop waits for a callback, which may
+///         want the lock.
+std::unique_ptr<CobaltManager> exchangeManager(std::unique_ptr<CobaltManager> next)
+{
+    pthread_helper::guard lock(cobaltManagerMutex);
+    cobaltManager.swap(next);
+    return next;
+}
+
+/// Stops a manager that is still there at exit or unload.
+struct ManagerEnd {
+    ~ManagerEnd()
+    {
+        // A forked child has inherited the manager but not its threads, and an exit from a callback runs on a thread
+        // that cannot wait for itself. The manager then stays, for the rest of a process that is ending.
+        if (callingProcess != getpid() || STBThread::isOwnThread()) {
+            return;
+        }
+        if (LifeCycleCall* const interrupted = LifeCycleCall::ofThisThread()) {
+            interrupted->end();
+        }
+        exchangeManager(nullptr).reset();
+        while (LifeCycleCall::areAnyUnderWay()) {
+            usleep(1000);
+            exchangeManager(nullptr).reset(); // of a start that had only begun
+        }
+    }
+} const managerEnd;
+
+} // namespace
+
+LifeCycleCall::LifeCycleCall() : ThreadMarks::Mark(calls)
+{
+    callingProcess = getpid();
+}
+
+CobaltManager& LifeCycleCall::start(ZeloCallbacks const& callbacks)
+{
+    std::unique_ptr<CobaltManager> manager;
+    {
+        pthread_helper::guard lock(changeMutex);
+        putUp(); // not before: an exit inside a stop would wait for those who wait for that stop
+        manager.reset(new CobaltManager(callbacks));
+        held = manager.get();
+        held->hold();
+        manager = exchangeManager(std::move(manager));
+    }
+    manager.reset();
+    return *held;
+}
+
+void LifeCycleCall::stop()
+{
+    pthread_helper::guard lock(changeMutex);
+    putUp();
+    exchangeManager(nullptr).reset();
+}
+
+void LifeCycleCall::end()
+{
+    if (held != nullptr) {
+        held->letGo();
+        held = nullptr;
+    }
+    takeDown();
+}
+
+LifeCycleCall* LifeCycleCall::ofThisThread()
+{
+    return static_cast<LifeCycleCall*>(calls.ofThisThread());
+}
+
+bool LifeCycleCall::areAnyUnderWay()
+{
+    return !calls.areEmpty();
+}
+
+bool isInsideLibrary()
+{
+    return STBThread::isOwnThread() || LifeCycleCall::ofThisThread() != nullptr;
+}
