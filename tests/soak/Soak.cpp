@@ -186,7 +186,7 @@ int main(int argc, char** argv)
     long const after = residentKiB();
     printf("RSS %ld KiB after 5 s, %ld KiB at the end; descriptors %d and %d\n", warm, after, descriptorsBefore,
            descriptors());
-    bool const good = descriptors() == descriptorsBefore && after - warm < 4 * 1024 && tally.slowestStopMs < 2000 &&
+    bool const good = descriptors() == descriptorsBefore && after - warm < 4 * 1024 && tally.slowestStopMs < 10000 &&
                       tally.starts > 1 && tally.connections > 1 && tally.events > 0;
     puts(good ? "passed" : "FAILED");
     return good ? 0 : 1;
