@@ -1,0 +1,59 @@
+# shellcheck shell=bash
+# about: builds the Debian packages for amd64 and armhf, installs the native ones in a clean root and builds against them
+
+packages() {
+  needs_build
+  needs g++-arm-linux-gnueabihf "the compiler for the box"
+  needs dpkg-dev "reads the packages' dependencies off"
+  needs lintian "checks the packages"
+  needs pkgconf "finds the installed library"
+}
+
+# make_packages ARCHITECTURE PRESET MULTIARCH
+make_packages() {
+  local directory=$ZELO_BUILD/package-$1
+  (cd "$ZELO_ROOT" && cmake --preset "$2" -B "$directory" -DZELO_BUILD_SIMULATOR=ON -DCMAKE_INSTALL_PREFIX=/usr \
+    -DCMAKE_INSTALL_LIBDIR="lib/$3" >/dev/null)
+  cmake --build "$directory"
+  rm -f "$directory"/*.deb
+  (cd "$directory" && cpack --config CPackConfig.cmake)
+  lintian --fail-on error "$directory"/*.deb
+}
+
+# A root in which nothing is but these packages.
+install_in_clean_root() {
+  local root=$1
+  shift
+  rm -rf "$root"
+  mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/triggers"
+  touch "$root/var/lib/dpkg/status"
+  dpkg --root="$root" --force-depends --force-not-root --force-script-chrootless --install "$@"
+}
+
+build_by_pkg_config() {
+  local root=$1 out=$2
+  local -a flags
+  read -r -a flags <<<"$(PKG_CONFIG_LIBDIR=$(dirname "$(find "$root" -name zelocobalt.pc)") \
+    PKG_CONFIG_SYSROOT_DIR=$root pkg-config --cflags --libs zelocobalt)"
+  g++ -std=c++17 -rdynamic -o "$out" "$ZELO_ROOT"/tests/consumer/Consumer.cpp "$ZELO_ROOT"/tests/contract/{Host,Drm}.cpp \
+    "${flags[@]}"
+}
+
+build_by_find_package() {
+  cmake -S "$ZELO_ROOT/tests/consumer" -B "$2" -G Ninja -DCMAKE_PREFIX_PATH="$1/usr" >/dev/null
+  cmake --build "$2"
+}
+
+run() {
+  local root=$ZELO_BUILD/package-root library
+  make_packages amd64 release x86_64-linux-gnu
+  make_packages armhf armhf-release arm-linux-gnueabihf
+  install_in_clean_root "$root" "$ZELO_BUILD"/package-amd64/*.deb
+  library=$(dirname "$(find "$root" -name libzelocobalt.so -type f)")
+  build_by_pkg_config "$root" "$ZELO_BUILD/consumer-pkg-config"
+  LD_LIBRARY_PATH=$library "$ZELO_BUILD/consumer-pkg-config"
+  build_by_find_package "$root" "$ZELO_BUILD/consumer-cmake"
+  LD_LIBRARY_PATH=$library "$ZELO_BUILD/consumer-cmake/consumer"
+  echo "Both consumers found the installed library and called it."
+  ls -l "$ZELO_BUILD"/package-*/*.deb
+}
