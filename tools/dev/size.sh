@@ -1,16 +1,22 @@
 # shellcheck shell=bash
-# ./dev size: what the library costs on the box.
+# about: what the library costs on the box: sections, relocations, heap, stacks, wake-ups
 
-dev_size() {
-    local prefix=arm-linux-gnueabihf map=build/armhf-map/libzelocobalt.map
-    cmake --preset armhf-release
-    cmake --build build/armhf-release
-    # The same without link-time optimisation, for the table by object file.
-    cmake --preset armhf-release -B build/armhf-map -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=OFF \
-        -DCMAKE_SHARED_LINKER_FLAGS="-Wl,--gc-sections -s -Wl,-Map=$PWD/$map"
-    cmake --build build/armhf-map
-    cmake --preset armhf
-    cmake --build build/armhf --target weigh
-    tools/size_report.py "$PWD/build/armhf-release/libzelocobalt.so" --tools "$prefix-" --map "$map" \
-        --weigh qemu-arm -L "/usr/$prefix" build/armhf/tests/weigh "$PWD/build/armhf-release/libzelocobalt.so" 10
+packages() {
+  needs_build
+  needs g++-arm-linux-gnueabihf "the compiler for the box"
+  needs qemu-user "runs the box's programs"
+  needs python3 "prints the report"
+}
+
+run() {
+  local tools=arm-linux-gnueabihf library=$ZELO_BUILD/armhf-release/libzelocobalt.so
+  local map=$ZELO_BUILD/armhf-map/libzelocobalt.map
+  build armhf-release
+  # The same without link-time optimisation, for the table by object file.
+  (cd "$ZELO_ROOT" && cmake --preset armhf-release -B "$ZELO_BUILD/armhf-map" -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=OFF \
+    -DCMAKE_SHARED_LINKER_FLAGS="-Wl,--gc-sections -s -Wl,-Map=$map" >/dev/null)
+  cmake --build "$ZELO_BUILD/armhf-map"
+  build armhf weigh
+  "$ZELO_ROOT/tools/size_report.py" "$library" --tools "$tools-" --map "$map" \
+    --weigh qemu-arm -L "/usr/$tools" "$ZELO_BUILD/armhf/tests/weigh" "$library" 10
 }

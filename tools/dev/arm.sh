@@ -1,0 +1,49 @@
+# shellcheck shell=bash
+# about: the box's builds: all tests under an emulator, soft float, both string ABIs, another box's headers, both worlds
+
+packages() {
+  needs_build
+  needs g++-arm-linux-gnueabihf "the compiler for the box"
+  needs g++-arm-linux-gnueabi "the compiler for a box without floating-point hardware"
+  needs qemu-user "runs the box's programs"
+  needs abigail-tools "compares the binary interface with the recorded one"
+}
+
+# variant NAME PRESET CMAKE-ARGUMENT...: a preset with other settings in build/NAME; what is tested is the library's
+# contract, because the rest does not depend on them
+variant() {
+  local name=$1 preset=$2 target=$3
+  shift 3
+  (cd "$ZELO_ROOT" && cmake --preset "$preset" -B "$ZELO_BUILD/$name" "$@" >/dev/null)
+  cmake --build "$ZELO_BUILD/$name" --target zelocobalt $target
+}
+
+# The middleware is a native process, the container and the library are the box's. The timelines must be the same.
+both_worlds() {
+  local emulator="qemu-arm -L /usr/arm-linux-gnueabihf" directory=$ZELO_BUILD/worlds
+  build default zelobox zelostb zelocobalt
+  mkdir -p "$directory"
+  "$ZELO_BUILD/default/zelobox" demo >"$directory/native.txt"
+  "$ZELO_BUILD/default/zelobox" demo --host-command "$emulator $ZELO_BUILD/armhf/zelobox" >"$directory/box.txt"
+  # Times differ, and what runs at the same time on both sides may be printed in either order.
+  diff <(timeline "$directory/native.txt") <(timeline "$directory/box.txt")
+  echo "The demo has the same timeline with the box's library as with the native one."
+}
+
+# timeline FILE: its lines without times, in an order that does not depend on them
+timeline() {
+  sed -E 's/[0-9]+\.[0-9]+//g' "$1" | LC_ALL=C sort
+}
+
+run() {
+  build armhf
+  run_tests armhf "$@"
+  grep '^[^#]' "$ZELO_ROOT/tests/emulation.txt" || echo "Every test was run."
+  variant armel armel "contract_test slots_test backtrace_contract_test"
+  run_tests armel -R Contract
+  variant armhf-oldstrings armhf "contract_test slots_test" -DZELO_CXX11_ABI=OFF
+  run_tests armhf-oldstrings -R 'Contract|Slots'
+  variant armhf-altstb armhf alt_box_test -DZELO_STB_INCLUDE_DIR="$ZELO_ROOT/tests/altstb"
+  run_tests armhf-altstb -R AltBox
+  both_worlds
+}
