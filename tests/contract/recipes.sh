@@ -1,0 +1,25 @@
+#!/bin/bash
+# recipes.sh SOURCE_DIR: the recipes in packaging/ are well-formed and set only options that the build has.
+set -eu
+cd "$1"
+status=0
+for option in $(grep -rhoE '\-DZELO_[A-Z0-9_]+' packaging/yocto packaging/buildroot | sed 's/^-D//' | sort -u); do
+    grep -qE "^(option|set)\($option " CMakeLists.txt || { echo "no such option: $option"; status=1; }
+done
+version=$(sed -n 's/^project(zelocobalt VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
+grep -q "^ZELOCOBALT_VERSION = $version$" packaging/buildroot/zelocobalt/zelocobalt.mk ||
+    { echo "zelocobalt.mk is not of version $version"; status=1; }
+[ -f "packaging/yocto/zelocobalt_$version.bb" ] || { echo "no recipe zelocobalt_$version.bb"; status=1; }
+grep -q "LICENSE;md5=$(md5sum <LICENSE | cut -d' ' -f1)" packaging/yocto/*.bb ||
+    { echo "the recipe has another LICENSE's sum"; status=1; }
+# Make reads the whole of it with stand-ins for what Buildroot defines.
+printf 'qstrip = $(strip $(subst ",,$(1)))\ncmake-package = $(info $(ZELOCOBALT_CONF_OPTS))\n%s\nall:\n' \
+    'include packaging/buildroot/zelocobalt/zelocobalt.mk' | make -s -f - all >/dev/null || status=1
+if awk '/^(if|menu)/ {n++} /^(endif|endmenu)/ {n--} END {exit n != 0}' packaging/buildroot/zelocobalt/Config.in; then :; else
+    echo "Config.in: if and endif do not match"
+    status=1
+fi
+# Every line of a BitBake recipe is a comment, an assignment, an inherit, or the continuation of one.
+awk '!continued && !/^$/ && !/^#/ && !/^inherit / && !/^[A-Za-z0-9_:${}]+ *(=|\?=|\+=|:=) *"/ { print FILENAME ": " $0; bad = 1 }
+     { continued = /\\$/ } END { exit bad }' packaging/yocto/*.bb || status=1
+exit $status
