@@ -3,9 +3,9 @@
 set -eu
 cd "$1"
 status=0
-for option in $(grep -rhoE '\-DZELO_[A-Z0-9_]+' packaging/yocto packaging/buildroot | sed 's/^-D//' | sort -u); do
+while read -r option; do
     grep -qE "^(option|set)\($option " CMakeLists.txt || { echo "no such option: $option"; status=1; }
-done
+done < <(grep -rhoE '\-DZELO_[A-Z0-9_]+' packaging/yocto packaging/buildroot | sed 's/^-D//' | sort -u)
 version=$(sed -n 's/^project(zelocobalt VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)
 grep -q "^ZELOCOBALT_VERSION = $version$" packaging/buildroot/zelocobalt/zelocobalt.mk ||
     { echo "zelocobalt.mk is not of version $version"; status=1; }
@@ -13,6 +13,7 @@ grep -q "^ZELOCOBALT_VERSION = $version$" packaging/buildroot/zelocobalt/zelocob
 grep -q "LICENSE;md5=$(md5sum <LICENSE | cut -d' ' -f1)" packaging/yocto/*.bb ||
     { echo "the recipe has another LICENSE's sum"; status=1; }
 # Make reads the whole of it with stand-ins for what Buildroot defines.
+# shellcheck disable=SC2016 # the variables are make's
 printf 'qstrip = $(strip $(subst ",,$(1)))\ncmake-package = $(info $(ZELOCOBALT_CONF_OPTS))\n%s\nall:\n' \
     'include packaging/buildroot/zelocobalt/zelocobalt.mk' | make -s -f - all >/dev/null || status=1
 if awk '/^(if|menu)/ {n++} /^(endif|endmenu)/ {n--} END {exit n != 0}' packaging/buildroot/zelocobalt/Config.in; then :; else
