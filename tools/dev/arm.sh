@@ -33,7 +33,7 @@ both_worlds() {
 
 # timeline FILE: its lines without times, in an order that does not depend on them
 timeline() {
-  sed -E 's/[0-9]+\.[0-9]+//g' "$1" | LC_ALL=C sort
+  sed -E 's/([0-9]+:)*[0-9]+\.[0-9]{3}//g; s/ms=[0-9]+/ms/' "$1" | LC_ALL=C sort
 }
 
 run() {
