@@ -26,12 +26,15 @@ install(FILES "${PROJECT_BINARY_DIR}/zelocobalt.pc" DESTINATION "${CMAKE_INSTALL
 # The desk box looks for both libraries beside itself, so it has a directory of its own.
 if(TARGET zelobox)
   set(private "${CMAKE_INSTALL_LIBDIR}/zelobox")
-  install(TARGETS zelobox zelostb RUNTIME DESTINATION "${private}" LIBRARY DESTINATION "${private}" COMPONENT tools)
+  install(TARGETS zelobox zelostb RUNTIME DESTINATION "${private}" COMPONENT tools
+          LIBRARY DESTINATION "${private}" COMPONENT tools)
   file(CREATE_LINK ../libzelocobalt.so "${PROJECT_BINARY_DIR}/links/libzelocobalt.so" SYMBOLIC)
   file(CREATE_LINK "../${private}/zelobox" "${PROJECT_BINARY_DIR}/links/zelobox" SYMBOLIC)
   install(FILES "${PROJECT_BINARY_DIR}/links/libzelocobalt.so" DESTINATION "${private}" COMPONENT tools)
   install(FILES "${PROJECT_BINARY_DIR}/links/zelobox" DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
-  install(FILES docs/zelobox.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+  configure_file(docs/zelobox.1 zelobox.1 COPYONLY)
+  execute_process(COMMAND gzip -9nkf zelobox.1 WORKING_DIRECTORY "${PROJECT_BINARY_DIR}" COMMAND_ERROR_IS_FATAL ANY)
+  install(FILES "${PROJECT_BINARY_DIR}/zelobox.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

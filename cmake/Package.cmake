@@ -15,7 +15,6 @@ if(CMAKE_CROSSCOMPILING)
   # The dependencies of a cross build are read off the cross compiler's own libraries.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6 (>= 2.34), libgcc-s1 (>= 3.5), libstdc++6 (>= 12)")
-  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS}")
   if(ZELO_ARM_FLOAT_ABI STREQUAL hard)
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
   else()
@@ -42,6 +41,10 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "header and build files of the set-t
 if(TARGET zelobox)
   list(APPEND CPACK_COMPONENTS_ALL tools)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zelobox)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libzelocobalt (= ${version})")
+  if(CMAKE_CROSSCOMPILING)
+    string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", ${CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS}")
+  endif()
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
   set(CPACK_COMPONENT_TOOLS_DESCRIPTION "set-top box on a desk
  Plays the middleware of a box, and a container that loads the bridge.")

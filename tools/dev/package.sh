@@ -55,5 +55,8 @@ run() {
   build_by_find_package "$root" "$ZELO_BUILD/consumer-cmake"
   LD_LIBRARY_PATH=$library "$ZELO_BUILD/consumer-cmake/consumer"
   echo "Both consumers found the installed library and called it."
+  # The installed desk box finds the installed library.
+  "$root/usr/bin/zelobox" demo >/dev/null
+  echo "The installed desk box played its demo."
   ls -l "$ZELO_BUILD"/package-*/*.deb
 }
