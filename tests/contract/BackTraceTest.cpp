@@ -11,7 +11,7 @@
 
 #include "inc/private/pthread_helper.h"
 #include "src/common/STBBackTrace.h"
-#include "src/common/STBThread.h"
+#include "src/ipc/IPCMessengerClient.h"
 #include "tests/support/Wrapped.h"
 
 #include "Frame.h"
@@ -61,16 +61,12 @@ uintptr_t number(std::string const& hexadecimal)
     return static_cast<uintptr_t>(std::stoull(hexadecimal, nullptr, 16));
 }
 
-class Idle : public STBThread {
-    void run() override {}
-};
-
 /// Fails in a function of the library that throws nothing and calls nothing that throws.
-void notifyInVain(void*)
+void removeInVain(void*)
 {
-    Idle thread;
-    wrapped::failNext(wrapped::CondBroadcast, EINVAL);
-    thread.notify();
+    IPCMessengerClient client;
+    wrapped::failNext(wrapped::MutexLock, EINVAL);
+    client.removeHandler(nullptr);
 }
 
 class BackTraceContract : public testing::TestWithParam<TestCase> {};
@@ -119,7 +115,7 @@ TEST_P(BackTraceContract, IsInTheReportOfAFailedCheck)
 TEST_P(BackTraceContract, GoesOnThroughFunctionsThatCannotThrow)
 {
     std::string const line = std::string("0x[0-9a-f]+ ") + GetParam().name + " \\(\\+0x[0-9a-f]+\\) ";
-    EXPECT_EXIT(GetParam().frame(&notifyInVain, nullptr), testing::KilledBySignal(SIGKILL), line);
+    EXPECT_EXIT(GetParam().frame(&removeInVain, nullptr), testing::KilledBySignal(SIGKILL), line);
 }
 
 INSTANTIATE_TEST_SUITE_P(In, BackTraceContract, testing::ValuesIn(frames), testing::PrintToStringParamName());
