@@ -55,6 +55,18 @@ public:
         bool parse(std::vector<char> const& payload) EXCLUDES(configMutex);
     };
 
+    /// Keeps a manager in place while its start waits: the destructor returns only after every hold is gone.
+    class Hold {
+    public:
+        explicit Hold(CobaltManager& heldManager) : manager(heldManager) { ++manager.holds; }
+        ~Hold() { --manager.holds; }
+        Hold(Hold const&) = delete;
+        Hold& operator=(Hold const&) = delete;
+
+    private:
+        CobaltManager& manager;
+    };
+
     /// Connects in the background.
     ///
     /// @param hostCallbacks  copied
@@ -65,11 +77,7 @@ public:
     CobaltManager(CobaltManager const&) = delete;
     CobaltManager& operator=(CobaltManager const&) = delete;
 
-    /// Keeps the manager in place while a start waits: the destructor returns only after every hold is gone.
-    void hold() { ++holds; }
-    void letGo() { --holds; }
-
-    /// Waits without a limit for the first configuration; the caller has a hold.
+    /// Waits without a limit for the first configuration; the caller has a Hold.
     ///
     /// @return true; false if the manager is being destroyed instead
     bool waitForConfiguration();

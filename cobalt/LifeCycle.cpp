@@ -72,17 +72,18 @@ LifeCycleCall::LifeCycleCall() : ThreadMarks::Mark(calls)
 
 CobaltManager& LifeCycleCall::start(ZeloCallbacks const& callbacks)
 {
-    std::unique_ptr<CobaltManager> manager;
+    std::unique_ptr<CobaltManager> earlier;
+    CobaltManager* manager;
     {
         pthread_helper::guard lock(changeMutex);
         putUp(); // not before: an exit inside a stop would wait for those who wait for that stop
-        manager.reset(new CobaltManager(callbacks));
-        held = manager.get();
-        held->hold();
-        manager = exchangeManager(std::move(manager));
+        std::unique_ptr<CobaltManager> next(new CobaltManager(callbacks));
+        manager = next.get();
+        hold.reset(new CobaltManager::Hold(*manager));
+        earlier = exchangeManager(std::move(next));
     }
-    manager.reset();
-    return *held;
+    earlier.reset();
+    return *manager;
 }
 
 void LifeCycleCall::stop()
@@ -94,10 +95,7 @@ void LifeCycleCall::stop()
 
 void LifeCycleCall::end()
 {
-    if (held != nullptr) {
-        held->letGo();
-        held = nullptr;
-    }
+    hold.reset();
     takeDown();
 }
 

@@ -39,7 +39,7 @@ public:
     static bool areAnyUnderWay();
 
 private:
-    CobaltManager* held = nullptr;
+    std::unique_ptr<CobaltManager::Hold> hold;
 };
 
 /// @return true where a start or a stop would wait for itself: on the library's own threads, which call the host back,

@@ -1,6 +1,5 @@
 /// @file
-/// What the host process supplies, as the tests need it: a logger that remembers, a clock that a test can own, a DRM
-/// object that records its calls.
+/// What the host process supplies, as the tests need it: a logger that remembers, a clock that a test can own.
 #ifndef ZELO_TESTS_HOSTSTANDIN_H
 #define ZELO_TESTS_HOSTSTANDIN_H
 
@@ -8,7 +7,6 @@
 
 #include <chrono>
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -43,14 +41,6 @@ void onLog(std::function<void(LogLine const&)> observer);
 void setVirtualTime(long long microseconds);
 void advanceVirtualTime(long long microseconds);
 
-/// What the DRM stand-in was asked to do, in order: "construct", "init cel=1", "apply cel=2", "cdm", "isL1", "destroy".
-std::vector<std::string> drmCalls();
-void clearDrmCalls();
-void setL1(bool isL1);
-/// Makes the next construction or init throw std::runtime_error.
-void failNextDrm(std::string const& operation);
-/// What the CDM accessor returns.
-void* cdmObject();
 extern char const deviceId[];
 
 } // namespace standin

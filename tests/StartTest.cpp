@@ -1,0 +1,360 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "cobalt/ZeloCobalt.h"
+#include "tests/support/Callbacks.h"
+#include "tests/support/HostStandIn.h"
+#include "tests/support/LibcStandIn.h"
+#include "tests/support/Middleware.h"
+#include "tests/support/Process.h"
+
+namespace {
+
+unsigned const pollUs = 50000;
+
+std::string variable(char const* name)
+{
+    char const* const value = getenv(name);
+    return value != nullptr ? value : "(not set)";
+}
+
+std::pair<unsigned, bool> volume()
+{
+    unsigned level = 1234;
+    bool muted = true;
+    EXPECT_TRUE(ZeloGetVolume(level, muted));
+    return {level, muted};
+}
+
+std::pair<unsigned, unsigned> displaySize()
+{
+    unsigned width = 1234;
+    unsigned height = 1234;
+    EXPECT_TRUE(ZeloGetDisplaySize(width, height));
+    return {width, height};
+}
+
+std::string language()
+{
+    std::string text;
+    EXPECT_TRUE(ZeloGetEnv(ZeloEnvLanguage, text));
+    return text;
+}
+
+void startWith(Middleware& middleware)
+{
+    middleware.serveStart([] { ZeloStartApp(callbacks::all()); });
+}
+
+void expectLine(char const* text, int level, int line)
+{
+    std::vector<standin::LogLine> const lines = standin::logLines(text);
+    ASSERT_EQ(1U, lines.size()) << text;
+    EXPECT_EQ(level, lines[0].level);
+    EXPECT_EQ(line, lines[0].line);
+    EXPECT_EQ("cobalt/ZeloCobalt", lines[0].file);
+    EXPECT_EQ(text, lines[0].format);
+}
+
+} // namespace
+
+TEST(Start, LooksEvery50MillisecondsUntilTheConfigurationIsThere)
+{
+    Middleware middleware;
+    std::atomic<bool> returned{false};
+    std::thread start([&] {
+        ZeloStartApp({});
+        returned = true;
+    });
+    middleware.acceptClient();
+    EXPECT_TRUE(libc::waitForSleepsOf(pollUs, 4));
+    EXPECT_FALSE(returned);
+    EXPECT_TRUE(standin::logLines("Started.....").empty());
+    middleware.configure();
+    start.join();
+    ZeloStopApp();
+}
+
+TEST(Start, IsNotEndedByOtherMessages)
+{
+    Middleware middleware;
+    std::atomic<bool> returned{false};
+    std::thread start([&] {
+        ZeloStartApp(callbacks::all());
+        returned = true;
+    });
+    middleware.acceptClient();
+    middleware.sendVolume(3);
+    ASSERT_TRUE(callbacks::waitForCalls(1));
+    EXPECT_TRUE(libc::waitForSleepsOf(pollUs, libc::sleepsOf(pollUs) + 2));
+    EXPECT_FALSE(returned);
+    middleware.configure();
+    start.join();
+    ZeloStopApp();
+}
+
+TEST(Start, EndsWithAnEmptyConfigurationToo)
+{
+    Middleware middleware;
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    middleware.link().send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, {}});
+    start.join();
+    ZeloStopApp();
+}
+
+TEST(Start, SaysSoWhenItIsDone)
+{
+    Middleware middleware;
+    startWith(middleware);
+    expectLine("Started.....", 3, 32);
+    EXPECT_TRUE(standin::logLines("Configuration failed").empty());
+    ZeloStopApp();
+}
+
+TEST(Start, SetsTheAudioDecoders)
+{
+    unsetenv("media_arm_audio_decoder");
+    unsetenv("media.ffmpeg.audio.decoder");
+    Middleware middleware;
+    startWith(middleware);
+    EXPECT_EQ("ape,flac,wma,wmapro,aac,vorbis,raac,cook,amr,pcm,adpcm,aac_latm,rm",
+              variable("media_arm_audio_decoder"));
+    EXPECT_EQ("mp3,ac3,eac3,dts", variable("media.ffmpeg.audio.decoder"));
+    ZeloStopApp();
+}
+
+TEST(Start, KeepsAudioDecodersThatTheProcessHas)
+{
+    setenv("media_arm_audio_decoder", "mine", 1);
+    setenv("media.ffmpeg.audio.decoder", "", 1);
+    Middleware middleware;
+    startWith(middleware);
+    EXPECT_EQ("mine", variable("media_arm_audio_decoder"));
+    EXPECT_EQ("", variable("media.ffmpeg.audio.decoder"));
+    ZeloStopApp();
+}
+
+TEST(Start, NamesItsThreads)
+{
+    Middleware middleware;
+    startWith(middleware);
+    EXPECT_EQ(1U, threadNames().count("ipc_cln"));
+    EXPECT_EQ(1U, threadNames().count("ipc_snd"));
+    ZeloStopApp();
+    EXPECT_TRUE(libraryThreadsEnd());
+}
+
+TEST(Start, ASecondOneHasItsManagerUpBeforeTheFirstManagerGoes)
+{
+    Middleware middleware;
+    startWith(middleware);
+    zelobox::Connection first = std::move(middleware.link());
+    callbacks::Latch inCallback; // keeps the first manager from being destroyed
+    first.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 1)));
+    ASSERT_TRUE(inCallback.waitUntilEntered());
+    std::thread second([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    EXPECT_TRUE(first.isSilentFor(zelobox::Milliseconds(0)));
+    EXPECT_TRUE(standin::logLines("Closing connection").empty());
+    inCallback.release();
+    EXPECT_TRUE(first.waitForClose());
+    EXPECT_EQ(1U, standin::logLines("Closing connection").size());
+    middleware.configure();
+    second.join();
+    EXPECT_EQ(1U, threadNames().count("ipc_cln"));
+    ZeloStopApp();
+}
+
+TEST(Start, ASecondOneWaitsForAConfigurationOfItsOwn)
+{
+    Middleware middleware;
+    startWith(middleware);
+    std::atomic<bool> returned{false};
+    std::thread second([&] {
+        ZeloStartApp({});
+        returned = true;
+    });
+    middleware.acceptClient();
+    EXPECT_TRUE(libc::waitForSleepsOf(pollUs, libc::sleepsOf(pollUs) + 2));
+    EXPECT_FALSE(returned);
+    middleware.configure();
+    second.join();
+    EXPECT_EQ(2U, standin::logLines("Started.....").size());
+    ZeloStopApp();
+}
+
+TEST(Start, CopiesTheCallbacks)
+{
+    Middleware middleware;
+    middleware.serveStart([] {
+        ZeloCallbacks temporary = callbacks::all();
+        ZeloStartApp(temporary);
+        temporary = {};
+    });
+    middleware.sendKey(2);
+    EXPECT_TRUE(callbacks::waitForCalls(1));
+    ZeloStopApp();
+}
+
+TEST(Start, AndStopFiftyTimesLeaveNothingBehind)
+{
+    Middleware middleware;
+    startWith(middleware); // what a first run keeps for good is there before the counting
+    ZeloStopApp();
+    middleware.link().close();
+    int const descriptors = openDescriptors();
+    for (int i = 0; i < 50; ++i) {
+        startWith(middleware);
+        ZeloStopApp();
+        middleware.link().close();
+    }
+    EXPECT_EQ(descriptors, openDescriptors());
+    EXPECT_TRUE(libraryThreadsEnd());
+    EXPECT_EQ(51U, standin::logLines("Closing connection").size());
+}
+
+TEST(Stop, WithoutAStartDoesNothing)
+{
+    int const descriptors = openDescriptors();
+    ZeloStopApp();
+    ZeloStopApp();
+    EXPECT_TRUE(standin::logLines().empty());
+    EXPECT_EQ(descriptors, openDescriptors());
+}
+
+TEST(Stop, EndsAStartThatWaits)
+{
+    Middleware middleware;
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    ZeloStopApp();
+    start.join();
+    expectLine("Configuration failed", 1, 30);
+    expectLine("Started.....", 3, 32);
+    EXPECT_LT(standin::logLines("Configuration failed")[0].line, standin::logLines("Started.....")[0].line);
+    EXPECT_TRUE(middleware.link().waitForClose());
+}
+
+TEST(Stop, ReturnsAfterTheWaitingStartIsDone)
+{
+    Middleware middleware;
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    ZeloStopApp();
+    std::vector<standin::LogLine> const lines = standin::logLines();
+    start.join();
+    EXPECT_EQ(lines.size(), standin::logLines().size());
+    EXPECT_EQ("Closing connection", lines.back().message);
+}
+
+TEST(Stop, OnTwoThreadsReturnsOnBothOnlyWhenNoCallbackRuns)
+{
+    Middleware middleware;
+    startWith(middleware);
+    callbacks::Latch inCallback;
+    middleware.sendKey(2);
+    ASSERT_TRUE(inCallback.waitUntilEntered());
+    std::atomic<int> returned{0};
+    auto const stop = [&] {
+        ZeloStopApp();
+        ++returned;
+    };
+    BlockingCall first;
+    BlockingCall second;
+    first.run(stop);
+    second.run(stop);
+    EXPECT_TRUE(first.waitUntilBlocked());
+    EXPECT_TRUE(second.waitUntilBlocked());
+    EXPECT_EQ(0, returned);
+    inCallback.release();
+    first.join();
+    second.join();
+}
+
+TEST(Values, AreTheDefaultsBeforeAStart)
+{
+    EXPECT_EQ(std::make_pair(0U, false), volume());
+    EXPECT_EQ(std::make_pair(0U, 0U), displaySize());
+    EXPECT_EQ("", language());
+}
+
+TEST(Values, FollowTheMiddlewareAndStayAfterAStop)
+{
+    Middleware middleware;
+    startWith(middleware);
+    EXPECT_EQ(std::make_pair(0U, false), volume());
+    EXPECT_EQ(std::make_pair(1920U, 1080U), displaySize());
+    EXPECT_EQ(std::string(middlewareLanguage), language());
+    middleware.sendVolume(0x12345678);
+    middleware.sendMute(7);
+    ConfigPayload config = configWith("fr");
+    config.displayWidth = 1280;
+    middleware.configure(config);
+    ASSERT_TRUE(callbacks::waitForCalls(2));
+    auto const expectValues = [] {
+        EXPECT_EQ(std::make_pair(0x12345678U, true), volume());
+        EXPECT_EQ(std::make_pair(1920U, 1080U), displaySize()); // of the first configuration, for good
+        EXPECT_EQ("fr", language());
+    };
+    expectValues();
+    ZeloStopApp();
+    expectValues();
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    expectValues();
+    ZeloStopApp();
+    start.join();
+}
+
+TEST(Requests, AreLostWithoutAManager)
+{
+    EXPECT_TRUE(ZeloSetVideoWindow(1, 2, 3, 4));
+    EXPECT_TRUE(ZeloRequestPreviousController());
+    Middleware middleware;
+    startWith(middleware); // takes the hand-shake and the answer to the configuration, and nothing else came
+    ZeloStopApp();
+    EXPECT_TRUE(ZeloSetVideoWindow(1, 2, 3, 4));
+    EXPECT_TRUE(ZeloRequestPreviousController());
+    EXPECT_THROW(middleware.link().receive(), zelobox::PeerClosed);
+}
+
+TEST(Requests, AreLostWhileTheMiddlewareIsAway)
+{
+    Middleware middleware;
+    startWith(middleware);
+    {
+        callbacks::Latch inCallback; // keeps the client from seeing that the link is gone, and from reconnecting
+        middleware.sendKey(2);
+        ASSERT_TRUE(inCallback.waitUntilEntered());
+        middleware.link().close();
+        for (int i = 0; i < 100; ++i) {
+            EXPECT_TRUE(ZeloSetVideoWindow(1, 2, 3, 4));
+            EXPECT_TRUE(ZeloRequestPreviousController());
+        }
+    }
+    middleware.acceptClientAgain();
+    EXPECT_TRUE(ZeloRequestPreviousController());
+    EXPECT_EQ(std::vector<int>{IPC_PREVIOUS_CONTROLLER}, middleware.receiveTypes(1));
+    ZeloStopApp();
+}
+
+TEST(Requests, ReachTheMiddlewareInOrder)
+{
+    Middleware middleware;
+    startWith(middleware);
+    EXPECT_TRUE(ZeloSetVideoWindow(1920, 1080, 300, 70000));
+    EXPECT_TRUE(ZeloRequestPreviousController());
+    zelobox::Frame const window = {
+        IPC_PAYLOAD_RAW, IPC_VIDEO_WINDOW, {0x07, '\x80', 0x04, 0x38, 0x01, 0x2C, 0x11, 0x70, 0x00}};
+    EXPECT_TRUE(window == middleware.link().receive());
+    zelobox::Frame const mode = {IPC_PAYLOAD_STRING, IPC_VIDEO_WINDOW_MODE, {0, 0, 0, 3, 'b', 'o', 'x', 0}};
+    EXPECT_TRUE(mode == middleware.link().receive());
+    zelobox::Frame const controller = {IPC_PAYLOAD_UINT32, IPC_PREVIOUS_CONTROLLER, {0, 0, 0, 4}};
+    EXPECT_TRUE(controller == middleware.link().receive());
+    ZeloStopApp();
+}

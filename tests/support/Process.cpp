@@ -1,0 +1,98 @@
+#include "tests/support/Process.h"
+
+#include <dirent.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+namespace {
+
+std::vector<std::string> entriesOf(std::string const& directory)
+{
+    std::vector<std::string> names;
+    DIR* const entries = opendir(directory.c_str());
+    while (dirent const* const entry = readdir(entries)) {
+        if (entry->d_name[0] != '.') {
+            names.push_back(entry->d_name);
+        }
+    }
+    closedir(entries);
+    return names;
+}
+
+std::string contentOf(std::string const& path)
+{
+    std::ifstream file(path);
+    return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+/// @return true if the thread sleeps in a system call
+bool isThreadBlocked(int kernelId)
+{
+    std::string const line = contentOf("/proc/self/task/" + std::to_string(kernelId) + "/stat");
+    size_t const end = line.rfind(") ");
+    return end != std::string::npos && line[end + 2] == 'S';
+}
+
+} // namespace
+
+bool eventually(std::function<bool()> const& condition, std::chrono::seconds deadline)
+{
+    auto const end = std::chrono::steady_clock::now() + deadline;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+std::multiset<std::string> threadNames()
+{
+    std::multiset<std::string> names;
+    for (std::string const& thread : entriesOf("/proc/self/task")) {
+        std::string const line = contentOf("/proc/self/task/" + thread + "/comm");
+        names.insert(line.substr(0, line.find('\n')));
+    }
+    return names;
+}
+
+bool libraryThreadsEnd()
+{
+    return eventually([] { return threadNames().count("ipc_cln") + threadNames().count("ipc_snd") == 0; });
+}
+
+BlockingCall::~BlockingCall()
+{
+    if (thread.joinable()) {
+        thread.detach(); // the test has failed; nothing is known about the call
+    }
+}
+
+void BlockingCall::run(std::function<void()> call)
+{
+    thread = std::thread([this, call] {
+        kernelId = gettid();
+        call();
+        returned = true;
+    });
+}
+
+bool BlockingCall::waitUntilBlocked() const
+{
+    eventually([this] { return returned || (kernelId != 0 && isThreadBlocked(kernelId)); });
+    return !returned;
+}
+
+int openDescriptors()
+{
+    return static_cast<int>(entriesOf("/proc/self/fd").size());
+}
+
+bool isMapped(std::string const& part)
+{
+    return contentOf("/proc/self/maps").find(part) != std::string::npos;
+}

@@ -1,0 +1,45 @@
+/// @file
+/// What the kernel says about this process.
+#ifndef ZELO_TESTS_PROCESS_H
+#define ZELO_TESTS_PROCESS_H
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <set>
+#include <string>
+#include <thread>
+
+/// Looks again and again until @p condition holds: for what the kernel does not announce.
+///
+/// @return false after @p deadline
+bool eventually(std::function<bool()> const& condition, std::chrono::seconds deadline = std::chrono::seconds(10));
+
+/// Names of the threads.
+std::multiset<std::string> threadNames();
+
+/// @return true once none of the library's threads is left; a thread may be listed a moment after its end
+bool libraryThreadsEnd();
+
+/// A thread of its own for a call that is expected to wait for something.
+class BlockingCall {
+public:
+    ~BlockingCall();
+    void run(std::function<void()> call);
+
+    /// @return true once the call waits in the kernel; false if it has returned, or after a deadline of some seconds
+    bool waitUntilBlocked() const;
+    void join() { thread.join(); }
+
+private:
+    std::atomic<int> kernelId{0};
+    std::atomic<bool> returned{false};
+    std::thread thread;
+};
+
+int openDescriptors();
+
+/// @return true if a file whose path contains @p part is mapped
+bool isMapped(std::string const& part);
+
+#endif
