@@ -1,8 +1,10 @@
 #include "tests/support/Allocations.h"
 
+#include <gtest/gtest.h>
 #include <malloc.h>
 #include <stdlib.h>
 
+#include <atomic>
 #include <new>
 
 namespace {
@@ -16,13 +18,16 @@ struct Account {
 
 thread_local Account account;
 
+std::atomic<size_t> sizeToFail{SIZE_MAX};
+
 bool take(size_t size)
 {
     bool const refused =
         account.limited && (account.callsLeft == 0 || static_cast<long long>(size) > account.bytesLeft);
     account.exceeded = account.exceeded || refused;
     account.callsLeft -= refused ? 0 : 1;
-    return !refused;
+    size_t expected = size;
+    return !refused && !sizeToFail.compare_exchange_strong(expected, SIZE_MAX);
 }
 
 void release(void* memory) noexcept
@@ -68,6 +73,16 @@ Budget::~Budget()
 bool Budget::exceeded() const
 {
     return account.exceeded;
+}
+
+FailingSize::FailingSize(size_t bytes)
+{
+    sizeToFail = bytes;
+}
+
+FailingSize::~FailingSize()
+{
+    EXPECT_EQ(SIZE_MAX, sizeToFail.exchange(SIZE_MAX)) << "the allocation that was to fail never came";
 }
 
 } // namespace allocations

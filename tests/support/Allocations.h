@@ -22,6 +22,17 @@ public:
     bool exceeded() const;
 };
 
+/// Makes the next allocation of exactly this size fail with std::bad_alloc, on whichever thread it is made. One at a
+/// time.
+class FailingSize {
+public:
+    explicit FailingSize(size_t bytes);
+    /// Fails the test if there was no such allocation.
+    ~FailingSize();
+    FailingSize(FailingSize const&) = delete;
+    FailingSize& operator=(FailingSize const&) = delete;
+};
+
 } // namespace allocations
 
 #endif

@@ -3,47 +3,13 @@
 #ifndef ZELO_TESTS_THREADPROBE_H
 #define ZELO_TESTS_THREADPROBE_H
 
-#include <gtest/gtest.h>
-
 #include <atomic>
-#include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 
 #include "src/common/STBThread.h"
+#include "tests/support/Signal.h"
 
 namespace probe {
-
-std::chrono::seconds const patience(30);
-
-/// Given once, waited for by anybody.
-class Signal {
-public:
-    void give()
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        given = true;
-        changed.notify_all();
-    }
-
-    bool isGiven()
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        return given;
-    }
-
-    void wait()
-    {
-        std::unique_lock<std::mutex> lock(mutex);
-        EXPECT_TRUE(changed.wait_until(lock, std::chrono::steady_clock::now() + patience, [this] { return given; }));
-    }
-
-private:
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool given = false;
-};
 
 class Thread : public STBThread {
 public:
