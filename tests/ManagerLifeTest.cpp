@@ -68,9 +68,9 @@ TEST_F(ManagerLife, CallsTheHostOnTheConnectionsThread)
         char buffer[16] = {};
         pthread_getname_np(pthread_self(), buffer, sizeof buffer);
         name = buffer;
-        own = manager->isOwnThread();
+        own = STBThread::isOwnThread();
     });
-    EXPECT_FALSE(manager->isOwnThread());
+    EXPECT_FALSE(STBThread::isOwnThread());
     sendAndWait(numberFrame(IPC_VOLUME, 1));
     EXPECT_TRUE(own);
     EXPECT_EQ("ipc_cln", name);

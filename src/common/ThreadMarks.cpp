@@ -5,7 +5,7 @@ void ThreadMarks::Mark::putUp()
     thread = pthread_self();
     isUp = true;
     pthread_helper::guard lock(marks.mutex);
-    next = marks.first;
+    following = marks.first;
     marks.first = this;
 }
 
@@ -18,9 +18,9 @@ void ThreadMarks::Mark::takeDown()
     pthread_helper::guard lock(marks.mutex);
     Mark** link = &marks.first;
     while (*link != this) {
-        link = &(*link)->next;
+        link = &(*link)->following;
     }
-    *link = next;
+    *link = following;
 }
 
 ThreadMarks::Mark* ThreadMarks::ofThisThread()
@@ -28,7 +28,7 @@ ThreadMarks::Mark* ThreadMarks::ofThisThread()
     pthread_helper::guard lock(mutex);
     Mark* mark = first;
     while (mark != nullptr && pthread_equal(mark->thread, pthread_self()) == 0) {
-        mark = mark->next;
+        mark = mark->following;
     }
     return mark;
 }

@@ -29,7 +29,7 @@ public:
         ThreadMarks& marks;
         bool isUp = false;
         pthread_t thread{};
-        Mark* next = nullptr; // guarded by the marks' mutex
+        Mark* following = nullptr; // guarded by the marks' mutex
     };
 
     /// @return the latest mark of the calling thread, null if it has none
