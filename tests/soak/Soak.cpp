@@ -2,6 +2,7 @@
 // host threads that ask and make requests, starts and stops; a line of figures every few seconds, and at the end
 // whether the process is what it was.
 #include <dirent.h>
+#include <malloc.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -31,6 +32,12 @@ struct Tally {
 };
 
 Tally tally;
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+bool const memoryIsOurs = false; // but the sanitizer's, which keeps what was freed
+#else
+bool const memoryIsOurs = true;
+#endif
+
 std::atomic<bool> hostDone{false}; // first, so that a last start gets its configuration
 std::atomic<bool> done{false};
 
@@ -162,6 +169,8 @@ int main(int argc, char** argv)
         fprintf(stderr, "Usage: soak [minutes] [storm]\n  storm  start and stop as fast as it goes\n");
         return 2;
     }
+    // Each of many short threads may get an arena of its own, whose holes would look like a leak.
+    mallopt(M_ARENA_MAX, 1);
     int const descriptorsBefore = descriptors();
     auto const begin = Clock::now();
     std::vector<std::thread> threads;
@@ -186,8 +195,9 @@ int main(int argc, char** argv)
     long const after = residentKiB();
     printf("RSS %ld KiB after 5 s, %ld KiB at the end; descriptors %d and %d\n", warm, after, descriptorsBefore,
            descriptors());
-    bool const good = descriptors() == descriptorsBefore && after - warm < 4 * 1024 && tally.slowestStopMs < 10000 &&
-                      tally.starts > 1 && tally.connections > 1 && tally.events > 0;
+    bool const flat = !memoryIsOurs || after - warm < 4 * 1024;
+    bool const good = descriptors() == descriptorsBefore && flat && tally.slowestStopMs < 2000 && tally.starts > 1 &&
+                      tally.connections > 1 && tally.events > 0;
     puts(good ? "passed" : "FAILED");
     return good ? 0 : 1;
 }
