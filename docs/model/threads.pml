@@ -3,7 +3,8 @@
  *
  * Who stands for what:
  *   Start      ZeloStartApp() after the manager is made: CobaltManager::waitForConfiguration() under a Hold
- *   Stop       ZeloStopApp(): replaceCobaltManager(), ~CobaltManager(), ~IPCMessengerClient()
+ *   Stop       ZeloStopApp(): LifeCycleCall::stop(), ~CobaltManager(), ~IPCMessengerClient(). changeMutex is left out: only
+ *              starts and stops take it, and there is one of each
  *   Producer   a host thread in ZeloSetVideoWindow() or ZeloRequestPreviousController()
  *   Client     IPCMessengerClient::run() on ipc_cln
  *   Sender     IPCMessengerClient::OutMessageSender::run() on ipc_snd, one per connection
@@ -348,9 +349,7 @@ proctype Start()
 proctype Stop()
 {
     byte ended, m;
-    lock(cobaltManagerMutex); /* isInHostCallback() */
-    unlock(cobaltManagerMutex);
-    lock(cobaltManagerMutex); /* replaceCobaltManager() */
+    lock(cobaltManagerMutex); /* exchangeManager() */
     managerThere = false;
     unlock(cobaltManagerMutex);
     closing = true; /* ~CobaltManager() */
