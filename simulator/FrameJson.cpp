@@ -55,11 +55,7 @@ Frame frameFrom(JsonFields& fields, IPCBrowserConfig const& base)
     uint16_t const type = typeFrom(fields);
     uint8_t const kind = kindFrom(fields, type);
     if (fields.has("bytes")) {
-        try {
-            return {kind, type, bytesOfHex(fields.text("bytes"))};
-        } catch (InputError const& error) {
-            fields.fail("bytes", error.what());
-        }
+        return {kind, type, fields.bytes("bytes")};
     }
     return {kind, type, layoutOf(kind, type).encode(fields, base)};
 }

@@ -103,6 +103,16 @@ bool JsonFields::flag(std::string const& name, bool fallback)
     return found.get<bool>();
 }
 
+std::vector<char> JsonFields::bytes(std::string const& name)
+{
+    std::string const digits = text(name);
+    try {
+        return bytesOfHex(digits);
+    } catch (InputError const& error) {
+        fail(name, error.what());
+    }
+}
+
 Json const& JsonFields::value(std::string const& name)
 {
     if (!has(name)) {

@@ -53,6 +53,8 @@ public:
     std::string text(std::string const& name);
     std::string text(std::string const& name, std::string const& fallback);
     bool flag(std::string const& name, bool fallback);
+    /// A text of hexadecimal digits.
+    std::vector<char> bytes(std::string const& name);
     Json const& value(std::string const& name);
     /// Lists; a missing one is empty.
     Json list(std::string const& name);

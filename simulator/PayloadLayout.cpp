@@ -166,7 +166,7 @@ Json decodePlaybackInfo(Payload const& payload)
 
 Payload encodePlaybackInfo(JsonFields& fields, IPCBrowserConfig const&)
 {
-    return bytesOfHex(fields.text("record"));
+    return fields.bytes("record");
 }
 
 Json decodeMediaInfo(Payload const& payload)
@@ -222,7 +222,7 @@ Json decodeBytes(Payload const& payload)
 
 Payload encodeBytes(JsonFields& fields, IPCBrowserConfig const&)
 {
-    return bytesOfHex(fields.text("bytes", ""));
+    return fields.has("bytes") ? fields.bytes("bytes") : Payload();
 }
 
 Layout layoutOfRaw(uint16_t type)

@@ -57,15 +57,6 @@ Frame frameFromBytes(std::vector<char> const& bytes, JsonFields const& fields)
     fields.fail("hex", "is not one whole frame");
 }
 
-std::vector<char> hexFrom(JsonFields& fields)
-{
-    try {
-        return bytesOfHex(fields.text("hex"));
-    } catch (InputError const& error) {
-        fields.fail("hex", error.what());
-    }
-}
-
 void addFrame(TraceRecord const& record, Json& json)
 {
     json["direction"] = nameOf(record.direction);
@@ -87,7 +78,7 @@ void readEvent(JsonFields& fields, TraceRecord& record)
     } else if (event == "raw") {
         record.event = Event::Raw;
         record.direction = directionFrom(fields);
-        record.bytes = hexFrom(fields);
+        record.bytes = fields.bytes("hex");
     } else {
         fields.fail("event", "expected \"connected\", \"disconnected\" or \"raw\", found \"" + event + "\"");
     }
@@ -135,7 +126,7 @@ TraceRecord traceRecordFrom(Json const& json, std::string const& where)
         readEvent(fields, record);
     } else {
         record.direction = directionFrom(fields);
-        record.frame = frameFromBytes(hexFrom(fields), fields);
+        record.frame = frameFromBytes(fields.bytes("hex"), fields);
     }
     return record;
 }

@@ -7,7 +7,7 @@ int main(int argc, char** argv)
 {
     CLI::App app("A set-top box on a desk: its middleware, a sample host for libzelocobalt.so, and both together.",
                  "zelobox");
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1); // a missing one is noticed below, so that a mistyped one is called by its name
     app.set_version_flag("--version", ZELOBOX_VERSION);
     app.footer("Exit codes: 0 success, 1 not as expected, 2 cannot run, 3 timed out, 130 interrupted.\n"
                "\"zelobox COMMAND --help\" has examples.");
@@ -21,6 +21,10 @@ int main(int argc, char** argv)
         return app.exit(error) == 0 ? zelobox::Succeeded : zelobox::CannotRun;
     } catch (std::exception const& error) {
         std::cerr << "zelobox: " << error.what() << std::endl;
+        return zelobox::CannotRun;
+    }
+    if (app.get_subcommands().empty()) {
+        std::cerr << app.help();
         return zelobox::CannotRun;
     }
     return exitCode;

@@ -1,0 +1,147 @@
+#include <gtest/gtest.h>
+
+#include "simulator/Box.h"
+#include "simulator/BoxConfig.h"
+#include "tests/zelobox/Client.h"
+#include "tests/zelobox/Program.h"
+
+using namespace zelobox;
+
+namespace {
+
+Frame number(IPCMessageType type, uint32_t value)
+{
+    return frameOf(IPCMessageUnsignedInt(type, value));
+}
+
+/// A middleware in this process, which has its turns only when the test lets it.
+class BoxTest : public testing::Test, private Box::Observer {
+protected:
+    BoxTest() : box(loop, directory.path("messenger"), defaultConfig()) { box.addObserver(*this); }
+
+    Connection connect() { return program::connectTo(directory.path("messenger")); }
+
+    template <typename Predicate> void runUntil(Predicate done)
+    {
+        ASSERT_TRUE(loop.run(EventLoop::Clock::now() + std::chrono::seconds(30), done));
+    }
+
+    /// Lets the middleware see as many events as the list has.
+    std::vector<std::string> seen(size_t count)
+    {
+        runUntil([&] { return traffic.size() >= count; });
+        return traffic;
+    }
+
+    program::Directory directory;
+    EventLoop loop;
+    Box box;
+
+private:
+    void onTraffic(TraceRecord const& record) override
+    {
+        traffic.push_back(std::to_string(record.connection) + " " + textOf(record));
+    }
+
+    std::vector<std::string> traffic;
+};
+
+} // namespace
+
+TEST_F(BoxTest, SendsATypeOnlyToThoseWhoHaveSubscribedToIt)
+{
+    Connection subscribed = connect();
+    subscribed.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME})));
+    Connection other = connect();
+    other.send(frameOf(IPCMessageAllowedMessageList({IPC_MUTE})));
+    seen(4);
+    EXPECT_EQ(1U, box.send(number(IPC_VOLUME, 3)));
+    EXPECT_EQ(0U, box.send(number(IPC_REMOTE_KEY, 3)));
+    EXPECT_EQ(2U, box.sendToAll(number(IPC_REMOTE_KEY, 4)));
+    EXPECT_EQ(number(IPC_VOLUME, 3), subscribed.receive());
+    EXPECT_EQ(number(IPC_REMOTE_KEY, 4), subscribed.receive());
+    EXPECT_EQ(number(IPC_REMOTE_KEY, 4), other.receive());
+}
+
+TEST_F(BoxTest, ReplacesASubscription)
+{
+    Connection client = connect();
+    client.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME})));
+    client.send(frameOf(IPCMessageAllowedMessageList({IPC_MUTE})));
+    seen(3);
+    EXPECT_EQ(0U, box.send(number(IPC_VOLUME, 3)));
+    EXPECT_EQ(1U, box.send(number(IPC_MUTE, 1)));
+}
+
+TEST_F(BoxTest, KeepsWhatItHasSent)
+{
+    Connection client = connect();
+    client.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME, IPC_MUTE, IPC_APP_LIFECYCLE, IPC_BROWSER_CONFIG})));
+    seen(2);
+    IPCBrowserConfig next = defaultConfig();
+    next.language = "sv";
+    box.send(number(IPC_VOLUME, 30));
+    box.send(number(IPC_MUTE, 2));
+    box.send(frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onpause")));
+    box.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(next)});
+    EXPECT_EQ(30U, box.state().volume);
+    EXPECT_TRUE(box.state().muted);
+    EXPECT_TRUE(box.state().paused);
+    EXPECT_EQ("sv", box.state().config.language);
+}
+
+TEST_F(BoxTest, LeavesRequestsUnansweredWhenToldSo)
+{
+    box.setAnswering(false);
+    Connection client = connect();
+    client.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
+    EXPECT_EQ((std::vector<std::string>{"1 connected", "1 IPC_CONFIG_REQUEST"}), seen(2));
+    EXPECT_TRUE(client.isSilentFor(Milliseconds(1)));
+}
+
+TEST_F(BoxTest, SaysWhoWasDropped)
+{
+    Connection client = connect();
+    seen(1);
+    box.dropClients();
+    EXPECT_EQ((std::vector<std::string>{"1 connected", "1 disconnected: dropped by the middleware"}), seen(2));
+    EXPECT_TRUE(client.waitForClose());
+    EXPECT_TRUE(box.clients().empty());
+}
+
+TEST_F(BoxTest, KeepsForAClientWhatItDoesNotReadYet)
+{
+    Connection slow = connect();
+    Connection quick = connect();
+    seen(2);
+    size_t const count = 20000; // more than the socket takes
+    for (uint32_t i = 0; i < count; ++i) {
+        box.sendToAll(number(IPC_VOLUME, i));
+        if (i % 100 == 0) { // the quick one keeps up, whatever the slow one does
+            EXPECT_EQ(number(IPC_VOLUME, i), quick.receive());
+        } else {
+            quick.receive();
+        }
+    }
+    std::vector<char> expected;
+    for (uint32_t i = 0; i < count; ++i) {
+        std::vector<char> const bytes = bytesOf(number(IPC_VOLUME, i));
+        expected.insert(expected.end(), bytes.begin(), bytes.end());
+    }
+    std::vector<char> received;
+    while (received.size() < expected.size()) {
+        std::vector<char> const bytes = slow.receiveBytes(12);
+        received.insert(received.end(), bytes.begin(), bytes.end());
+        loop.turn(EventLoop::Clock::now());
+    }
+    EXPECT_TRUE(expected == received);
+}
+
+TEST_F(BoxTest, SendsBytesThatAreNoFrame)
+{
+    Connection client = connect();
+    seen(1);
+    box.sendRaw({1, 2, 3});
+    EXPECT_EQ((std::vector<char>{1, 2, 3}), client.receiveBytes(3));
+    EXPECT_EQ("1 raw bytes 010203", seen(2).back());
+}
