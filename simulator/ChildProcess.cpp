@@ -95,6 +95,7 @@ ChildProcess::~ChildProcess()
 void ChildProcess::spawn(std::vector<std::string> const& arguments, int childInput, int childOutput, int childErrors)
 {
     std::vector<char*> words;
+    words.reserve(arguments.size() + 1);
     for (std::string const& argument : arguments) {
         words.push_back(const_cast<char*>(argument.c_str()));
     }

@@ -123,7 +123,7 @@ Json const& JsonFields::value(std::string const& name)
 
 Json JsonFields::list(std::string const& name)
 {
-    Json const found = has(name) ? value(name) : Json::array();
+    Json found = has(name) ? value(name) : Json::array();
     if (!found.is_array()) {
         fail(name, "expected a list in brackets, found " + lineOf(found));
     }

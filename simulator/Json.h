@@ -31,7 +31,7 @@ std::string fieldsText(Json const& object);
 /// @return "6d01001a", two digits a byte
 std::string hexOf(std::vector<char> const& bytes);
 /// Blanks and colons between bytes are allowed. @throw InputError
-std::vector<char> bytesOfHex(std::string const& digits);
+std::vector<char> bytesOfHex(std::string const& text);
 
 /// Reads the fields of one object and notices those that nobody has asked for.
 ///

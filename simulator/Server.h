@@ -39,8 +39,8 @@ public:
     Server& operator=(Server const&) = delete;
 
     /// Sends, or keeps what the client does not read yet. Does nothing for a client that is gone.
-    void send(ClientId client, std::vector<char> const& bytes);
-    void disconnect(ClientId client);
+    void send(ClientId id, std::vector<char> const& bytes);
+    void disconnect(ClientId id);
     std::vector<ClientId> clients() const;
 
 private:

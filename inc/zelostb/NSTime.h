@@ -7,7 +7,7 @@
 class NSTime {
 public:
     NSTime();
-    explicit NSTime(long long microseconds);
+    explicit NSTime(long long count);
 
     /// The monotonic clock: not moved when the wall clock is set.
     static NSTime nowRelative();

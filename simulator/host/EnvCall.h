@@ -8,7 +8,7 @@ namespace zelobox {
 
 bool ZELO_ENV_CALL(void* entryPoint, uint32_t key, EnvAnswer answer, void* context)
 {
-    typedef bool (*GetEnv)(uint32_t, std::string&);
+    using GetEnv = bool (*)(uint32_t, std::string&);
     std::string value;
     bool const known = reinterpret_cast<GetEnv>(entryPoint)(key, value);
     answer(context, value.data(), value.size());

@@ -9,7 +9,7 @@
 namespace zelobox {
 
 /// Receives the value, which belongs to the caller.
-typedef void (*EnvAnswer)(void* context, char const* value, size_t size);
+using EnvAnswer = void (*)(void* context, char const* value, size_t size);
 
 bool callEnvWithNewStrings(void* entryPoint, uint32_t key, EnvAnswer answer, void* context);
 bool callEnvWithOldStrings(void* entryPoint, uint32_t key, EnvAnswer answer, void* context);

@@ -172,7 +172,7 @@ std::vector<std::string> scenarioNames()
 {
     std::vector<std::string> names;
     for (EmbeddedScenario const& embedded : embeddedScenarios()) {
-        names.push_back(embedded.name);
+        names.emplace_back(embedded.name);
     }
     return names;
 }
