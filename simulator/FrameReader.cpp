@@ -19,7 +19,7 @@ std::optional<Frame> FrameReader::next()
     auto const begin = buffer.begin() + IPCFrameHeader::Size;
     auto const end = begin + static_cast<std::ptrdiff_t>(header.length);
     Frame frame = {header.kind, header.type, {begin, end}};
-    
+    buffer.erase(buffer.begin(), end);
     return frame;
 }
 
