@@ -1,5 +1,5 @@
 // compiles
-#include "cobalt/CobaltManager.h"
+#include "cobalt/LifeCycle.h"
 
 namespace {
 

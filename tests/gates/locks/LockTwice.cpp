@@ -1,8 +1,8 @@
-// error: cannot call function 'isInHostCallback' while mutex 'cobaltManagerMutex' is held
-#include "cobalt/CobaltManager.h"
+// error: cannot call function 'stop' while mutex 'cobaltManagerMutex' is held
+#include "cobalt/LifeCycle.h"
 
-bool lockAgain()
+void lockAgain()
 {
     pthread_helper::guard lock(cobaltManagerMutex);
-    return isInHostCallback();
+    LifeCycleCall().stop();
 }

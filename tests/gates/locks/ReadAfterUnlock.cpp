@@ -1,5 +1,5 @@
 // error: reading variable 'cobaltManager' requires holding mutex 'cobaltManagerMutex'
-#include "cobalt/CobaltManager.h"
+#include "cobalt/LifeCycle.h"
 
 bool isStarted()
 {
