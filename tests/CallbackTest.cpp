@@ -11,8 +11,11 @@
 #include "tests/support/HostStandIn.h"
 #include "tests/support/Middleware.h"
 #include "tests/support/Process.h"
+#include "tests/support/Timely.h"
 
 namespace {
+
+using timely::eventually;
 
 using Calls = std::vector<std::string>;
 

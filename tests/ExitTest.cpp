@@ -14,8 +14,11 @@
 #include "tests/support/LoadedLibrary.h"
 #include "tests/support/Middleware.h"
 #include "tests/support/Process.h"
+#include "tests/support/Timely.h"
 
 namespace {
+
+using timely::eventually;
 
 int const keptStatus = 7;
 

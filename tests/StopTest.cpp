@@ -1,41 +1,30 @@
 // How long a stop takes, whatever the middleware does.
-#include <dlfcn.h>
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <chrono>
-#include <string>
 #include <vector>
 
 #include "cobalt/ZeloCobalt.h"
 #include "simulator/Peer.h"
+#include "tests/support/Backlog.h"
 #include "tests/support/Callbacks.h"
 #include "tests/support/HostStandIn.h"
+#include "tests/support/Interpose.h"
 #include "tests/support/Middleware.h"
 #include "tests/support/Process.h"
+#include "tests/support/Timely.h"
 
 namespace {
 
-std::atomic<int> connectsInterrupted{0}; ///< connect() calls that ended without a connection
-std::atomic<int> writesInterrupted{0};   ///< write() calls that timed out
-
-template <typename Function> Function* next(char const* name)
-{
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
-}
+using timely::eventually;
 
 void expectStopInTime()
 {
-    auto const begin = std::chrono::steady_clock::now();
-    ZeloStopApp();
-    auto const taken = std::chrono::steady_clock::now() - begin;
-    EXPECT_LE(std::chrono::duration_cast<std::chrono::milliseconds>(taken).count(), 500);
+    timely::expectTimely(&ZeloStopApp);
     EXPECT_TRUE(libraryThreadsEnd());
 }
 
@@ -58,30 +47,6 @@ private:
     std::thread start;
 };
 
-/// A middleware that takes no more clients.
-class FullDoor {
-public:
-    FullDoor() : listener(zelobox::defaultSocketPath, 0)
-    {
-        while (connectOnce()) {
-        }
-        EXPECT_EQ(EAGAIN, errno);
-    }
-
-private:
-    bool connectOnce()
-    {
-        clients.emplace_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        std::string(zelobox::defaultSocketPath).copy(address.sun_path, sizeof address.sun_path - 1);
-        return connect(clients.back().get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) == 0;
-    }
-
-    zelobox::Listener listener;
-    std::vector<zelobox::Descriptor> clients;
-};
-
 class StopInTime : public testing::Test {
 protected:
     void start()
@@ -99,22 +64,6 @@ protected:
 
 } // namespace
 
-extern "C" int connect(int fd, sockaddr const* address, socklen_t length)
-{
-    static auto* const real = next<int(int, sockaddr const*, socklen_t)>("connect");
-    int const result = real(fd, address, length);
-    connectsInterrupted += result != 0 ? 1 : 0;
-    return result;
-}
-
-extern "C" ssize_t write(int fd, void const* bytes, size_t size)
-{
-    static auto* const real = next<ssize_t(int, void const*, size_t)>("write");
-    ssize_t const result = real(fd, bytes, size);
-    writesInterrupted += result < 0 && errno == EAGAIN ? 1 : 0;
-    return result;
-}
-
 TEST(StopInTimeWithoutAServer, InTheBackOff)
 {
     WaitingStart const start;
@@ -125,20 +74,24 @@ TEST(StopInTimeWithoutAServer, InTheBackOff)
 TEST(StopInTimeWithoutAServer, RightAfterTheStart)
 {
     for (int i = 0; i < 20; ++i) {
-        BlockingCall start;
-        start.run([] { ZeloStartApp({}); });
-        start.waitUntilBlocked();
+        WaitingStart const start;
+        ASSERT_TRUE(eventually([] { return threadNames().count("ipc_cln") == 1; }));
         expectStopInTime();
-        start.join();
     }
 }
 
 TEST(StopInTimeWithoutAServer, WhileTheDoorIsFull)
 {
-    FullDoor const door;
-    int const before = connectsInterrupted;
+    zelobox::Listener const listener(zelobox::defaultSocketPath, 0);
+    std::vector<zelobox::Descriptor> const fillers = fillBacklog();
+    std::atomic<int> timeouts{0};
+    interpose::Takeover counting(interpose::connect, [&](int fd, sockaddr const* address, socklen_t length) {
+        int const result = interpose::connect.real(fd, address, length);
+        timeouts += result != 0 ? 1 : 0;
+        return result;
+    });
     WaitingStart const start;
-    EXPECT_TRUE(eventually([&] { return connectsInterrupted > before; }));
+    EXPECT_TRUE(eventually([&] { return timeouts > 0; }));
     expectStopInTime();
 }
 
@@ -182,12 +135,17 @@ TEST_F(StopInTime, InsideAPayloadThatIsFarFromComplete)
 
 TEST_F(StopInTime, WhileTheMiddlewareDoesNotReadManyRequests)
 {
+    std::atomic<int> timeouts{0};
+    interpose::Takeover counting(interpose::write, [&](int fd, void const* bytes, size_t size) {
+        ssize_t const result = interpose::write.real(fd, bytes, size);
+        timeouts += result < 0 && errno == EAGAIN ? 1 : 0;
+        return result;
+    });
     start();
-    int const before = writesInterrupted;
     for (int i = 0; i < 20000; ++i) {
         ZeloSetVideoWindow(i, i, i, i);
     }
-    EXPECT_TRUE(eventually([&] { return writesInterrupted > before; }));
+    EXPECT_TRUE(eventually([&] { return timeouts > 0; }));
     expectStopInTime();
 }
 

@@ -11,8 +11,11 @@
 #include "tests/support/LoadedLibrary.h"
 #include "tests/support/Middleware.h"
 #include "tests/support/Process.h"
+#include "tests/support/Timely.h"
 
 namespace {
+
+using timely::eventually;
 
 /// For both link orders of the library.
 class Unload : public testing::TestWithParam<char const*> {

@@ -1,13 +1,8 @@
 #include "tests/support/LinkSupport.h"
 
-#include <errno.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 #include "tests/support/HostStandIn.h"
 
@@ -68,41 +63,6 @@ std::string originOf(std::string const& message)
         return "";
     }
     return std::to_string(found[0].level) + " " + std::to_string(found[0].line) + " " + found[0].file;
-}
-
-std::vector<zelobox::Descriptor> fillBacklog()
-{
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    std::string(zelobox::defaultSocketPath).copy(address.sun_path, sizeof address.sun_path - 1);
-    std::vector<zelobox::Descriptor> connections;
-    int result = 0;
-    while (result == 0) {
-        connections.emplace_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        result = connect(connections.back().get(), reinterpret_cast<sockaddr const*>(&address), sizeof address);
-    }
-    EXPECT_EQ(EAGAIN, errno);
-    connections.pop_back();
-    return connections;
-}
-
-bool eventually(std::function<bool()> const& condition, Milliseconds deadline)
-{
-    auto const end = std::chrono::steady_clock::now() + deadline;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() >= end) {
-            return false;
-        }
-        std::this_thread::sleep_for(Milliseconds(1));
-    }
-    return true;
-}
-
-Milliseconds timeOf(std::function<void()> const& action)
-{
-    auto const begin = std::chrono::steady_clock::now();
-    action();
-    return std::chrono::duration_cast<Milliseconds>(std::chrono::steady_clock::now() - begin);
 }
 
 } // namespace testlink

@@ -12,9 +12,11 @@
 
 #include "simulator/Peer.h"
 #include "src/ipc/IPCMessage.h"
+#include "tests/support/Backlog.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/RecordingHandler.h"
 #include "tests/support/Signal.h"
+#include "tests/support/Timely.h"
 
 namespace zelobox {
 
@@ -24,6 +26,9 @@ void PrintTo(Frame const& frame, std::ostream* out);
 } // namespace zelobox
 
 namespace testlink {
+
+using timely::eventually;
+using timely::timeOf;
 
 using Bytes = std::vector<char>;
 
@@ -52,9 +57,6 @@ char const writeError[] = "1 Out connection error";
 char const closing[] = "4 Closing connection";
 } // namespace line
 
-/// Makes the connections that a listener with a backlog of 0 has room for, so that the next one waits.
-std::vector<zelobox::Descriptor> fillBacklog();
-
 /// A message whose destruction shows.
 class CountedMessage final : public IPCMessageUnsignedInt {
 public:
@@ -76,14 +78,6 @@ public:
 private:
     std::function<void()> const action;
 };
-
-/// Waits until @p condition holds.
-///
-/// @return false after the deadline
-bool eventually(std::function<bool()> const& condition, Milliseconds deadline = Milliseconds(10000));
-
-/// @return how long @p action takes
-Milliseconds timeOf(std::function<void()> const& action);
 
 } // namespace testlink
 

@@ -7,6 +7,8 @@
 #include <iterator>
 #include <vector>
 
+#include "tests/support/Timely.h"
+
 namespace {
 
 std::vector<std::string> entriesOf(std::string const& directory)
@@ -36,19 +38,9 @@ bool isThreadBlocked(int kernelId)
     return end != std::string::npos && line[end + 2] == 'S';
 }
 
-} // namespace
+using timely::eventually;
 
-bool eventually(std::function<bool()> const& condition, std::chrono::seconds deadline)
-{
-    auto const end = std::chrono::steady_clock::now() + deadline;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
+} // namespace
 
 std::multiset<std::string> threadNames()
 {

@@ -4,16 +4,10 @@
 #define ZELO_TESTS_PROCESS_H
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <set>
 #include <string>
 #include <thread>
-
-/// Looks again and again until @p condition holds: for what the kernel does not announce.
-///
-/// @return false after @p deadline
-bool eventually(std::function<bool()> const& condition, std::chrono::seconds deadline = std::chrono::seconds(10));
 
 /// Names of the threads.
 std::multiset<std::string> threadNames();

@@ -1,27 +1,6 @@
 #include "tests/support/Stopping.h"
 
-#include <chrono>
-
 namespace testlink {
-
-void expectTimely(std::function<void()> const& action)
-{
-    using Clock = std::chrono::steady_clock;
-    Milliseconds const period(10);
-    Clock::duration lateness(0);
-    Clock::time_point last = Clock::now();
-    Milliseconds taken(0);
-    {
-        Ticker const witness(period, [&] {
-            Clock::time_point const now = Clock::now();
-            lateness += std::max<Clock::duration>(now - last - period, Clock::duration(0));
-            last = now;
-        });
-        taken = timeOf(action);
-    }
-    Milliseconds const late = std::chrono::duration_cast<Milliseconds>(lateness);
-    EXPECT_GT((stopLimit + late).count(), taken.count()) << "of which the machine was late by " << late.count();
-}
 
 void expectTimelyEnd(std::optional<Link>& link)
 {
