@@ -165,6 +165,7 @@ public:
     eventually([&] { return entered.load(); });
     stop.run([&] { host.library.stop(); });
     stop.waitUntilBlocked();
+    stop.detach();
     leaving.run([] { exit(keptStatus); });
     for (;;) {
         pause();

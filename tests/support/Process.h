@@ -24,6 +24,7 @@ public:
     /// @return true once the call waits in the kernel; false if it has returned, or after a deadline of some seconds
     bool waitUntilBlocked() const;
     void join() { thread.join(); }
+    void detach() { thread.detach(); }
 
 private:
     std::atomic<int> kernelId{0};
