@@ -35,6 +35,12 @@ void dieOf(std::function<void(Link&)> const& prepare)
     playAllEvents(prepare);
 }
 
+class HandlersDeathTest : public testing::Test {
+protected:
+    // A process of its own from the start: a sanitizer may have a thread already.
+    HandlersDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
 char const deadlock[] = "ASSERT \\(res != 35\\) ret=35 on inc/private/pthread_helper:178";
 
 } // namespace
@@ -63,13 +69,13 @@ TEST(Handlers, AreCalledInSetOrderInEveryEvent)
 
 // The handler lock is held in every event: to take it again is reported as a deadlock.
 
-TEST(HandlersDeathTest, MustNotAddHandlersFromOnConnected)
+TEST_F(HandlersDeathTest, MustNotAddHandlersFromOnConnected)
 {
     EXPECT_EXIT(dieOf([](Link& link) { link.handler.whenConnected = [&] { link.client.addHandler(&link.handler); }; }),
                 testing::KilledBySignal(SIGKILL), deadlock);
 }
 
-TEST(HandlersDeathTest, MustNotAddHandlersFromOnNewMessageReceived)
+TEST_F(HandlersDeathTest, MustNotAddHandlersFromOnNewMessageReceived)
 {
     EXPECT_EXIT(dieOf([](Link& link) {
                     link.handler.whenReceived = [&](IPCMessage const*) { link.client.addHandler(&link.handler); };
@@ -77,7 +83,7 @@ TEST(HandlersDeathTest, MustNotAddHandlersFromOnNewMessageReceived)
                 testing::KilledBySignal(SIGKILL), deadlock);
 }
 
-TEST(HandlersDeathTest, MustNotRemoveHandlersFromOnDisconnected)
+TEST_F(HandlersDeathTest, MustNotRemoveHandlersFromOnDisconnected)
 {
     EXPECT_EXIT(
         dieOf([](Link& link) { link.handler.whenDisconnected = [&] { link.client.removeHandler(&link.handler); }; }),
