@@ -295,6 +295,9 @@ IPCMessengerClient::Progress IPCMessengerClient::receive(int fd, char* bytes, si
             have += static_cast<size_t>(count);
         }
         bool const interrupted = count < 0 && isInterruption(errno);
+        if (interrupted) {
+            fruitlessConnections = 0; // a connection that lasts is no part of a storm, however silent
+        }
         if (have < size && !isRunning()) {
             return Progress::Stopped;
         }

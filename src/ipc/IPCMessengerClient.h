@@ -13,7 +13,8 @@
 ///
 /// After a drop the first attempt to reconnect is made at once. A middleware that accepts and drops again and again
 /// would make a storm of that, with two new threads a time; so from the second connection in a row that has not brought
-/// a single frame, each waits one slice of the back-off, 200 ms, before the next attempt. A frame ends the series.
+/// a single frame, each waits one slice of the back-off, 200 ms, before the next attempt. A frame ends the series, and
+/// so does a connection that lasts.
 #ifndef ZELO_IPC_IPCMESSENGERCLIENT_H
 #define ZELO_IPC_IPCMESSENGERCLIENT_H
 

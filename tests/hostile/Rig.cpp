@@ -41,6 +41,12 @@ void onVolume()
 std::atomic<int> keys{0};
 std::atomic<int> volumeChanges{0};
 
+long heapInUseKiB()
+{
+    struct mallinfo2 const heap = mallinfo2();
+    return static_cast<long>((heap.uordblks + heap.hblkhd) / 1024);
+}
+
 long residentKiB()
 {
     malloc_trim(0);

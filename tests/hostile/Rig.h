@@ -20,6 +20,8 @@ using zelobox::Milliseconds;
 
 /// Resident memory of the process, in KiB.
 long residentKiB();
+/// @return what is allocated and not given back, however much address space the allocator keeps for it
+long heapInUseKiB();
 /// The most that it has ever been.
 long peakKiB();
 /// Processor time of the process, all threads.
