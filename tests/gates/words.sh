@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# Texts name no path of a developer's machine, have no blanks at line ends, and their links lead somewhere.
+# Texts name no path of a developer's machine, have nothing left to fill in and no blanks at line ends, and their links
+# lead somewhere.
 set -euo pipefail
 
 status=0
@@ -15,6 +16,7 @@ forbid() {
 }
 
 forbid "path of a developer's machine" '(^|[^[:alnum:]_./-])/(root|home|work|Users)/'
+forbid "place that nobody has filled" '^@[A-Z]+@$'
 forbid "blanks at the end of a line" '[[:blank:]]$'
 
 while IFS=: read -r file link; do
