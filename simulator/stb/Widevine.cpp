@@ -11,7 +11,7 @@
 namespace {
 
 std::mutex callsMutex;
-std::string& calls = *new std::string; // outlives the DRM object, which is destroyed at unload
+std::string calls; // outlives the DRM object: this library goes after the one that made it
 
 void record(std::string const& call)
 {

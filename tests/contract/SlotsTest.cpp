@@ -120,6 +120,7 @@ TEST(ThreadSlots, HoldForSenderAndClient)
     EXPECT_EQ(&clientRun, clientTable[4]);
 }
 
+#if !defined(__SANITIZE_ADDRESS__) // comes with a check of type information, which a bare table has none of
 TEST(HandlerSlots, AreMessageConnectedDisconnected)
 {
     zelobox::Listener listener;
@@ -140,6 +141,7 @@ TEST(HandlerSlots, AreMessageConnectedDisconnected)
     events.resize(3);
     EXPECT_THAT(events, ElementsAre("connected", "message 39", "disconnected"));
 }
+#endif
 
 TEST(HandlerSlots, HoldForTheManager)
 {

@@ -5,6 +5,7 @@
 #include <time.h>
 
 #include <fstream>
+#include <limits>
 #include <thread>
 
 #include "cobalt/ZeloCobalt.h"
@@ -56,6 +57,14 @@ long residentKiB()
 long peakKiB()
 {
     return statusField("VmHWM");
+}
+
+long memoryLimit(long limit)
+{
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    limit = std::numeric_limits<long>::max();
+#endif
+    return limit;
 }
 
 Milliseconds processorTime()

@@ -24,6 +24,8 @@ long residentKiB();
 long heapInUseKiB();
 /// The most that it has ever been.
 long peakKiB();
+/// @return @p limit, but no limit under a sanitizer, which keeps what was freed
+long memoryLimit(long limit);
 /// Processor time of the process, all threads.
 Milliseconds processorTime();
 Milliseconds since(Clock::time_point begin);
