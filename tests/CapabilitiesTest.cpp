@@ -73,7 +73,7 @@ TEST(MemoryClass, IsAskedForAgainWhileTheBoxReportsNone)
 TEST(Capabilities, FillTwentyBytesAndLeaveTheHostsAlone)
 {
     libc::setTotalRam(300000000);
-    for (unsigned char const before : {'\0', 'Z', '~'}) {
+    for (uint8_t const before : std::initializer_list<uint8_t>{0, 'Z', '~'}) {
         alignas(Capabilities) unsigned char bytes[20];
         memset(bytes, before, sizeof bytes);
         EXPECT_TRUE(ZeloGetCapabilities(*reinterpret_cast<Capabilities*>(bytes)));

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "tests/support/Callbacks.h"
+#include "tests/support/DeathTests.h"
 #include "tests/support/DrmRecord.h"
 #include "tests/support/HostStandIn.h"
 #include "tests/support/LibcStandIn.h"
@@ -182,7 +183,7 @@ public:
 /// For both link orders of the library.
 class Exit : public testing::TestWithParam<char const*> {
 protected:
-    Exit() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+    Exit() { standin::setDeathTestStyle(); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Linked, Exit, testing::Values(ZELO_LIBRARY));

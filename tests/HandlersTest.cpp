@@ -6,6 +6,7 @@
 
 #include <array>
 
+#include "tests/support/DeathTests.h"
 #include "tests/support/HostStandIn.h"
 #include "tests/support/LinkSupport.h"
 
@@ -37,8 +38,7 @@ void dieOf(std::function<void(Link&)> const& prepare)
 
 class HandlersDeathTest : public testing::Test {
 protected:
-    // A process of its own from the start: a sanitizer may have a thread already.
-    HandlersDeathTest() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+    HandlersDeathTest() { standin::setDeathTestStyle(); }
 };
 
 char const deadlock[] = "ASSERT \\(res != 35\\) ret=35 on inc/private/pthread_helper:178";

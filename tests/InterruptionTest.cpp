@@ -32,6 +32,24 @@ private:
     zelobox::Descriptor const saved{fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)};
 };
 
+/// Holds the client's sockets back until the start is over, which opens a file for the thread's name: the file could
+/// have the descriptor 0 for a moment.
+class SocketsAfterTheStart {
+public:
+    void start(Link& link)
+    {
+        link.start();
+        started.give();
+    }
+
+private:
+    probe::Signal started;
+    Takeover<int(int, int, int)> opening{interpose::socket, [this](int domain, int type, int protocol) {
+                                             started.wait();
+                                             return interpose::socket.real(domain, type, protocol);
+                                         }};
+};
+
 std::atomic<int> signalsHandled{0};
 
 void countSignal(int)
@@ -163,10 +181,13 @@ TEST(DescriptorZero, IsMovedUpBecauseItMeansNone)
     });
     zelobox::Listener listener;
     WithoutStandardInput const without;
+    SocketsAfterTheStart sockets;
     zelobox::Connection middleware{zelobox::Descriptor()};
     {
         Link link;
-        middleware = link.startAndAccept(listener);
+        sockets.start(link);
+        middleware = listener.accept();
+        ASSERT_TRUE(link.handler.waitFor("connected"));
         EXPECT_LT(STDERR_FILENO, used);
         EXPECT_TRUE(zeroIsFree);
         EXPECT_EQ(FD_CLOEXEC, fcntl(used, F_GETFD));
@@ -185,8 +206,9 @@ TEST(DescriptorZero, FailsTheAttemptWhenItCannotBeMoved)
     standin::setVirtualTime(1000000);
     zelobox::Listener listener;
     WithoutStandardInput const without;
+    SocketsAfterTheStart sockets;
     Link link;
-    link.start();
+    sockets.start(link);
     ASSERT_TRUE(standin::waitForLog("ipc_connection - failed"));
     EXPECT_THAT(logged(), ElementsAre(line::noCloseOnExec, line::cannotConnect, line::firstFailure));
     EXPECT_EQ(-1, fcntl(STDIN_FILENO, F_GETFD));

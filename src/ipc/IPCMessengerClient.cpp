@@ -281,6 +281,18 @@ IPCMessengerClient::Progress IPCMessengerClient::receiveFrames(int fd)
     return Progress::Done;
 }
 
+/// @param error  of a recv() that brought nothing
+/// @return true if the connection cannot go on
+bool IPCMessengerClient::isBroken(int error)
+{
+    if (!isInterruption(error)) {
+        return true;
+    }
+    fruitlessConnections = 0; // a connection that lasts is no part of a storm, however silent
+    // A sender that has failed leaves a link that only seems to be up: nothing that is pushed would ever leave.
+    return senderHasFailed();
+}
+
 /// Reads until @p size bytes are in. @p have says how many came.
 IPCMessengerClient::Progress IPCMessengerClient::receive(int fd, char* bytes, size_t size, size_t& have)
 {
@@ -294,15 +306,11 @@ IPCMessengerClient::Progress IPCMessengerClient::receive(int fd, char* bytes, si
         if (count > 0) {
             have += static_cast<size_t>(count);
         }
-        bool const interrupted = count < 0 && isInterruption(errno);
-        if (interrupted) {
-            fruitlessConnections = 0; // a connection that lasts is no part of a storm, however silent
-        }
+        bool const broken = count < 0 && isBroken(errno);
         if (have < size && !isRunning()) {
             return Progress::Stopped;
         }
-        // A sender that has failed leaves a link that only seems to be up: nothing that is pushed would ever leave.
-        if (count < 0 && (!interrupted || senderHasFailed())) {
+        if (broken) {
             ZELO_LOG(LogFailure, __LINE__, sourceFile, "Read error. Terminate connection");
             return Progress::Failed;
         }

@@ -91,6 +91,7 @@ private:
     void tearDown() EXCLUDES(senderMutex, connectionMutex);
 
     Progress receiveFrames(int fd) EXCLUDES(handlersMutex, senderMutex);
+    bool isBroken(int error) EXCLUDES(senderMutex);
     Progress receive(int fd, char* bytes, size_t size, size_t& have) EXCLUDES(senderMutex);
     Progress receivePayload(int fd, IPCFrameHeader const& header, std::vector<char>& payload) EXCLUDES(senderMutex);
     void dispatch(IPCFrameHeader const& header, std::vector<char>&& payload) EXCLUDES(handlersMutex);

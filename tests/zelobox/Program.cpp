@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -39,7 +40,8 @@ Words command(Words const& arguments)
 Words demo(Words const& arguments)
 {
     Words words = {"demo"};
-    if (!emulator().empty()) {
+    bool const hasHost = std::find(arguments.begin(), arguments.end(), "--host-command") != arguments.end();
+    if (!emulator().empty() && !hasHost) {
         std::string host;
         for (std::string const& word : command({})) {
             host += word + " ";

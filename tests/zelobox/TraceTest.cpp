@@ -64,7 +64,7 @@ TEST(Trace, ComesBackFromItsLine)
     frame.direction = Direction::ToMiddleware;
     frame.frame = {200, 65535, {1, 2, 3}};
     TraceRecord raw = record(Event::Raw);
-    raw.bytes = {-1};
+    raw.bytes = {'\xff'};
     TraceRecord lost = record(Event::Disconnected);
     lost.reason = "why";
     for (TraceRecord const& made : {frame, raw, lost, record(Event::Connected)}) {
