@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "tests/support/Timely.h"
@@ -24,16 +23,19 @@ std::vector<std::string> entriesOf(std::string const& directory)
     return names;
 }
 
-std::string contentOf(std::string const& path)
+/// @return "" if the thread whose file that is has gone
+std::string firstLineOf(std::string const& path)
 {
     std::ifstream file(path);
-    return std::string(std::istreambuf_iterator<char>(file), {});
+    std::string line;
+    std::getline(file, line);
+    return line;
 }
 
 /// @return true if the thread sleeps in a system call
 bool isThreadBlocked(int kernelId)
 {
-    std::string const line = contentOf("/proc/self/task/" + std::to_string(kernelId) + "/stat");
+    std::string const line = firstLineOf("/proc/self/task/" + std::to_string(kernelId) + "/stat");
     size_t const end = line.rfind(") ");
     return end != std::string::npos && line[end + 2] == 'S';
 }
@@ -46,8 +48,7 @@ std::multiset<std::string> threadNames()
 {
     std::multiset<std::string> names;
     for (std::string const& thread : entriesOf("/proc/self/task")) {
-        std::string const line = contentOf("/proc/self/task/" + thread + "/comm");
-        names.insert(line.substr(0, line.find('\n')));
+        names.insert(firstLineOf("/proc/self/task/" + thread + "/comm"));
     }
     return names;
 }
@@ -86,5 +87,5 @@ int openDescriptors()
 
 bool isMapped(std::string const& part)
 {
-    return contentOf("/proc/self/maps").find(part) != std::string::npos;
+    return firstLineOf("/proc/self/maps").find(part) != std::string::npos;
 }
