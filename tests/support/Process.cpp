@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <iterator>
 #include <vector>
 
 #include "tests/support/Timely.h"
@@ -87,5 +88,6 @@ int openDescriptors()
 
 bool isMapped(std::string const& part)
 {
-    return firstLineOf("/proc/self/maps").find(part) != std::string::npos;
+    std::ifstream maps("/proc/self/maps");
+    return std::string(std::istreambuf_iterator<char>(maps), {}).find(part) != std::string::npos;
 }
