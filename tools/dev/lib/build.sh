@@ -24,11 +24,11 @@ build() {
   cmake --build "$ZELO_BUILD/$preset" ${1:+--target "$@"}
 }
 
-# run_tests PRESET [CTEST-ARGUMENT...]: ends with a line that counts the tests
+# run_tests PRESET [CTEST-ARGUMENT...]: ends with a line that counts the tests. Most of a test's time is waiting.
 run_tests() {
   local directory=$ZELO_BUILD/$1 started=$SECONDS status=0
   shift
-  ctest --test-dir "$directory" --parallel "$(nproc)" --output-on-failure --no-tests=error \
+  ctest --test-dir "$directory" --parallel $((2 * $(nproc))) --output-on-failure --no-tests=error \
     --output-junit "$directory/results.xml" "$@" || status=$?
   if [ -f "$directory/results.xml" ]; then
     print_counts "$directory/results.xml" $((SECONDS - started)) || status=1

@@ -1,0 +1,31 @@
+# zelo_discover_tests(target [SOCKET] [TIMEOUT seconds]): each test case becomes a test of CTest
+#   SOCKET  the tests use the messenger's socket, whose path is fixed: each has a /tmp of its own where this user may
+#           make one, otherwise one runs after the other
+include(GoogleTest)
+
+set(ZELO_OWN_TMP "${PROJECT_SOURCE_DIR}/tests/support/own-tmp.sh")
+execute_process(COMMAND "${ZELO_OWN_TMP}" test -f "${ZELO_OWN_TMP}" RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
+execute_process(COMMAND "${ZELO_OWN_TMP}" test -d "${PROJECT_BINARY_DIR}" RESULT_VARIABLE hidden OUTPUT_QUIET ERROR_QUIET)
+if(result EQUAL 0 AND hidden EQUAL 0)
+  set(ZELO_HAS_OWN_TMP ON)
+else()
+  set(ZELO_HAS_OWN_TMP OFF)
+endif()
+
+function(zelo_discover_tests target)
+  cmake_parse_arguments(T "SOCKET" "TIMEOUT" "" ${ARGN})
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 180)
+  endif()
+  set(properties TIMEOUT ${T_TIMEOUT})
+  if(T_SOCKET AND ZELO_HAS_OWN_TMP)
+    set_property(TARGET ${target} PROPERTY CROSSCOMPILING_EMULATOR "${ZELO_OWN_TMP}" ${CMAKE_CROSSCOMPILING_EMULATOR})
+  elseif(T_SOCKET)
+    list(APPEND properties RESOURCE_LOCK messenger_socket)
+  endif()
+  set(filter "")
+  if(ZELO_TEST_FILTER)
+    set(filter TEST_FILTER "${ZELO_TEST_FILTER}")
+  endif()
+  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST ${filter} PROPERTIES ${properties})
+endfunction()
