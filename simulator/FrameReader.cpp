@@ -23,4 +23,16 @@ std::optional<Frame> FrameReader::next()
     return frame;
 }
 
+std::optional<Frame> frameFromBytes(std::vector<char> const& bytes)
+{
+    FrameReader reader;
+    reader.append(bytes.data(), bytes.size());
+    try {
+        std::optional<Frame> frame = reader.next();
+        return reader.pending() == 0 ? frame : std::nullopt;
+    } catch (PeerError const&) {
+        return std::nullopt;
+    }
+}
+
 } // namespace zelobox

@@ -27,6 +27,9 @@ private:
     std::vector<char> buffer;
 };
 
+/// @return nothing if @p bytes are not exactly one frame
+std::optional<Frame> frameFromBytes(std::vector<char> const& bytes);
+
 } // namespace zelobox
 
 #endif

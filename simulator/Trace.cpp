@@ -42,19 +42,13 @@ int64_t timeFrom(JsonFields& fields)
     return std::llround(time.get<double>() * 1e6);
 }
 
-Frame frameFromBytes(std::vector<char> const& bytes, JsonFields const& fields)
+Frame frameFrom(JsonFields& fields)
 {
-    FrameReader reader;
-    reader.append(bytes.data(), bytes.size());
-    try {
-        std::optional<Frame> frame = reader.next();
-        if (frame && reader.pending() == 0) {
-            return std::move(*frame);
-        }
-    } catch (PeerError const&) {
-        // said below
+    std::optional<Frame> frame = frameFromBytes(fields.bytes("hex"));
+    if (!frame) {
+        fields.fail("hex", "is not one whole frame");
     }
-    fields.fail("hex", "is not one whole frame");
+    return std::move(*frame);
 }
 
 void addFrame(TraceRecord const& record, Json& json)
@@ -126,7 +120,7 @@ TraceRecord traceRecordFrom(Json const& json, std::string const& where)
         readEvent(fields, record);
     } else {
         record.direction = directionFrom(fields);
-        record.frame = frameFromBytes(fields.bytes("hex"), fields);
+        record.frame = frameFrom(fields);
     }
     return record;
 }
