@@ -15,31 +15,31 @@ char const plain[] = "";
 
 void Timeline::line(std::string const& who, std::string const& what)
 {
-    write(who, what, plain);
+    write(traceTime(), who, what, plain);
 }
 
 void Timeline::heading(std::string const& text)
 {
-    write("scenario", "== " + text, bold);
+    write(traceTime(), "scenario", "== " + text, bold);
 }
 
 void Timeline::onTraffic(TraceRecord const& record)
 {
     bool const isFrame = record.event == TraceRecord::Event::Frame;
-    bool const fromLibrary = isFrame && record.direction == Direction::ToMiddleware;
+    bool const hasDirection = isFrame || record.event == TraceRecord::Event::Raw;
+    bool const fromLibrary = hasDirection && record.direction == Direction::ToMiddleware;
     std::string what = (isFrame ? "sends " : "") + textOf(record);
     if (!isFrame) {
         what = "connection " + std::to_string(record.connection) + " " + what;
     }
-    write(fromLibrary ? "library" : "middleware", what, fromLibrary ? green : cyan);
+    write(record.time, fromLibrary ? "library" : "middleware", what, fromLibrary ? green : cyan);
 }
 
-void Timeline::write(std::string const& who, std::string const& what, char const* colour)
+void Timeline::write(int64_t time, std::string const& who, std::string const& what, char const* colour)
 {
-    int64_t const now = traceTime();
-    begin = begin == 0 ? now : begin;
+    begin = begin.value_or(time);
     char start[64];
-    snprintf(start, sizeof start, "%8.3f  %-10s  ", static_cast<double>(now - begin) / 1e6, who.c_str());
+    snprintf(start, sizeof start, "%8.3f  %-10s  ", static_cast<double>(time - *begin) / 1e6, who.c_str());
     stream << start << (colours ? colour : "") << what << (colours ? "\033[0m" : "") << std::endl;
 }
 

@@ -3,6 +3,7 @@
 #ifndef ZELO_SIMULATOR_TIMELINE_H
 #define ZELO_SIMULATOR_TIMELINE_H
 
+#include <optional>
 #include <ostream>
 #include <string>
 
@@ -20,15 +21,15 @@ public:
     void line(std::string const& who, std::string const& what);
     void heading(std::string const& text);
 
-    /// Frames from the socket come from the "library"; everything else is the "middleware"'s.
+    /// Frames and raw bytes to the middleware come from the "library"; everything else is the "middleware"'s.
     void onTraffic(TraceRecord const& record) override;
 
 private:
-    void write(std::string const& who, std::string const& what, char const* colour);
+    void write(int64_t time, std::string const& who, std::string const& what, char const* colour);
 
     std::ostream& stream;
     bool const colours;
-    int64_t begin = 0;
+    std::optional<int64_t> begin;
 };
 
 } // namespace zelobox

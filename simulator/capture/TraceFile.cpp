@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <cstring>
 #include <iostream>
-#include <iterator>
 #include <sstream>
 
 #include "simulator/capture/Pcapng.h"
@@ -41,6 +40,11 @@ TraceFormat traceFormatOf(std::string const& path)
     return ends ? TraceFormat::Pcapng : TraceFormat::JsonLines;
 }
 
+TraceFormat traceFormatIn(std::string const& contents)
+{
+    return isPcapng(contents) ? TraceFormat::Pcapng : TraceFormat::JsonLines;
+}
+
 TraceWriter::TraceWriter(std::string const& path)
     : name(path), file(path, std::ios::binary), stream(file), format(traceFormatOf(path))
 {
@@ -75,16 +79,20 @@ std::string contentsOf(std::string const& path)
         file.open(path, std::ios::binary);
     }
     std::istream& stream = path == "-" ? std::cin : file;
-    std::string contents{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (!stream) {
+    std::string contents;
+    char part[65536];
+    while (stream.read(part, sizeof part) || stream.gcount() > 0) {
+        contents.append(part, static_cast<size_t>(stream.gcount()));
+    }
+    if (!stream.eof()) {
         throw InputError(path + ": cannot be read: " + std::strerror(errno));
     }
     return contents;
 }
 
-void readTrace(std::string const& contents, std::string const& name, OnRecord const& onRecord)
+void readTrace(std::string const& contents, std::string const& name, TraceFormat format, OnRecord const& onRecord)
 {
-    if (isPcapng(contents)) {
+    if (format == TraceFormat::Pcapng) {
         readPcapng(contents, name, onRecord);
     } else {
         readJsonLines(contents, name, onRecord);
@@ -93,9 +101,10 @@ void readTrace(std::string const& contents, std::string const& name, OnRecord co
 
 std::vector<TraceRecord> readTrace(std::string const& path)
 {
+    std::string const contents = contentsOf(path);
     std::vector<TraceRecord> records;
-    std::string const name = path == "-" ? "the standard input" : path;
-    readTrace(contentsOf(path), name, [&records](TraceRecord const& record) { records.push_back(record); });
+    readTrace(contents, path == "-" ? "the standard input" : path, traceFormatIn(contents),
+              [&records](TraceRecord const& record) { records.push_back(record); });
     return records;
 }
 

@@ -16,6 +16,8 @@ enum class TraceFormat { JsonLines, Pcapng };
 
 /// @return pcapng for a name that ends so, else JSON Lines
 TraceFormat traceFormatOf(std::string const& path);
+/// @return what the first bytes say
+TraceFormat traceFormatIn(std::string const& contents);
 
 /// Writes records as they come. What has been written is in the file whatever becomes of the program.
 class TraceWriter {
@@ -45,10 +47,11 @@ private:
 /// @throw InputError naming line or offset
 std::vector<TraceRecord> readTrace(std::string const& path);
 
-/// Like readTrace(), for contents that are there already; what stands before an error is handed over.
+/// Reads contents that are there already. What stands before an error is handed over.
 ///
 /// @param name  names the file in errors
-void readTrace(std::string const& contents, std::string const& name,
+/// @throw InputError naming line or offset
+void readTrace(std::string const& contents, std::string const& name, TraceFormat format,
                std::function<void(TraceRecord const&)> const& onRecord);
 
 /// @param path  "-" for the standard input

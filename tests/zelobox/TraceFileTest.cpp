@@ -54,7 +54,8 @@ std::string linesOf(std::vector<TraceRecord> const& records)
 std::vector<TraceRecord> parse(std::string const& contents)
 {
     std::vector<TraceRecord> records;
-    readTrace(contents, "trace", [&records](TraceRecord const& each) { records.push_back(each); });
+    readTrace(contents, "trace", traceFormatIn(contents),
+              [&records](TraceRecord const& each) { records.push_back(each); });
     return records;
 }
 
@@ -152,7 +153,8 @@ TEST(TraceFile, HandsOverWhatStandsBeforeAnError)
 {
     for (std::string const& contents : {linesOf(everything()) + "?", pcapngOf(everything()) + "?"}) {
         size_t count = 0;
-        EXPECT_THROW(readTrace(contents, "trace", [&count](TraceRecord const&) { ++count; }), InputError);
+        EXPECT_THROW(readTrace(contents, "trace", traceFormatIn(contents), [&count](TraceRecord const&) { ++count; }),
+                     InputError);
         EXPECT_EQ(everything().size(), count);
     }
 }
