@@ -15,6 +15,11 @@ void EventLoop::watch(int fd, Callback onReadable)
     watches[fd] = {++lastSerial, std::move(onReadable), nullptr};
 }
 
+void EventLoop::watchReadable(int fd, Callback onReadable)
+{
+    watches.at(fd).onReadable = std::move(onReadable);
+}
+
 void EventLoop::watchWritable(int fd, Callback onWritable)
 {
     watches.at(fd).onWritable = std::move(onWritable);
@@ -30,7 +35,9 @@ bool EventLoop::turn(Clock::time_point deadline)
     std::vector<pollfd> entries;
     std::vector<uint64_t> serials;
     for (auto const& [fd, watch] : watches) {
-        entries.push_back({fd, static_cast<short>(watch.onWritable ? POLLIN | POLLOUT : POLLIN), 0});
+        int const events = (watch.onReadable ? POLLIN : 0) | (watch.onWritable ? POLLOUT : 0);
+        // An end is reported even where nothing is asked for; without anybody to hear of it, poll is to leave it out.
+        entries.push_back({events != 0 ? fd : -1, static_cast<short>(events), 0});
         serials.push_back(watch.serial);
     }
     int64_t const left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
@@ -39,7 +46,9 @@ bool EventLoop::turn(Clock::time_point deadline)
         throw std::system_error(errno, std::generic_category(), "poll");
     }
     for (size_t i = 0; ready > 0 && i < entries.size(); ++i) {
-        handle(entries[i].fd, serials[i], entries[i].revents);
+        if (entries[i].revents != 0) {
+            handle(entries[i].fd, serials[i], entries[i].revents);
+        }
     }
     return ready > 0;
 }
@@ -51,12 +60,13 @@ void EventLoop::handle(int fd, uint64_t serial, short events)
         return found != watches.end() && found->second.serial == serial ? &found->second : nullptr;
     };
     Watch const* watch = find();
-    if (watch != nullptr && (events & POLLOUT) != 0 && watch->onWritable) {
+    // An end or an error goes to who reads; where nobody does, the next write fails.
+    if (watch != nullptr && watch->onWritable && (!watch->onReadable || (events & POLLOUT) != 0)) {
         Callback const callback = watch->onWritable; // a copy: it may forget itself
         callback();
         watch = find();
     }
-    if (watch != nullptr && (events & ~POLLOUT) != 0) {
+    if (watch != nullptr && watch->onReadable && (events & ~POLLOUT) != 0) {
         Callback const callback = watch->onReadable;
         callback();
     }

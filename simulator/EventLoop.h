@@ -21,6 +21,8 @@ public:
     /// @param fd  not owned; must be forgotten before it is closed
     /// @param onReadable  called when bytes, an end or an error can be read
     void watch(int fd, Callback onReadable);
+    /// @param onReadable  replaces that of @p fd, which is watched; empty to read no more for now
+    void watchReadable(int fd, Callback onReadable);
     /// @param onWritable  called when @p fd, which is watched, takes bytes; empty to end that
     void watchWritable(int fd, Callback onWritable);
     void forget(int fd);

@@ -54,11 +54,9 @@ sockaddr_un addressOf(std::string const& path)
     return address;
 }
 
-bool somebodyListens(sockaddr_un const& address)
+bool somebodyListens(std::string const& path)
 {
-    Descriptor const probe(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    int const result = connect(probe.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address);
-    return result == 0 || errno == EAGAIN;
+    return connectTo(path) || errno == EAGAIN;
 }
 
 } // namespace
@@ -90,6 +88,18 @@ void Descriptor::reset(int number)
         ::close(fd);
     }
     fd = number;
+}
+
+Descriptor connectTo(std::string const& path)
+{
+    sockaddr_un const address = addressOf(path);
+    Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (connect(socket.get(), reinterpret_cast<sockaddr const*>(&address), sizeof address) != 0) {
+        int const error = errno;
+        socket.reset();
+        errno = error;
+    }
+    return socket;
 }
 
 Connection::Connection(Descriptor accepted) : socket(std::move(accepted)) {}
@@ -175,7 +185,7 @@ bool Connection::isSilentFor(Milliseconds duration)
 Listener::Listener(std::string socketPath, int backlog) : path(std::move(socketPath))
 {
     sockaddr_un const address = addressOf(path);
-    if (somebodyListens(address)) {
+    if (somebodyListens(path)) {
         throw PeerError("another server is listening on " + path + "; stop it first");
     }
     struct stat status = {};

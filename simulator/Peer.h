@@ -74,6 +74,9 @@ private:
     int fd = -1;
 };
 
+/// @return empty, with errno, when nobody listens on @p path or too many wait there already
+Descriptor connectTo(std::string const& path);
+
 /// One accepted connection. Not synchronised, but one thread may receive while another one sends.
 class Connection {
 public:

@@ -22,6 +22,7 @@ void addDecodeCommand(CLI::App& app, int& exitCode);
 void addDemoCommand(CLI::App& app, int& exitCode);
 void addHostCommand(CLI::App& app, int& exitCode);
 void addMiddlewareCommand(CLI::App& app, int& exitCode);
+void addProxyCommand(CLI::App& app, int& exitCode);
 
 } // namespace zelobox
 

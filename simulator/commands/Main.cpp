@@ -15,6 +15,7 @@ int main(int argc, char** argv)
     zelobox::addDemoCommand(app, exitCode);
     zelobox::addMiddlewareCommand(app, exitCode);
     zelobox::addHostCommand(app, exitCode);
+    zelobox::addProxyCommand(app, exitCode);
     zelobox::addDecodeCommand(app, exitCode);
     try {
         app.parse(argc, argv);
