@@ -31,6 +31,31 @@ both_worlds() {
   echo "The demo has the same timeline with the box's library as with the native one."
 }
 
+# The recording proxy is one file that needs nothing on the box; here it stands between two native processes.
+static_proxy() {
+  local directory=$ZELO_BUILD/proxy proxy=$ZELO_BUILD/armhf/zelobox-proxy host=$ZELO_BUILD/default/zelobox
+  build armhf zelobox_proxy
+  build default zelobox zelostb zelocobalt
+  # Neither an interpreter nor a needed library.
+  if readelf --wide --program-headers --dynamic "$proxy" | grep --extended-regexp 'INTERP|NEEDED'; then
+    echo "$proxy is not static" >&2
+    return 1
+  fi
+  readelf --file-header "$proxy" | grep 'Machine:.*ARM'
+  rm -rf "$directory"
+  mkdir -p "$directory"
+  "$host" demo >"$directory/timeline.txt" \
+    --host-command "$ZELO_ROOT/tests/zelobox/through_proxy.sh $directory/demo.jsonl 'qemu-arm $proxy proxy' $host"
+  "$host" decode "$directory/demo.jsonl" >"$directory/decoded.txt"
+  diff <(sent "$directory/timeline.txt") <(sent "$directory/decoded.txt")
+  echo "The box's static proxy has passed and recorded $(sent "$directory/decoded.txt" | wc -l) frames."
+}
+
+# sent FILE: the frames of a timeline, first those of one side and then those of the other
+sent() {
+  sed -nE 's/^ *[0-9.]+ +(library|middleware) +sends /\1 /p' "$1" | LC_ALL=C sort --stable --key=1,1
+}
+
 # timeline FILE: its lines without times, in an order that does not depend on them
 timeline() {
   sed -E 's/([0-9]+:)*[0-9]+\.[0-9]{3}//g; s/ms=[0-9]+/ms/' "$1" | LC_ALL=C sort
@@ -49,4 +74,5 @@ run() {
   variant armhf-altstb alt_box_test armhf -DZELO_STB_INCLUDE_DIR="$ZELO_ROOT/tests/altstb"
   run_tests armhf-altstb -R AltBox
   both_worlds
+  static_proxy
 }

@@ -1,0 +1,46 @@
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "simulator/capture/TraceFile.h"
+#include "tests/zelobox/Program.h"
+
+using program::Ended;
+
+namespace {
+
+/// One command for a shell.
+std::string shellWords(program::Words const& words)
+{
+    std::string text;
+    for (std::string const& word : words) {
+        text += (text.empty() ? "" : " ") + word;
+    }
+    return text;
+}
+
+std::vector<std::string> sentIn(std::string const& timeline, std::string const& who)
+{
+    std::regex const line(who + " +sends ([^\n]*)");
+    std::vector<std::string> texts;
+    for (std::sregex_iterator found(timeline.begin(), timeline.end(), line), end; found != end; ++found) {
+        texts.push_back((*found)[1]);
+    }
+    return texts;
+}
+
+} // namespace
+
+TEST(ThroughProxy, TheDemoIsTheSameAndIsRecordedAsItWasPlayed)
+{
+    program::Directory const directory;
+    std::string const host = std::string(ZELOBOX_THROUGH_PROXY) + " " + directory.path("demo.jsonl") + " '" +
+                             shellWords(program::command({"proxy"})) + "' " + shellWords(program::command({}));
+    Ended const played = program::run({"demo", "--host-command", host});
+    EXPECT_EQ(0, played.status) << played.errors;
+    Ended const decoded = program::run({"decode", directory.path("demo.jsonl")});
+    for (char const* const who : {"library", "middleware"}) {
+        EXPECT_LT(5U, sentIn(played.output, who).size());
+        EXPECT_EQ(sentIn(played.output, who), sentIn(decoded.output, who));
+    }
+}
