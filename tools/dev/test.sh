@@ -1,7 +1,10 @@
 # shellcheck shell=bash
 # about: builds everything and runs the whole test suite; arguments go to CTest
 
-packages() { needs_build; }
+packages() {
+  needs_build
+  needs tshark "shows what Wireshark makes of the desk box's captures"
+}
 
 run() {
   build default
