@@ -31,6 +31,12 @@ void Server::send(ClientId id, std::vector<char> const& bytes)
     }
 }
 
+bool Server::hasTakenAll(ClientId id) const
+{
+    auto const found = connections.find(id);
+    return found == connections.end() || found->second.unsent.empty();
+}
+
 void Server::disconnect(ClientId id)
 {
     auto const found = connections.find(id);

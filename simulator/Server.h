@@ -40,6 +40,8 @@ public:
 
     /// Sends, or keeps what the client does not read yet. Does nothing for a client that is gone.
     void send(ClientId id, std::vector<char> const& bytes);
+    /// @return whether nothing is kept for the client any more
+    bool hasTakenAll(ClientId id) const;
     void disconnect(ClientId id);
     std::vector<ClientId> clients() const;
 

@@ -23,6 +23,7 @@ void addDemoCommand(CLI::App& app, int& exitCode);
 void addHostCommand(CLI::App& app, int& exitCode);
 void addMiddlewareCommand(CLI::App& app, int& exitCode);
 void addProxyCommand(CLI::App& app, int& exitCode);
+void addReplayCommand(CLI::App& app, int& exitCode);
 
 } // namespace zelobox
 

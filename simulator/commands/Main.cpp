@@ -12,6 +12,7 @@ int main(int argc, char** argv)
     zelobox::addMiddlewareCommand(app, exitCode);
     zelobox::addHostCommand(app, exitCode);
     zelobox::addProxyCommand(app, exitCode);
+    zelobox::addReplayCommand(app, exitCode);
     zelobox::addDecodeCommand(app, exitCode);
     return zelobox::runCommands(app, exitCode, argc, argv);
 }

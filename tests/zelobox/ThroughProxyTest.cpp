@@ -34,7 +34,7 @@ std::vector<std::string> sentIn(std::string const& timeline, std::string const& 
 TEST(ThroughProxy, TheDemoIsTheSameAndIsRecordedAsItWasPlayed)
 {
     program::Directory const directory;
-    std::string const host = std::string(ZELOBOX_THROUGH_PROXY) + " " + directory.path("demo.jsonl") + " '" +
+    std::string const host = ZELOBOX_THROUGH_PROXY " " + directory.path("demo.jsonl") + " '" +
                              shellWords(program::command({"proxy"})) + "' " + shellWords(program::command({}));
     Ended const played = program::run({"demo", "--host-command", host});
     EXPECT_EQ(0, played.status) << played.errors;
@@ -43,4 +43,21 @@ TEST(ThroughProxy, TheDemoIsTheSameAndIsRecordedAsItWasPlayed)
         EXPECT_LT(5U, sentIn(played.output, who).size());
         EXPECT_EQ(sentIn(played.output, who), sentIn(decoded.output, who));
     }
+}
+
+TEST(ThroughProxy, WhatWasRecordedIsPlayedToAnotherLibrary)
+{
+    program::Directory const directory;
+    std::string const trace = directory.path("demo.jsonl");
+    std::string const words = shellWords(program::command({}));
+    EXPECT_EQ(0, program::run(
+                     {"demo", "--host-command", ZELOBOX_THROUGH_PROXY " " + trace + " '" + words + " proxy' " + words})
+                     .status);
+    program::Program replay(program::command({"replay", trace, "--fast", "--ignore", "host"}));
+    ASSERT_TRUE(replay.waitForText("start the application"));
+    program::Program host(program::command({"host"}));
+    Ended const ended = replay.wait();
+    EXPECT_EQ(0, ended.status) << ended.output << ended.errors;
+    host.closeInput();
+    EXPECT_EQ(0, host.wait().status);
 }
