@@ -71,13 +71,17 @@ public:
                 serveOnce();
             } catch (zelobox::PeerTimeout const&) {
             } catch (zelobox::PeerError const&) {
-                connection.reset();
+                drop();
             }
         }
         return "";
     }
 
-    void drop() { connection.reset(); }
+    void drop()
+    {
+        connection.reset();
+        configured = false;
+    }
 
     /// Sends one key on every connection that has got its configuration.
     void sendKeys()
@@ -88,12 +92,13 @@ public:
 
     size_t seen(uint16_t type) { return received[type]; }
     size_t connections() const { return accepted; }
+    /// Whether the latest connection has asked for its configuration and got it.
+    bool isConfigured() const { return configured; }
 
 private:
     void serveOnce()
     {
         if (!connection) {
-            configured = false;
             keySent = false;
             connection = std::make_unique<zelobox::Connection>(listener.accept(Milliseconds(5)));
             ++accepted;
@@ -153,12 +158,12 @@ std::string startApp(Middleware& middleware)
     return complaint;
 }
 
-/// A request that is lost with its connection is made again on the next one.
+/// A request that is lost with its connection is made again on the next one, when its handshake shows that it takes them.
 std::string makeRequests(Middleware& middleware)
 {
     size_t connection = 0;
     return middleware.serveUntil("the requests arrive", [&] {
-        if (middleware.connections() != connection) {
+        if (middleware.isConfigured() && middleware.connections() != connection) {
             connection = middleware.connections();
             insist([] { ZeloSetVideoWindow(1, 2, 3, 4); });
             insist([] { ZeloRequestPreviousController(); });

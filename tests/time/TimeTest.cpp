@@ -17,6 +17,12 @@ namespace {
 int64_t const hour = 3600;
 int64_t const endOf32Bits = 0x7FFFFFFF;
 
+void receiveRequest(zelobox::Connection& connection)
+{
+    while (connection.receive().type != IPC_PREVIOUS_CONTROLLER) {
+    }
+}
+
 /// Sends a key in and takes a request out.
 void exchange(zelobox::Connection& connection)
 {
@@ -24,8 +30,7 @@ void exchange(zelobox::Connection& connection)
     connection.sendBytes(keyFrame());
     ASSERT_TRUE(waitUntil([before] { return keys > before; }));
     ZeloRequestPreviousController();
-    while (connection.receive().type != IPC_PREVIOUS_CONTROLLER) {
-    }
+    receiveRequest(connection);
 }
 
 Milliseconds timeOfStop()
@@ -188,11 +193,13 @@ TEST(Time, AProcessThatWasStoppedKeepsItsLink)
     Child const host(fork());
     if (host.pid == 0) {
         ZeloStartApp({[](SbKey, uint8_t) { ZeloRequestPreviousController(); }, nullptr, nullptr, nullptr});
+        ZeloRequestPreviousController(); // from now on a callback's request finds the manager
         pause();
         _exit(1);
     }
     zelobox::Connection connection = listener.accept();
     connection.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, configuration("en")});
+    receiveRequest(connection);
     for (int i = 0; i < 5; ++i) {
         int status = 0;
         kill(host.pid, SIGSTOP);
@@ -201,7 +208,6 @@ TEST(Time, AProcessThatWasStoppedKeepsItsLink)
         std::this_thread::sleep_for(Milliseconds(i * 100)); // with and without a time-out of the socket meanwhile
         connection.sendBytes(keyFrame());
         kill(host.pid, SIGCONT);
-        while (connection.receive().type != IPC_PREVIOUS_CONTROLLER) {
-        }
+        receiveRequest(connection);
     }
 }
