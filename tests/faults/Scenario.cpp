@@ -158,7 +158,8 @@ std::string startApp(Middleware& middleware)
     return complaint;
 }
 
-/// A request that is lost with its connection is made again on the next one, when its handshake shows that it takes them.
+/// A request that is lost with its connection is made again on the next one, once its handshake shows that it takes
+/// requests.
 std::string makeRequests(Middleware& middleware)
 {
     size_t connection = 0;
