@@ -2,6 +2,7 @@
 
 #include "simulator/BoxConfig.h"
 #include "simulator/FrameJson.h"
+#include "simulator/MessageTable.h"
 
 namespace zelobox {
 
@@ -53,9 +54,9 @@ Box::Box(EventLoop& loop, std::string const& socketPath, IPCBrowserConfig const&
 size_t Box::send(Frame const& frame)
 {
     std::vector<ClientId> receivers;
-    for (auto const& [client, types] : subscriptions) {
-        if (types.count(frame.type) != 0) {
-            receivers.push_back(client);
+    for (auto const& [id, client] : connected) {
+        if (client.types.count(frame.type) != 0 || is(Misbehaviour::IgnoreAllowedList)) {
+            receivers.push_back(id);
         }
     }
     sendTo(receivers, frame);
@@ -72,41 +73,111 @@ size_t Box::sendToAll(Frame const& frame)
 void Box::sendRaw(std::vector<char> const& bytes)
 {
     for (ClientId const client : clients()) {
-        TraceRecord record = eventRecord(client, Event::Raw);
-        record.bytes = bytes;
-        tell(record);
-        server.send(client, bytes);
+        sendRawTo(client, bytes);
     }
+}
+
+void Box::sendRawTo(ClientId client, std::vector<char> const& bytes)
+{
+    TraceRecord record = eventRecord(client, Event::Raw);
+    record.bytes = bytes;
+    tell(record);
+    server.send(client, bytes);
 }
 
 void Box::dropClients()
 {
-    for (ClientId const client : clients()) {
-        server.disconnect(client);
-        onDisconnected(client, "dropped by the middleware");
+    misbehave(Misbehaviour::Drop);
+}
+
+void Box::misbehave(Misbehaviour what)
+{
+    if (what == Misbehaviour::None) {
+        lasting.clear();
+        habits.clear();
+    } else if (infoOf(what).lasts) {
+        lasting.insert(what);
+    } else {
+        for (ClientId const client : clients()) {
+            misbehaveTo(client, what);
+        }
+    }
+    server.setManners(mannersOf(lasting));
+}
+
+void Box::misbehaveAlways(Misbehaviour what)
+{
+    if (what == Misbehaviour::None || infoOf(what).lasts) {
+        misbehave(what);
+    } else {
+        habits.insert(what);
+    }
+}
+
+void Box::misbehaveTo(ClientId client, Misbehaviour what)
+{
+    if (what == Misbehaviour::Drop) {
+        drop(client, "dropped by the middleware");
+    } else {
+        sendRawTo(client, wrongBytesOf(what));
     }
 }
 
 void Box::onConnected(ClientId client)
 {
-    subscriptions[client]; // to nothing, so far
+    connected[client]; // subscribed to nothing, so far
     tell(eventRecord(client, Event::Connected));
 }
 
 void Box::onFrame(ClientId client, Frame const& frame)
 {
     tell(frameRecord(client, Direction::ToMiddleware, frame));
-    if (frame.type == IPC_ALLOWED_MESSAGE_LIST) {
-        subscriptions[client] = fieldsOf(frame).value("types", std::set<uint32_t>());
-    } else if (frame.type == IPC_CONFIG_REQUEST && answering) {
-        sendTo({client}, {IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(boxState.config)});
-    }
     takeOver(frame);
+    if (frame.type == IPC_ALLOWED_MESSAGE_LIST) {
+        subscribe(client, frame);
+    } else if (frame.type == IPC_CONFIG_REQUEST) {
+        answer(client);
+    } else if (findMessage(frame.type) == nullptr && is(Misbehaviour::RefuseUnknown)) {
+        drop(client, "sent a type that is not known");
+    }
+}
+
+void Box::subscribe(ClientId id, Frame const& list)
+{
+    Client& client = connected[id];
+    client.types = fieldsOf(list).value("types", std::set<uint32_t>());
+    if (client.hasList && is(Misbehaviour::RefuseRepeatedList)) {
+        return drop(id, "subscribed twice");
+    }
+    client.hasList = true;
+}
+
+void Box::answer(ClientId id)
+{
+    Client& client = connected[id];
+    bool const isEnough = client.hasConfig && is(Misbehaviour::AnswerOnce);
+    if (!answering || isEnough || is(Misbehaviour::Silent)) {
+        return;
+    }
+    client.hasConfig = true;
+    Frame message = {IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(boxState.config)};
+    spoilConfig(lasting, message);
+    tell(frameRecord(id, Direction::ToHost, message));
+    server.send(id, bytesOf(message));
+    for (Misbehaviour const habit : habits) {
+        misbehaveTo(id, habit);
+    }
+}
+
+void Box::drop(ClientId client, std::string const& reason)
+{
+    server.disconnect(client);
+    onDisconnected(client, reason);
 }
 
 void Box::onDisconnected(ClientId client, std::string const& reason)
 {
-    subscriptions.erase(client);
+    connected.erase(client);
     TraceRecord record = eventRecord(client, Event::Disconnected);
     record.reason = reason;
     tell(record);

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "simulator/Misbehaviour.h"
 #include "simulator/Server.h"
 #include "simulator/Trace.h"
 #include "src/ipc/IPCBrowserConfig.h"
@@ -62,6 +63,14 @@ public:
     /// Closes every connection.
     void dropClients();
 
+    /// Does @p what now to every client, or, if it lasts, until None.
+    void misbehave(Misbehaviour what);
+    /// From now on: what lasts begins at once; what is done once is done to each client whose configuration request has
+    /// been answered, each time.
+    void misbehaveAlways(Misbehaviour what);
+    /// @return those that last, and are lasting
+    Misbehaviours const& misbehaviours() const { return lasting; }
+
     BoxState const& state() const { return boxState; }
     std::vector<ClientId> clients() const { return server.clients(); }
 
@@ -70,6 +79,18 @@ private:
     void onFrame(ClientId client, Frame const& frame) override;
     void onDisconnected(ClientId client, std::string const& reason) override;
 
+    struct Client {
+        std::set<uint32_t> types; ///< that it has subscribed to
+        bool hasList = false;
+        bool hasConfig = false;
+    };
+
+    bool is(Misbehaviour what) const { return lasting.count(what) != 0; }
+    void subscribe(ClientId client, Frame const& list);
+    void answer(ClientId client);
+    void misbehaveTo(ClientId client, Misbehaviour what);
+    void sendRawTo(ClientId client, std::vector<char> const& bytes);
+    void drop(ClientId client, std::string const& reason);
     void sendTo(std::vector<ClientId> const& receivers, Frame const& frame);
     void takeOver(Frame const& frame);
     void tell(TraceRecord record);
@@ -77,7 +98,9 @@ private:
     std::vector<Observer*> observers;
     BoxState boxState;
     bool answering = true;
-    std::map<ClientId, std::set<uint32_t>> subscriptions;
+    Misbehaviours lasting;
+    Misbehaviours habits; ///< done once after each answer
+    std::map<ClientId, Client> connected;
     Server server;
 };
 

@@ -4,6 +4,13 @@
 
 namespace zelobox {
 
+uint32_t FrameReader::announced() const
+{
+    IPCFrameHeader header;
+    bool const isThere = buffer.size() >= IPCFrameHeader::Size && readFrameHeader(buffer.data(), header);
+    return isThere ? header.length : 0;
+}
+
 std::optional<Frame> FrameReader::next()
 {
     if (buffer.size() < IPCFrameHeader::Size) {

@@ -1,14 +1,24 @@
 #include "simulator/Server.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 namespace zelobox {
 
+namespace {
+
+Milliseconds const slowPause(5);
+int const blockedMs = 10000;
+uint64_t const endurableLength = uint64_t{16} << 20;
+
+} // namespace
+
 Server::Server(EventLoop& eventLoop, Handler& eventHandler, std::string const& path)
-    : loop(eventLoop), handler(eventHandler), listener(path)
+    : loop(eventLoop), handler(eventHandler), listener(path), ticker(eventLoop)
 {
     loop.watch(listener.descriptor(), [this] { accept(); });
 }
@@ -55,29 +65,71 @@ std::vector<ClientId> Server::clients() const
     return ids;
 }
 
+void Server::setManners(Manners const& next)
+{
+    manners = next;
+    if (manners.isSlow && !ticker.isRunning()) {
+        ticker.start(slowPause, [this] { sendByteToEach(); });
+    } else if (!manners.isSlow) {
+        ticker.stop();
+    }
+    for (ClientId const id : clients()) {
+        watch(id);
+        flush(id);
+    }
+}
+
 void Server::accept()
 {
     Descriptor socket(accept4(listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (!socket) {
-        return; // the client has gone again
+    if (!socket || !hasRoom()) {
+        return; // the client has gone again, or must
     }
     ClientId const id = ++lastId;
-    loop.watch(socket.get(), [this, id] { receive(id); });
     connections[id].socket = std::move(socket);
+    watch(id);
     handler.onConnected(id);
+}
+
+/// Clients that have gone, but not been noticed yet, take no room.
+bool Server::hasRoom()
+{
+    if (connections.size() >= manners.mostClients) {
+        for (ClientId const id : clients()) {
+            receive(id);
+        }
+    }
+    return connections.size() < manners.mostClients && lastId < manners.lastClient;
+}
+
+void Server::watch(ClientId id)
+{
+    int const fd = connections.at(id).socket.get();
+    if (manners.stalls) {
+        loop.forget(fd);
+    } else {
+        loop.watch(fd, [this, id] { receive(id); });
+    }
 }
 
 void Server::receive(ClientId id)
 {
-    Client& client = connections.at(id);
+    auto const found = connections.find(id);
+    if (found == connections.end()) {
+        return;
+    }
+    Client& client = found->second;
     char bytes[16384];
     ssize_t const count = recv(client.socket.get(), bytes, sizeof bytes, 0);
     if (count > 0) {
         client.reader.append(bytes, static_cast<size_t>(count));
         deliver(id);
     } else if (count == 0) {
-        size_t const pending = client.reader.pending();
-        lose(id, pending == 0 ? "closed by the client" : "closed by the client in the middle of a frame");
+        bool const isWhole = client.reader.pending() == 0;
+        if (!isWhole && manners.diesOnVanish) {
+            throw Died("a client has gone in the middle of a frame");
+        }
+        lose(id, isWhole ? "closed by the client" : "closed by the client in the middle of a frame");
     } else if (errno != EAGAIN && errno != EINTR) {
         lose(id, std::strerror(errno));
     }
@@ -90,32 +142,66 @@ void Server::deliver(ClientId id)
         for (auto found = connections.find(id); found != connections.end(); found = connections.find(id)) {
             std::optional<Frame> const frame = found->second.reader.next();
             if (!frame) {
-                return;
+                return noticeIncomplete(id, found->second.reader);
             }
             handler.onFrame(id, *frame);
         }
     } catch (PeerError const& error) {
+        if (manners.diesOnGarbage) {
+            throw Died(error.what());
+        }
         lose(id, error.what());
+    }
+}
+
+void Server::noticeIncomplete(ClientId id, FrameReader const& reader)
+{
+    if (manners.diesOnLie && reader.announced() > endurableLength) {
+        throw Died("a client has announced a frame of " + std::to_string(reader.announced()) + " bytes");
+    }
+    if (manners.wantsWholeFrames && reader.pending() != 0) {
+        lose(id, "a frame did not come at once");
     }
 }
 
 void Server::flush(ClientId id)
 {
     Client& client = connections.at(id);
-    while (!client.unsent.empty()) {
-        ssize_t const count = ::send(client.socket.get(), client.unsent.data(), client.unsent.size(), MSG_NOSIGNAL);
-        if (count < 0) {
-            break;
-        }
-        client.unsent.erase(client.unsent.begin(), client.unsent.begin() + count);
+    if (manners.stalls || manners.isSlow) {
+        return; // later, or by the ticker
+    }
+    size_t const most = manners.splits ? 1 : SIZE_MAX;
+    while (!client.unsent.empty() && sendSome(client, most)) {
     }
     // A client that is gone is noticed by the next receive.
-    bool const wait = !client.unsent.empty() && (errno == EAGAIN || errno == EINTR);
-    if (wait) {
-        loop.watchWritable(client.socket.get(), [this, id] { flush(id); });
-    } else {
-        client.unsent.clear();
+    if (client.unsent.empty()) {
         loop.watchWritable(client.socket.get(), nullptr);
+    } else {
+        loop.watchWritable(client.socket.get(), [this, id] { flush(id); });
+    }
+}
+
+bool Server::sendSome(Client& client, size_t most)
+{
+    size_t const size = std::min(client.unsent.size(), most);
+    ssize_t count = ::send(client.socket.get(), client.unsent.data(), size, MSG_NOSIGNAL);
+    if (count < 0 && errno == EAGAIN && manners.blocks) {
+        pollfd entry = {client.socket.get(), POLLOUT, 0};
+        return poll(&entry, 1, blockedMs) > 0;
+    }
+    if (count < 0 && errno != EAGAIN && errno != EINTR) {
+        count = static_cast<ssize_t>(client.unsent.size()); // nobody takes it any more
+    }
+    client.unsent.erase(client.unsent.begin(), client.unsent.begin() + std::max<ssize_t>(count, 0));
+    return count > 0;
+}
+
+void Server::sendByteToEach()
+{
+    for (auto& connection : connections) {
+        if (!manners.stalls && !connection.second.unsent.empty()) {
+            sendSome(connection.second, 1);
+        }
     }
 }
 

@@ -3,13 +3,17 @@
 #ifndef ZELO_SIMULATOR_SERVER_H
 #define ZELO_SIMULATOR_SERVER_H
 
+#include <climits>
+#include <cstdint>
 #include <map>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "simulator/EventLoop.h"
 #include "simulator/FrameReader.h"
 #include "simulator/Peer.h"
+#include "simulator/Ticker.h"
 
 namespace zelobox {
 
@@ -21,6 +25,26 @@ using ClientId = unsigned;
 /// Everything happens in turns of the loop, which must live longer.
 class Server {
 public:
+    /// How clients are treated; well by default.
+    struct Manners {
+        bool stalls = false; ///< neither reads nor sends
+        bool isSlow = false; ///< a byte every 5 ms
+        bool splits = false; ///< every byte in a write of its own
+        bool blocks = false; ///< waits for a client that does not read
+        bool wantsWholeFrames = false;
+        bool diesOnVanish = false;
+        bool diesOnGarbage = false;
+        bool diesOnLie = false;
+        size_t mostClients = SIZE_MAX; ///< at a time
+        ClientId lastClient = UINT_MAX;
+    };
+
+    /// Thrown out of a turn of the loop by a server whose manners are to die.
+    class Died : public std::runtime_error {
+    public:
+        using std::runtime_error::runtime_error;
+    };
+
     class Handler {
     public:
         virtual void onConnected(ClientId client) = 0;
@@ -45,6 +69,8 @@ public:
     void disconnect(ClientId id);
     std::vector<ClientId> clients() const;
 
+    void setManners(Manners const& next);
+
 private:
     struct Client {
         Descriptor socket;
@@ -56,6 +82,12 @@ private:
     void receive(ClientId id);
     void deliver(ClientId id);
     void flush(ClientId id);
+    /// @return false if the client takes no more now
+    bool sendSome(Client& client, size_t most);
+    void sendByteToEach();
+    void watch(ClientId id);
+    bool hasRoom();
+    void noticeIncomplete(ClientId id, FrameReader const& reader);
     void lose(ClientId id, std::string const& reason);
 
     EventLoop& loop;
@@ -63,6 +95,8 @@ private:
     Listener listener;
     std::map<ClientId, Client> connections;
     ClientId lastId = 0;
+    Manners manners;
+    Ticker ticker; ///< of a slow server
 };
 
 } // namespace zelobox

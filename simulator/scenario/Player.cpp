@@ -4,6 +4,7 @@
 
 #include "simulator/FrameJson.h"
 #include "simulator/MessageTable.h"
+#include "simulator/Misbehaviour.h"
 
 namespace zelobox {
 
@@ -102,7 +103,7 @@ void Player::carryOut(Step const& step)
         loop.run(within(step.ms), [] { return false; });
         return;
     case Step::Kind::Misbehave:
-        return box.dropClients();
+        return box.misbehave(findMisbehaviour(step.text)->what);
     }
 }
 

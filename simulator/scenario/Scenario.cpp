@@ -6,6 +6,7 @@
 #include "simulator/BoxConfig.h"
 #include "simulator/FrameJson.h"
 #include "simulator/MessageTable.h"
+#include "simulator/Misbehaviour.h"
 #include "simulator/scenario/Embedded.h"
 
 namespace zelobox {
@@ -55,8 +56,8 @@ void readExpect(JsonFields& fields, Step& step)
 void readMisbehave(JsonFields& fields, Step& step)
 {
     step.text = fields.text("misbehave");
-    if (step.text != "drop") {
-        fields.fail("misbehave", "expected \"drop\", found \"" + step.text + "\"");
+    if (findMisbehaviour(step.text) == nullptr) {
+        fields.fail("misbehave", "expected one of " + misbehaviourNames() + "; found \"" + step.text + "\"");
     }
 }
 

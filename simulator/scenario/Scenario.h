@@ -16,7 +16,7 @@
 ///     {"expect":{"result":"volume","volume":30}}         the next answer to a call; "within" milliseconds for each
 ///     {"quiet":200}                                      nothing happens for so many milliseconds
 ///     {"wait":100}
-///     {"misbehave":"drop"}                               the middleware closes every connection
+///     {"misbehave":"drop"}                               one of misbehaviourTable(); "none" ends those that last
 ///
 /// Blank lines and lines that begin with # are passed over.
 #ifndef ZELO_SIMULATOR_SCENARIO_H

@@ -175,6 +175,28 @@ TEST_F(Middleware, RefusesToRunBesideAnotherServer)
     EXPECT_EQ(0, stop().status);
 }
 
+TEST_F(Middleware, MisbehavesAsItIsTold)
+{
+    start({"--misbehave", "lie-inside", "--misbehave", "die-on-vanish"});
+    zelobox::Connection client = connectTo(socket());
+    client.send(configurationRequest());
+    EXPECT_EQ(IPC_BROWSER_CONFIG, client.receive().type);
+    EXPECT_EQ(IPC_APP_LIFECYCLE, client.receive().type);
+    client.sendBytes({'m'});
+    client.close();
+    Ended const ended = running->wait();
+    EXPECT_EQ(1, ended.status);
+    EXPECT_THAT(ended.output, HasSubstr("middleware  dies: a client has gone in the middle of a frame\n"));
+    EXPECT_FALSE(program::exists(socket()));
+}
+
+TEST(MiddlewareUse, ListsTheMisbehavioursForOneThatItDoesNotKnow)
+{
+    Ended const ended = run({"middleware", "--misbehave", "rudely"});
+    EXPECT_EQ(2, ended.status);
+    EXPECT_THAT(ended.errors, HasSubstr("\"rudely\" is none of: none, drop, garbage, lie, "));
+}
+
 TEST(MiddlewareUse, SaysWhyItCannotListen)
 {
     Ended const ended = run({"middleware", "--socket", "/nowhere/messenger"});

@@ -1,11 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "simulator/Box.h"
 #include "simulator/BoxConfig.h"
-#include "tests/zelobox/Client.h"
-#include "tests/zelobox/Program.h"
+#include "tests/zelobox/BoxFixture.h"
 
 using namespace zelobox;
+using program::BoxTest;
 
 namespace {
 
@@ -13,38 +12,6 @@ Frame number(IPCMessageType type, uint32_t value)
 {
     return frameOf(IPCMessageUnsignedInt(type, value));
 }
-
-/// A middleware in this process, which has its turns only when the test lets it.
-class BoxTest : public testing::Test, private Box::Observer {
-protected:
-    BoxTest() : box(loop, directory.path("messenger"), defaultConfig()) { box.addObserver(*this); }
-
-    Connection connect() { return program::connectTo(directory.path("messenger")); }
-
-    template <typename Predicate> void runUntil(Predicate done)
-    {
-        ASSERT_TRUE(loop.run(EventLoop::Clock::now() + std::chrono::seconds(30), done));
-    }
-
-    /// Lets the middleware see as many events as the list has.
-    std::vector<std::string> seen(size_t count)
-    {
-        runUntil([&] { return traffic.size() >= count; });
-        return traffic;
-    }
-
-    program::Directory directory;
-    EventLoop loop;
-    Box box;
-
-private:
-    void onTraffic(TraceRecord const& record) override
-    {
-        traffic.push_back(std::to_string(record.connection) + " " + textOf(record));
-    }
-
-    std::vector<std::string> traffic;
-};
 
 } // namespace
 
