@@ -82,24 +82,20 @@ void Server::setManners(Manners const& next)
 void Server::accept()
 {
     Descriptor socket(accept4(listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (!socket || !hasRoom()) {
+    if (!manners.stalls) {
+        // A client that closes one connection and makes another has done so in this order.
+        for (ClientId const id : clients()) {
+            receive(id);
+        }
+    }
+    bool const hasRoom = connections.size() < manners.mostClients && lastId < manners.lastClient;
+    if (!socket || !hasRoom) {
         return; // the client has gone again, or must
     }
     ClientId const id = ++lastId;
     connections[id].socket = std::move(socket);
     watch(id);
     handler.onConnected(id);
-}
-
-/// Clients that have gone, but not been noticed yet, take no room.
-bool Server::hasRoom()
-{
-    if (connections.size() >= manners.mostClients) {
-        for (ClientId const id : clients()) {
-            receive(id);
-        }
-    }
-    return connections.size() < manners.mostClients && lastId < manners.lastClient;
 }
 
 void Server::watch(ClientId id)

@@ -86,7 +86,6 @@ private:
     bool sendSome(Client& client, size_t most);
     void sendByteToEach();
     void watch(ClientId id);
-    bool hasRoom();
     void noticeIncomplete(ClientId id, FrameReader const& reader);
     void lose(ClientId id, std::string const& reason);
 

@@ -6,6 +6,7 @@
 #include "simulator/StopSignals.h"
 #include "simulator/commands/Commands.h"
 #include "simulator/scenario/Player.h"
+#include "simulator/scenario/SampleHost.h"
 
 namespace zelobox {
 
@@ -69,7 +70,7 @@ void addDemoCommand(CLI::App& app, int& exitCode)
 {
     CLI::App* const command = app.add_subcommand("demo", "plays a scenario: middleware here, sample host in a process");
     auto const options = std::make_shared<Options>();
-    command->add_option("--scenario", options->scenario, "one that comes along, or a file")
+    command->add_option("scenario,--scenario", options->scenario, "one that comes along, or a file")
         ->type_name("NAME|FILE")
         ->capture_default_str();
     command->add_option("--host-command", options->hostCommand, "shell command that starts zelobox for the host's side")
@@ -81,7 +82,8 @@ void addDemoCommand(CLI::App& app, int& exitCode)
         "or 3 for a time-out, after saying which step was not.\n"
         "Examples:\n"
         "  zelobox demo\n"
-        "  zelobox demo --scenario my.jsonl --lib build/asan/libzelocobalt.so\n"
+        "  zelobox demo film\n"
+        "  zelobox demo my.jsonl --lib build/asan/libzelocobalt.so\n"
         "  zelobox demo --host-command \"qemu-arm -L /usr/arm-linux-gnueabihf build/armhf/zelobox\"");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }

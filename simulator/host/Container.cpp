@@ -1,6 +1,5 @@
 #include "simulator/host/Container.h"
 
-#include <chrono>
 #include <sstream>
 
 #include "simulator/KeyNames.h"
@@ -152,16 +151,11 @@ bool Container::carryOut(std::string const& line)
 
 Json Container::start(Words const&)
 {
-    if (isStarting) {
+    if (isStarting(std::chrono::milliseconds(0))) {
         throw InputError("a start is still waiting for the configuration");
     }
-    if (starting.joinable()) {
-        starting.join();
-    }
-    isStarting = true;
-    starting = std::thread([this] {
+    starting = std::async(std::launch::async, [this] {
         library.startApp({onKey, onPause, onResume, onVolumeChanged});
-        isStarting = false;
         output.result("start", Json::object());
     });
     return Json();
@@ -172,10 +166,16 @@ Json Container::stop(Words const&)
     auto const begin = std::chrono::steady_clock::now();
     library.stopApp();
     auto const duration = std::chrono::steady_clock::now() - begin;
-    if (starting.joinable()) {
-        starting.join();
+    // A stop that was quicker than the start has stopped nothing.
+    while (isStarting(std::chrono::milliseconds(20))) {
+        library.stopApp();
     }
     return {{"ms", std::chrono::duration_cast<std::chrono::milliseconds>(duration).count()}};
+}
+
+bool Container::isStarting(std::chrono::milliseconds patience) const
+{
+    return starting.valid() && starting.wait_for(patience) != std::future_status::ready;
 }
 
 Json Container::video(Words const& arguments)

@@ -3,9 +3,9 @@
 #ifndef ZELO_SIMULATOR_CONTAINER_H
 #define ZELO_SIMULATOR_CONTAINER_H
 
-#include <atomic>
+#include <chrono>
+#include <future>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "simulator/host/HostLibrary.h"
@@ -58,12 +58,12 @@ private:
     Json log(Words const& arguments);
     Json help(Words const& arguments);
 
+    bool isStarting(std::chrono::milliseconds patience) const;
     void requireDrm() const;
 
     HostLibrary& library;
     HostOutput& output;
-    std::thread starting; // ZeloStartApp() blocks
-    std::atomic<bool> isStarting{false};
+    std::future<void> starting; // ZeloStartApp() blocks
 };
 
 } // namespace zelobox

@@ -60,8 +60,8 @@ std::string describe(Step const& step)
 
 } // namespace
 
-Player::Player(EventLoop& eventLoop, Box& middleware, SampleHost& sampleHost, Timeline& timeline)
-    : loop(eventLoop), box(middleware), host(sampleHost), shown(timeline)
+Player::Player(EventLoop& eventLoop, Box& middleware, HostSide& hostSide, Timeline& timeline)
+    : loop(eventLoop), box(middleware), host(hostSide), shown(timeline)
 {
     box.addObserver(*this);
 }
@@ -69,7 +69,8 @@ Player::Player(EventLoop& eventLoop, Box& middleware, SampleHost& sampleHost, Ti
 void Player::play(Scenario const& scenario)
 {
     current = &scenario;
-    limit = EventLoop::Clock::now() + Milliseconds(scenario.limitMs);
+    bool const isLimited = patience == Milliseconds(0);
+    limit = isLimited ? EventLoop::Clock::now() + Milliseconds(scenario.limitMs) : Time::max();
     box.setAnswering(scenario.answering);
     for (Step const& step : scenario.steps) {
         carryOut(step);
@@ -100,7 +101,7 @@ void Player::carryOut(Step const& step)
     case Step::Kind::Quiet:
         return stayQuiet(step);
     case Step::Kind::Wait:
-        loop.run(within(step.ms), [] { return false; });
+        loop.run(within(Milliseconds(step.ms)), [] { return false; });
         return;
     case Step::Kind::Misbehave:
         return box.misbehave(findMisbehaviour(step.text)->what);
@@ -111,7 +112,7 @@ void Player::send(Step const& step)
 {
     JsonFields fields(step.body, "send");
     Frame const frame = frameFrom(fields, box.state().config);
-    size_t const receivers = step.everyone ? box.sendToAll(frame) : box.send(frame);
+    size_t const receivers = step.everyone || sendsToAll ? box.sendToAll(frame) : box.send(frame);
     if (receivers == 0) {
         fail(step, "a client that has subscribed to " + messageName(frame.type), "none", false);
     }
@@ -119,11 +120,15 @@ void Player::send(Step const& step)
 
 void Player::expect(Step const& step)
 {
+    bool const isOfHost = !step.body.contains("frame") && !step.body.contains("connection");
+    if (isOfHost && !host.expects(step.body)) {
+        return;
+    }
     std::deque<Json>& row = rowOf(step.body);
-    loop.run(within(step.ms), [&] { return !row.empty() || host.hasEnded(); });
+    loop.run(within(timeFor(step)), [&] { return !row.empty() || host.hasEnded(); });
     if (row.empty()) {
         std::string const actual = host.hasEnded() ? "the host has ended: " + host.ending()
-                                                   : "nothing within " + std::to_string(step.ms) + " ms";
+                                                   : "nothing within " + std::to_string(timeFor(step).count()) + " ms";
         fail(step, lineOf(step.body), actual, !host.hasEnded());
     }
     Json const actual = row.front();
@@ -135,22 +140,32 @@ void Player::expect(Step const& step)
 
 void Player::stayQuiet(Step const& step)
 {
-    loop.run(within(step.ms), [this] { return !leftOver().empty() || host.hasEnded(); });
+    loop.run(within(Milliseconds(step.ms)), [this] { return !leftOver().empty() || host.hasEnded(); });
     if (!leftOver().empty() || host.hasEnded()) {
         fail(step, "nothing for " + std::to_string(step.ms) + " ms",
              host.hasEnded() ? "the host has ended: " + host.ending() : leftOver(), false);
     }
 }
 
-/// The host ends when it has no more commands, and nobody has anything else to say.
+void Player::carryOutAlone(Step const& step)
+{
+    static Scenario const none = {"input", "", "", true, 0, {}, {}};
+    current = &none;
+    limit = Time::max();
+    carryOut(step);
+}
+
+/// A host of ours ends when it has no more commands, and nobody has anything else to say.
 void Player::finish()
 {
     Step last = {};
     last.kind = Step::Kind::Say;
     last.text = "the end of the scenario";
     last.line = current->steps.empty() ? 1 : current->steps.back().line + 1;
-    host.finish();
-    if (!loop.run(within(hostEndMs), [this] { return host.hasEnded() && box.clients().empty(); })) {
+    if (!host.finish()) {
+        return;
+    }
+    if (!loop.run(within(Milliseconds(hostEndMs)), [this] { return host.hasEnded() && box.clients().empty(); })) {
         fail(last, "the host ends", "it still runs", true);
     }
     if (host.exitStatus() != 0) {
@@ -181,9 +196,14 @@ std::string Player::leftOver() const
     return std::string();
 }
 
-Player::Time Player::within(unsigned ms) const
+Milliseconds Player::timeFor(Step const& step) const
 {
-    return std::min(limit, EventLoop::Clock::now() + Milliseconds(ms));
+    return std::max(patience, Milliseconds(step.ms));
+}
+
+Player::Time Player::within(Milliseconds duration) const
+{
+    return std::min(limit, EventLoop::Clock::now() + duration);
 }
 
 void Player::fail(Step const& step, std::string const& expected, std::string const& actual, bool timedOut)

@@ -6,7 +6,9 @@
 #include <deque>
 #include <stdexcept>
 
-#include "simulator/scenario/SampleHost.h"
+#include "simulator/Box.h"
+#include "simulator/Timeline.h"
+#include "simulator/scenario/HostSide.h"
 #include "simulator/scenario/Scenario.h"
 
 namespace zelobox {
@@ -24,16 +26,24 @@ public:
     Interrupted() : std::runtime_error("interrupted") {}
 };
 
-/// Carries out one scenario with a middleware and a sample host.
+/// Carries out scenarios with a middleware and a host.
 ///
 /// What comes from the socket, the callbacks, and the answers to calls are three separate rows, each of which must come
 /// exactly as expected; nothing may be left over.
 class Player final : public Box::Observer {
 public:
-    Player(EventLoop& eventLoop, Box& middleware, SampleHost& sampleHost, Timeline& timeline);
+    Player(EventLoop& eventLoop, Box& middleware, HostSide& hostSide, Timeline& timeline);
 
     /// @throw StepFailure
     void play(Scenario const& scenario);
+
+    /// Gives every expected thing so long, and the scenario no limit: people are slow.
+    void setPatience(Milliseconds longest) { patience = longest; }
+    /// Sends frames to everyone, subscribed or not.
+    void sendToEveryone() { sendsToAll = true; }
+
+    /// Carries out a step that needs no scenario around it: Say, Send or Misbehave.
+    void carryOutAlone(Step const& step);
 
     void onTraffic(TraceRecord const& record) override;
 
@@ -48,16 +58,19 @@ private:
 
     std::deque<Json>& rowOf(Json const& expected);
     std::string leftOver() const;
-    Time within(unsigned ms) const;
+    Time within(Milliseconds duration) const;
+    Milliseconds timeFor(Step const& step) const;
     [[noreturn]] void fail(Step const& step, std::string const& expected, std::string const& actual, bool timedOut);
 
     EventLoop& loop;
     Box& box;
-    SampleHost& host;
+    HostSide& host;
     Timeline& shown;
     std::deque<Json> traffic; ///< {"frame":"IPC_VOLUME",...}, {"connection":"connected"}
     Scenario const* current = nullptr;
     Time limit;
+    Milliseconds patience{0};
+    bool sendsToAll = false;
 };
 
 } // namespace zelobox

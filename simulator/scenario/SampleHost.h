@@ -3,7 +3,6 @@
 #ifndef ZELO_SIMULATOR_SAMPLEHOST_H
 #define ZELO_SIMULATOR_SAMPLEHOST_H
 
-#include <deque>
 #include <string>
 #include <vector>
 
@@ -12,11 +11,12 @@
 #include "simulator/Json.h"
 #include "simulator/LineReader.h"
 #include "simulator/Timeline.h"
+#include "simulator/scenario/HostSide.h"
 
 namespace zelobox {
 
 /// Runs `zelobox host --json --no-start` and keeps what it reports.
-class SampleHost {
+class SampleHost final : public HostSide {
 public:
     /// @param arguments  the command; see ChildProcess
     SampleHost(EventLoop& eventLoop, Timeline& timeline, std::vector<std::string> const& arguments);
@@ -24,18 +24,16 @@ public:
     SampleHost(SampleHost const&) = delete;
     SampleHost& operator=(SampleHost const&) = delete;
 
-    /// Has the host carry out one command.
-    void call(std::string const& command);
-    /// Lets the host end: it has no more commands.
-    void finish() { child.closeInput(); }
-
-    bool hasEnded() const { return ended; }
-    /// @return "exit status 0"
-    std::string const& ending() const { return endText; }
-    int exitStatus() const { return child.exitStatus(); }
-
-    std::deque<Json> callbacks; ///< {"callback":"key","key":13,...}, oldest first
-    std::deque<Json> results;   ///< {"result":"volume",...}, oldest first
+    void call(std::string const& command) override;
+    bool expects(Json const&) override { return true; }
+    bool finish() override
+    {
+        child.closeInput();
+        return true;
+    }
+    bool hasEnded() const override { return ended; }
+    std::string ending() const override { return endText; }
+    int exitStatus() const override { return child.exitStatus(); }
 
 private:
     bool onReadable(int fd);

@@ -78,7 +78,7 @@ StepForm const stepForms[] = {
     {"misbehave", Step::Kind::Misbehave, readMisbehave},
 };
 
-Step readStep(JsonFields& fields, unsigned line)
+Step stepFrom(JsonFields& fields, unsigned line)
 {
     StepForm const* form = nullptr;
     std::string names;
@@ -100,8 +100,9 @@ Step readStep(JsonFields& fields, unsigned line)
     return step;
 }
 
-void readHead(JsonFields& fields, Scenario& scenario)
+void readHead(Json const& json, std::string const& where, Scenario& scenario)
 {
+    JsonFields fields(json, where);
     scenario.name = fields.text("scenario");
     scenario.about = fields.text("about", "");
     scenario.answering = fields.flag("answering", true);
@@ -112,6 +113,7 @@ void readHead(JsonFields& fields, Scenario& scenario)
         mergeConfig(config, scenario.config);
         config.end();
     }
+    fields.end();
 }
 
 Json parseLine(std::string const& text, std::string const& where)
@@ -125,6 +127,15 @@ Json parseLine(std::string const& text, std::string const& where)
 
 } // namespace
 
+Step readStep(std::string const& text, std::string const& where, unsigned line)
+{
+    Json const json = parseLine(text, where);
+    JsonFields fields(json, where);
+    Step step = stepFrom(fields, line);
+    fields.end();
+    return step;
+}
+
 Scenario readScenario(std::istream& text, std::string const& source)
 {
     Scenario scenario;
@@ -135,14 +146,11 @@ Scenario readScenario(std::istream& text, std::string const& source)
             continue;
         }
         std::string const where = source + " line " + std::to_string(line);
-        Json const json = parseLine(content, where);
-        JsonFields fields(json, where);
         if (scenario.name.empty()) {
-            readHead(fields, scenario);
+            readHead(parseLine(content, where), where, scenario);
         } else {
-            scenario.steps.push_back(readStep(fields, line));
+            scenario.steps.push_back(readStep(content, where, line));
         }
-        fields.end();
     }
     if (scenario.name.empty()) {
         throw InputError(source + ": is empty; expected {\"scenario\":\"NAME\"} on the first line");

@@ -56,6 +56,12 @@ struct Scenario {
 /// @throw InputError naming line and field
 Scenario readScenario(std::istream& text, std::string const& source);
 
+/// Reads one step.
+///
+/// @param where  names the line in messages
+/// @throw InputError naming the field
+Step readStep(std::string const& text, std::string const& where, unsigned line);
+
 /// Finds a scenario that comes along with the program, or reads the file of that name.
 ///
 /// @throw InputError

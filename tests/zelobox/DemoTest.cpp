@@ -6,6 +6,7 @@
 #include <fstream>
 
 #include "simulator/Peer.h"
+#include "simulator/scenario/Scenario.h"
 #include "tests/zelobox/Program.h"
 
 using program::Directory;
@@ -83,6 +84,15 @@ TEST(Demo, PlaysThroughAndPrintsBothSidesInOrder)
          "host        has ended: exit status 0\n",
          "scenario    demo: all "}));
     EXPECT_FALSE(program::exists(zelobox::defaultSocketPath));
+}
+
+TEST(Demo, PlaysEveryScenarioThatComesAlong)
+{
+    for (std::string const& name : zelobox::scenarioNames()) {
+        Ended const ended = run(program::demo({name}));
+        EXPECT_EQ(0, ended.status) << ended.output << ended.errors;
+        EXPECT_THAT(ended.output, HasSubstr("scenario    " + name + ": all "));
+    }
 }
 
 TEST(Demo, NamesStepExpectedAndActualWhenSomethingElseHappens)

@@ -96,6 +96,14 @@ TEST(Host, StopsTheLibraryAtTheEndOfItsInputWhileTheStartWaits)
     EXPECT_EQ(0, host.wait().status);
 }
 
+TEST(Host, StopsAStartThatHasHardlyBegun)
+{
+    zelobox::Listener listener;
+    Ended const ended = run({"host", "--no-start"}, "start\nstop\nstart\nquit\n");
+    EXPECT_EQ(0, ended.status);
+    EXPECT_TRUE(hasInOrder(ended.output, {"result start\n", "result stop: ms=", "result start\n"}));
+}
+
 TEST(Host, StopsTheLibraryOnCtrlC)
 {
     zelobox::Listener listener;

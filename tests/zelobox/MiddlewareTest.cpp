@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include "simulator/BoxConfig.h"
+#include "simulator/capture/TraceFile.h"
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
 
@@ -188,6 +189,91 @@ TEST_F(Middleware, MisbehavesAsItIsTold)
     EXPECT_EQ(1, ended.status);
     EXPECT_THAT(ended.output, HasSubstr("middleware  dies: a client has gone in the middle of a frame\n"));
     EXPECT_FALSE(program::exists(socket()));
+}
+
+TEST_F(Middleware, PlaysItsSideOfAScenarioAgainstWhoeverConnects)
+{
+    std::string const scenario = directory.file("mine.jsonl", R"({"scenario":"mine","config":{"language":"fi"}}
+{"call":"start"}
+{"expect":{"connection":"connected"},"within":1}
+{"expect":{"frame":"IPC_ALLOWED_MESSAGE_LIST"}}
+{"expect":{"frame":"IPC_CONFIG_REQUEST"}}
+{"send":{"frame":"IPC_VOLUME","value":30}}
+{"expect":{"callback":"volumeChanged","volume":30}}
+{"expect":{"frame":"IPC_CONFIG_STATE","value":2}}
+)");
+    start({"--scenario", scenario});
+    EXPECT_TRUE(running->waitForText("host        please call start\n"));
+    zelobox::Connection client = program::subscribe(socket(), {IPC_VOLUME});
+    EXPECT_EQ(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 30)), client.receive());
+    EXPECT_TRUE(running->waitForText("host        should report callback=\"volumeChanged\" volume=30\n"));
+    client.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_CONFIG_STATE, 2)));
+    Ended const ended = running->wait();
+    EXPECT_EQ(0, ended.status) << ended.errors;
+    EXPECT_TRUE(hasInOrder(ended.output, {"language=\"fi\"", "scenario    mine: all 7 steps as expected\n"}));
+    EXPECT_FALSE(program::exists(socket()));
+}
+
+TEST_F(Middleware, NamesTheStepThatWentWrong)
+{
+    std::string const scenario =
+        directory.file("mine.jsonl", "{\"scenario\":\"mine\"}\n{\"expect\":{\"frame\":\"IPC_CONFIG_STATE\"}}\n");
+    start({"--scenario", scenario});
+    zelobox::Connection client = connectTo(socket());
+    Ended const other = running->wait();
+    EXPECT_EQ(1, other.status);
+    EXPECT_TRUE(hasInOrder(other.errors, {"mine.jsonl line 2", "actual:   {\"connection\":\"connected\"}"}));
+    start({"--scenario", scenario, "--patience", "0"});
+    EXPECT_EQ(130, stop().status);
+    Ended const late = run({"middleware", "--socket", socket(), "--patience", "1", "--scenario",
+                            directory.file("late.jsonl", "{\"scenario\":\"late\"}\n{\"expect\":{\"connection\":"
+                                                         "\"connected\"},\"within\":1}\n")});
+    EXPECT_EQ(3, late.status);
+    EXPECT_THAT(late.errors, HasSubstr("actual:   nothing within 1000 ms"));
+}
+
+TEST_F(Middleware, CarriesOutStepsFromItsInput)
+{
+    start({"--input"});
+    zelobox::Connection client = program::subscribe(socket(), {IPC_VOLUME});
+    running->write("{\"send\":{\"frame\":\"IPC_VOLUME\",\"value\":3}}\n");
+    EXPECT_EQ(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 3)), client.receive());
+    running->write("{\"send\":{\"frame\":\"IPC_MUTE\",\"value\":1}}\n");
+    EXPECT_TRUE(running->waitForText("actual:   none\n"));
+    running->write("{\"quiet\":1}\nnonsense\n");
+    EXPECT_TRUE(running->waitForText("input line 3: only say, send and misbehave are for the input\n"));
+    EXPECT_TRUE(running->waitForText("input line 4: "));
+    running->write("{\"misbehave\":\"drop\"}\n");
+    running->closeInput();
+    EXPECT_TRUE(client.waitForClose());
+    EXPECT_EQ(0, stop().status);
+}
+
+TEST_F(Middleware, SendsWhatNobodyHasSubscribedToWhenToldSo)
+{
+    start({"--input", "--unsubscribed"});
+    zelobox::Connection client = program::subscribe(socket(), {});
+    running->write("{\"send\":{\"frame\":\"IPC_VOLUME\",\"value\":3}}\n");
+    EXPECT_EQ(IPC_VOLUME, client.receive().type);
+    EXPECT_EQ(0, stop().status);
+}
+
+TEST_F(Middleware, WritesATraceOfWhatItSees)
+{
+    start({"--trace", directory.path("trace.jsonl")});
+    program::subscribe(socket(), {IPC_VOLUME}).close();
+    EXPECT_TRUE(running->waitForText("disconnected"));
+    EXPECT_EQ(0, stop().status);
+    std::vector<std::string> texts;
+    for (zelobox::TraceRecord const& record : zelobox::readTrace(directory.path("trace.jsonl"))) {
+        texts.push_back(textOf(record));
+    }
+    EXPECT_THAT(texts,
+                testing::ElementsAre("connected", "IPC_ALLOWED_MESSAGE_LIST types=[39]", "IPC_CONFIG_REQUEST",
+                                     testing::StartsWith("IPC_BROWSER_CONFIG "), "disconnected: closed by the client"));
+    Ended const ended = run({"middleware", "--socket", socket(), "--trace", "/nowhere/trace.jsonl"});
+    EXPECT_EQ(2, ended.status);
+    EXPECT_THAT(ended.errors, HasSubstr("/nowhere/trace.jsonl"));
 }
 
 TEST(MiddlewareUse, ListsTheMisbehavioursForOneThatItDoesNotKnow)

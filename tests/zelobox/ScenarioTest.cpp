@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <sstream>
 
+#include "simulator/MessageTable.h"
+#include "simulator/Misbehaviour.h"
 #include "simulator/scenario/Scenario.h"
 
 using namespace zelobox;
@@ -104,6 +107,35 @@ TEST(Scenario, NamesLineAndFieldThatAreWrong)
                 HasSubstr("line 1: \"config\": field \"auxValue\""));
     EXPECT_THAT(errorOf(R"({"say":"first"})"), HasSubstr("line 1: field \"scenario\": is missing"));
     EXPECT_THAT(errorOf("\n"), HasSubstr("test.jsonl: is empty"));
+}
+
+TEST(Scenario, RefusesWhatItsSchemaRefuses)
+{
+    std::ifstream file(ZELO_BAD_LINES);
+    size_t count = 0;
+    for (std::string line; std::getline(file, line); ++count) {
+        bool const isHead = line.find("\"scenario\"") != std::string::npos;
+        EXPECT_THAT(isHead ? errorOf(line) : stepError(line),
+                    testing::StartsWith(isHead ? "test.jsonl line 1: " : "test.jsonl line 2: "))
+            << line;
+    }
+    EXPECT_LT(50U, count);
+}
+
+TEST(Scenario, HasASchemaWithTheNamesOfItsTables)
+{
+    std::ifstream file(ZELO_DOCS_DIR "/scenario.schema.json");
+    Json const definitions = Json::parse(file)["definitions"];
+    std::vector<std::string> messages;
+    for (MessageInfo const& info : messageTable()) {
+        messages.emplace_back(info.name);
+    }
+    std::vector<std::string> misbehaviours;
+    for (MisbehaviourInfo const& info : misbehaviourTable()) {
+        misbehaviours.emplace_back(info.name);
+    }
+    EXPECT_EQ(messages, definitions["messageName"]["enum"]);
+    EXPECT_EQ(misbehaviours, definitions["misbehave"]["properties"]["misbehave"]["enum"]);
 }
 
 TEST(Scenario, ComesAlongWithTheProgram)

@@ -17,6 +17,8 @@ needs_build() {
   needs ninja-build "runs the build"
   needs googletest "the tests' framework, built from its sources"
   needs libcli11-dev "the desk box's command line"
+  needs libedit-dev "the prompt of the sample host"
+  needs python3-jsonschema "checks the scenarios against their schema"
   needs nlohmann-json3-dev "the desk box's files and the test vectors"
 }
 
