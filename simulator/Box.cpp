@@ -118,7 +118,7 @@ void Box::misbehaveTo(ClientId client, Misbehaviour what)
 {
     if (what == Misbehaviour::Drop) {
         drop(client, "dropped by the middleware");
-    } else {
+    } else if (what != Misbehaviour::LieInside || connected[client].types.count(IPC_APP_LIFECYCLE) != 0) {
         sendRawTo(client, wrongBytesOf(what));
     }
 }

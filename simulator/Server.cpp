@@ -12,6 +12,7 @@ namespace zelobox {
 namespace {
 
 Milliseconds const slowPause(5);
+int const mostReads = 64; // before a new client has its turn
 int const blockedMs = 10000;
 uint64_t const endurableLength = uint64_t{16} << 20;
 
@@ -85,7 +86,8 @@ void Server::accept()
     if (!manners.stalls) {
         // A client that closes one connection and makes another has done so in this order.
         for (ClientId const id : clients()) {
-            receive(id);
+            for (int i = 0; i < mostReads && receive(id); ++i) {
+            }
         }
     }
     bool const hasRoom = connections.size() < manners.mostClients && lastId < manners.lastClient;
@@ -108,11 +110,11 @@ void Server::watch(ClientId id)
     }
 }
 
-void Server::receive(ClientId id)
+bool Server::receive(ClientId id)
 {
     auto const found = connections.find(id);
     if (found == connections.end()) {
-        return;
+        return false;
     }
     Client& client = found->second;
     char bytes[16384];
@@ -129,6 +131,7 @@ void Server::receive(ClientId id)
     } else if (errno != EAGAIN && errno != EINTR) {
         lose(id, std::strerror(errno));
     }
+    return count > 0;
 }
 
 /// Hands over whole frames, as long as the handler has not disconnected the client.

@@ -79,7 +79,8 @@ private:
     };
 
     void accept();
-    void receive(ClientId id);
+    /// @return false if there is nothing more now
+    bool receive(ClientId id);
     void deliver(ClientId id);
     void flush(ClientId id);
     /// @return false if the client takes no more now

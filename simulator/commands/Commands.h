@@ -18,6 +18,7 @@ enum ExitCode : int {
 };
 
 /// Each adds its subcommand to @p app; carried out, it stores into @p exitCode, which must outlive the parsing.
+void addCheckCommand(CLI::App& app, int& exitCode);
 void addDecodeCommand(CLI::App& app, int& exitCode);
 void addDemoCommand(CLI::App& app, int& exitCode);
 void addHostCommand(CLI::App& app, int& exitCode);

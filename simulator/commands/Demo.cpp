@@ -5,6 +5,7 @@
 
 #include "simulator/StopSignals.h"
 #include "simulator/commands/Commands.h"
+#include "simulator/commands/HostOptions.h"
 #include "simulator/scenario/Player.h"
 #include "simulator/scenario/SampleHost.h"
 
@@ -14,26 +15,8 @@ namespace {
 
 struct Options {
     std::string scenario = "demo";
-    std::string hostCommand;
-    std::string library;
-    std::string support;
+    HostOptions host;
 };
-
-std::vector<std::string> hostArguments(Options const& options)
-{
-    std::vector<std::string> arguments = {ownProgram()};
-    if (!options.hostCommand.empty()) {
-        arguments = {"/bin/sh", "-c", "exec " + options.hostCommand + " \"$@\"", "sh"};
-    }
-    arguments.insert(arguments.end(), {"host", "--json", "--no-start", "--log-level", "3"});
-    if (!options.library.empty()) {
-        arguments.insert(arguments.end(), {"--lib", options.library});
-    }
-    if (!options.support.empty()) {
-        arguments.insert(arguments.end(), {"--stb", options.support});
-    }
-    return arguments;
-}
 
 void play(Scenario const& scenario, Options const& options, Timeline& timeline)
 {
@@ -42,7 +25,7 @@ void play(Scenario const& scenario, Options const& options, Timeline& timeline)
     Box box(loop, defaultSocketPath, scenario.config);
     box.addObserver(timeline);
     timeline.line("middleware", std::string("listens on ") + defaultSocketPath);
-    SampleHost host(loop, timeline, hostArguments(options));
+    SampleHost host(loop, timeline, options.host.arguments());
     Player(loop, box, host, timeline).play(scenario);
 }
 
@@ -73,10 +56,7 @@ void addDemoCommand(CLI::App& app, int& exitCode)
     command->add_option("scenario,--scenario", options->scenario, "one that comes along, or a file")
         ->type_name("NAME|FILE")
         ->capture_default_str();
-    command->add_option("--host-command", options->hostCommand, "shell command that starts zelobox for the host's side")
-        ->type_name("COMMAND");
-    command->add_option("--lib", options->library, "the host's libzelocobalt.so")->type_name("PATH");
-    command->add_option("--stb", options->support, "the host's libzelostb.so")->type_name("PATH");
+    options->host.addTo(*command);
     command->footer(
         "Prints one timeline of both sides. Ends with 0 when everything was as the scenario expects; with 1,\n"
         "or 3 for a time-out, after saying which step was not.\n"

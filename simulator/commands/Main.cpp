@@ -11,6 +11,7 @@ int main(int argc, char** argv)
     zelobox::addDemoCommand(app, exitCode);
     zelobox::addMiddlewareCommand(app, exitCode);
     zelobox::addHostCommand(app, exitCode);
+    zelobox::addCheckCommand(app, exitCode);
     zelobox::addProxyCommand(app, exitCode);
     zelobox::addReplayCommand(app, exitCode);
     zelobox::addDecodeCommand(app, exitCode);

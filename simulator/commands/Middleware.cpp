@@ -22,6 +22,7 @@ struct Options {
     std::string scenario;
     std::string trace;
     std::vector<std::string> misbehaviours;
+    bool quiet = false;
     bool input = false;
     bool unsubscribed = false;
     unsigned patience = 60;
@@ -53,7 +54,9 @@ public:
           signals(loop, [] { throw Interrupted(); }), box(loop, options.socket, configuration()),
           player(loop, box, host, timeline)
     {
-        box.addObserver(timeline);
+        if (!options.quiet) {
+            box.addObserver(timeline);
+        }
         if (!options.trace.empty()) {
             trace = std::make_unique<TraceObserver>(options.trace);
             box.addObserver(*trace);
@@ -160,6 +163,7 @@ void addMiddlewareCommand(CLI::App& app, int& exitCode)
     command->add_option("--patience", options->patience, "how long a step of the scenario waits at least, in seconds")
         ->type_name("SECONDS")
         ->capture_default_str();
+    command->add_flag("--quiet", options->quiet, "do not print the frames");
     command->add_flag("--input", options->input, "take steps (say, send, misbehave) from the standard input")
         ->excludes(scenario);
     command->add_flag("--unsubscribed", options->unsubscribed, "send also what a client has not subscribed to");

@@ -179,9 +179,7 @@ TEST_F(Middleware, RefusesToRunBesideAnotherServer)
 TEST_F(Middleware, MisbehavesAsItIsTold)
 {
     start({"--misbehave", "lie-inside", "--misbehave", "die-on-vanish"});
-    zelobox::Connection client = connectTo(socket());
-    client.send(configurationRequest());
-    EXPECT_EQ(IPC_BROWSER_CONFIG, client.receive().type);
+    zelobox::Connection client = program::subscribe(socket(), {IPC_APP_LIFECYCLE});
     EXPECT_EQ(IPC_APP_LIFECYCLE, client.receive().type);
     client.sendBytes({'m'});
     client.close();

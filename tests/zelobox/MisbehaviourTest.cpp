@@ -106,9 +106,12 @@ TEST_F(MisbehavingBox, LiesAboutTheLengthOfAFrame)
 TEST_F(MisbehavingBox, LiesInsideAWholeFrame)
 {
     Connection client = connect();
-    seen(1);
+    Connection other = connect();
+    client.send(frameOf(IPCMessageAllowedMessageList({IPC_APP_LIFECYCLE})));
+    seen(3);
     box.misbehave(Misbehaviour::LieInside);
     EXPECT_EQ(true, fieldsOf(client.receive())["inexact"]);
+    EXPECT_TRUE(isSilent(other));
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(client).type);
 }
 
@@ -243,6 +246,7 @@ TEST_F(MisbehavingBox, ServesASingleClient)
     Connection second = connect();
     EXPECT_TRUE(closes(second));
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(first).type);
+    first.sendBytes({'m'});
     first.close();
     Connection third = connect(); // in the same turn as the end of the first
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(third).type);
