@@ -2,11 +2,13 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <iostream>
 
 #include "simulator/LineReader.h"
 #include "simulator/StopSignals.h"
 #include "simulator/commands/Commands.h"
 #include "simulator/host/Container.h"
+#include "simulator/host/LineEditor.h"
 
 namespace zelobox {
 
@@ -20,26 +22,73 @@ struct Options {
     int logLevel = 4;
 };
 
+/// Takes the commands, from a terminal with a prompt.
+class Commands {
+public:
+    Commands(EventLoop& eventLoop, std::function<bool(std::string const&)> carryOut)
+        : loop(eventLoop), onCommand(std::move(carryOut))
+    {
+        if (LineEditor::isPossible()) {
+            editor = std::make_unique<LineEditor>(
+                loop, [this](std::string const* line) { ended = ended || line == nullptr || !onCommand(*line); });
+        } else {
+            prompt();
+            loop.watch(STDIN_FILENO, [this] { read(); });
+        }
+    }
+    ~Commands() { loop.forget(STDIN_FILENO); }
+    Commands(Commands const&) = delete;
+    Commands& operator=(Commands const&) = delete;
+
+    bool haveEnded() const { return ended; }
+    /// @return see LineEditor; -1 if there is none
+    int redrawDescriptor() const { return editor ? editor->redrawDescriptor() : -1; }
+
+private:
+    void read()
+    {
+        bool const more = reader.read(STDIN_FILENO, [this](std::string const& line) {
+            ended = ended || !onCommand(line);
+            prompt();
+        });
+        ended = ended || !more;
+    }
+
+    void prompt() const
+    {
+        if (!ended && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0) {
+            std::cout << promptText << std::flush;
+        }
+    }
+
+    EventLoop& loop;
+    std::function<bool(std::string const&)> const onCommand;
+    std::unique_ptr<LineEditor> editor;
+    LineReader reader;
+    bool ended = false;
+};
+
 int run(Options const& options)
 {
     setenv("ZELOSTB_LOG_LEVEL", std::to_string(options.logLevel).c_str(), 1);
     EventLoop loop;
-    bool ended = false;
-    StopSignals const signals(loop, [&ended] { ended = true; });
+    bool interrupted = false;
+    StopSignals const signals(loop, [&interrupted] { interrupted = true; });
     HostLibrary library(options.support.empty() ? defaultLibrary("libzelostb.so") : options.support,
                         options.library.empty() ? defaultLibrary("libzelocobalt.so") : options.library);
     HostOutput output(options.json);
+    Container* running = nullptr;
+    Commands commands(loop, [&running](std::string const& line) { return running->carryOut(line); });
+    if (commands.redrawDescriptor() >= 0) {
+        output.setRedraw(commands.redrawDescriptor());
+        setenv("ZELOSTB_LOG_REDRAW", std::to_string(commands.redrawDescriptor()).c_str(), 1);
+    }
     Container container(library, output);
+    running = &container;
     if (!options.noStart) {
         container.carryOut("start");
     }
-    LineReader commands;
-    loop.watch(STDIN_FILENO, [&] {
-        bool const more =
-            commands.read(STDIN_FILENO, [&](std::string const& line) { ended = ended || !container.carryOut(line); });
-        ended = ended || !more;
-    });
-    loop.run(EventLoop::Clock::time_point::max(), [&ended] { return ended; });
+    loop.run(EventLoop::Clock::time_point::max(), [&] { return interrupted || commands.haveEnded(); });
     return Succeeded;
 }
 
@@ -69,7 +118,9 @@ void addHostCommand(CLI::App& app, int& exitCode)
         ->capture_default_str();
     command->add_flag("--json", options->json, "report as JSON Lines");
     command->add_flag("--no-start", options->noStart, "wait for the command \"start\"");
-    command->footer("Prints every callback and carries out commands from the standard input:\n" + commandList() +
+    command->footer("Prints every callback and carries out commands from the standard input, on a terminal with\n"
+                    "completion (Tab) and history:\n" +
+                    commandList() +
                     "Examples:\n"
                     "  zelobox host\n"
                     "  zelobox host --lib /usr/lib/libzelocobalt.so --log-level 5\n"

@@ -1,8 +1,10 @@
 #include "simulator/host/Container.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include "simulator/KeyNames.h"
+#include "simulator/Similar.h"
 
 namespace zelobox {
 
@@ -40,15 +42,21 @@ void onVolumeChanged()
     theOutput->callback("volumeChanged", volumeOf(*theLibrary));
 }
 
+Words const envNames = {"storage", "firmware", "device", "reserved", "language"};
+
 /// @throw InputError
 Container::Command const& find(std::string const& name)
 {
+    Words names = {"quit"};
     for (Container::Command const& command : Container::commands()) {
         if (name == command.name) {
             return command;
         }
+        names.emplace_back(command.name);
     }
-    throw InputError("no such command; \"help\" lists them");
+    std::string const meant = mostSimilar(name, names);
+    throw InputError(meant.empty() ? "no such command; \"help\" lists them"
+                                   : "no such command; did you mean \"" + meant + "\"?");
 }
 
 /// @throw InputError
@@ -81,7 +89,7 @@ long long numberOf(std::string const& word)
         used = 0;
     }
     if (used != word.size()) {
-        throw InputError("\"" + word + "\" is not a number");
+        throw InputError("\"" + word + "\" is not a number; expected one like 44 or 0x2C");
     }
     return number;
 }
@@ -116,7 +124,8 @@ std::vector<Container::Command> const& Container::commands()
         {"video", "X Y WIDTH HEIGHT", 4, "ZeloSetVideoWindow; 0 0 0 0 is the whole screen", &Container::video},
         {"previous", "", 0, "ZeloRequestPreviousController", &Container::previous},
         {"volume", "", 0, "ZeloGetVolume", &Container::volume},
-        {"env", "KEY", 1, "ZeloGetEnv: storage, firmware, device, reserved, language or a number", &Container::env},
+        {"env", "KEY", 1, "ZeloGetEnv: storage, firmware, device, reserved, language or a number", &Container::env,
+         false, envNames},
         {"display", "", 0, "ZeloGetDisplaySize", &Container::display},
         {"ui", "", 0, "ZeloGetUISize", &Container::ui},
         {"capabilities", "", 0, "ZeloGetCapabilities", &Container::capabilities},
@@ -128,6 +137,31 @@ std::vector<Container::Command> const& Container::commands()
         {"help", "", 0, "this list", &Container::help},
     };
     return table;
+}
+
+Words Container::completions(std::string const& line, std::string const& start)
+{
+    std::istringstream words(line);
+    std::string first;
+    words >> first;
+    bool const isFirst = line.find_first_not_of(' ') == line.size() - start.size() || first.empty();
+    Words found;
+    auto const offer = [&](std::string const& word) {
+        if (word.compare(0, start.size(), start) == 0) {
+            found.push_back(word);
+        }
+    };
+    for (Command const& command : commands()) {
+        if (isFirst) {
+            offer(command.name);
+        } else if (first == command.name) {
+            std::for_each(command.choices.begin(), command.choices.end(), offer);
+        }
+    }
+    if (isFirst) {
+        offer("quit");
+    }
+    return found;
 }
 
 bool Container::carryOut(std::string const& line)
@@ -196,14 +230,8 @@ Json Container::volume(Words const&)
 
 Json Container::env(Words const& arguments)
 {
-    Words const names = {"storage", "firmware", "device", "reserved", "language"};
-    uint32_t key = 0;
-    while (key < names.size() && names[key] != arguments[0]) {
-        ++key;
-    }
-    if (key == names.size()) {
-        key = static_cast<uint32_t>(intOf(arguments[0]));
-    }
+    auto const named = std::find(envNames.begin(), envNames.end(), arguments[0]);
+    auto const key = static_cast<uint32_t>(named != envNames.end() ? named - envNames.begin() : intOf(arguments[0]));
     std::string value;
     bool const known = library.getEnv(static_cast<ZeloEnv>(key), value);
     return {{"key", key}, {"known", known}, {"value", value}};

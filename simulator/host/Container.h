@@ -26,6 +26,7 @@ public:
         /// @return what the call answered; null if the answer comes later
         Json (Container::*carryOut)(Words const& arguments);
         bool takesRest = false; ///< the last argument is the rest of the line
+        Words choices = {};     ///< what the first argument may be, if it has names
     };
 
     Container(HostLibrary& loadedLibrary, HostOutput& hostOutput);
@@ -35,6 +36,8 @@ public:
     Container& operator=(Container const&) = delete;
 
     static std::vector<Command> const& commands();
+    /// @return the words that begin with @p start and may stand at the end of @p line, of which it is the last word
+    static Words completions(std::string const& line, std::string const& start);
 
     /// Carries out one line: a command and its arguments. Reports the answer, or what is wrong with the line.
     ///

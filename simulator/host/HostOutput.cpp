@@ -1,8 +1,15 @@
 #include "simulator/host/HostOutput.h"
 
+#include <sys/eventfd.h>
+
 #include <iostream>
 
+#include "simulator/host/LineEditor.h"
+
 namespace zelobox {
+
+char const promptText[] = "zelobox> ";
+char const promptEraser[] = "\r\033[K";
 
 void HostOutput::callback(std::string const& name, Json const& fields)
 {
@@ -30,7 +37,10 @@ void HostOutput::write(char const* subject, std::string const& name, Json const&
         line = std::string(subject) + " " + name + (fields.empty() ? "" : ": ") + fieldsText(fields);
     }
     std::lock_guard<std::mutex> const lock(mutex);
-    std::cout << line << std::endl;
+    std::cout << (redraw >= 0 ? promptEraser : "") << line << std::endl;
+    if (redraw >= 0) {
+        eventfd_write(redraw, 1);
+    }
 }
 
 } // namespace zelobox

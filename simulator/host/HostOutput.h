@@ -15,6 +15,9 @@ class HostOutput {
 public:
     explicit HostOutput(bool asJson) : json(asJson) {}
 
+    /// There is a line being typed on the same terminal: it is taken away, and drawn again by @p redrawDescriptor.
+    void setRedraw(int redrawDescriptor) { redraw = redrawDescriptor; }
+
     /// {"callback":"key","key":13}
     void callback(std::string const& name, Json const& fields);
     /// {"result":"volume","volume":30}
@@ -26,6 +29,7 @@ private:
     void write(char const* subject, std::string const& name, Json const& fields);
 
     bool const json;
+    int redraw = -1;
     std::mutex mutex;
 };
 

@@ -5,6 +5,7 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -72,6 +73,13 @@ void addTime(Line& line)
     line.add("%02d:%02d:%02d.%03ld ", local.tm_hour, local.tm_min, local.tm_sec, now.tv_nsec / 1000000);
 }
 
+/// Somebody may be typing on the terminal: ZELOSTB_LOG_REDRAW is an eventfd that has the line drawn again.
+int redrawDescriptor()
+{
+    char const* const text = getenv("ZELOSTB_LOG_REDRAW");
+    return text != nullptr ? atoi(text) : -1;
+}
+
 } // namespace
 
 int STBLogger_log(STBLogContext const* context, char const*, int level, int line, char const* file, char const* format,
@@ -79,11 +87,13 @@ int STBLogger_log(STBLogContext const* context, char const*, int level, int line
 {
     static int const highest = highestLevel();
     static bool const coloured = isatty(STDERR_FILENO) != 0;
+    static int const redraw = coloured ? redrawDescriptor() : -1;
     if (level > highest) {
         return 0;
     }
     Level const& shown = levels[level >= 1 && level <= 5 ? level : 0];
     Line text;
+    text.add("%s", redraw >= 0 ? "\r\033[K" : "");
     addTime(text);
     text.add("%s%-5s%s %s %s:%d: ", coloured ? shown.colour : "", shown.name, coloured ? "\033[0m" : "", context->tag,
              file, line);
@@ -92,5 +102,8 @@ int STBLogger_log(STBLogContext const* context, char const*, int level, int line
     text.add(format, arguments);
     va_end(arguments);
     text.write();
+    if (redraw >= 0) {
+        eventfd_write(redraw, 1);
+    }
     return 0;
 }

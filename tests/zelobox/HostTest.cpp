@@ -124,14 +124,32 @@ TEST(HostUse, AnswersForPeopleWithoutJson)
     EXPECT_EQ(0, ended.status);
 }
 
+TEST(HostUse, ReachesEveryFunctionOfTheLibrary)
+{
+    Ended const help = run({"host", "--help"});
+    for (char const* const name : {"ZeloStartApp", "ZeloStopApp", "ZeloSetVideoWindow", "ZeloRequestPreviousController",
+                                   "ZeloGetVolume", "ZeloGetEnv", "ZeloGetDisplaySize", "ZeloGetUISize",
+                                   "ZeloGetCapabilities", "KeyCodeToSbKey", "ZeloCdm", "ZeloCdmIsL1", "ZeloLog"}) {
+        EXPECT_THAT(help.output, HasSubstr(std::string(" ") + name)) << name;
+    }
+    Ended const ended = run({"host", "--no-start"}, "start\nvideo 1 2 3 4\nprevious\nvolume\nenv 3\ndisplay\nui\n"
+                                                    "capabilities\nkey 44\ncdm 1\nl1\nlog 1 text\nstop\n");
+    for (char const* const answer : {"start", "video: ok=true", "previous: ok=true", "volume: ", "env: key=3",
+                                     "display: ", "ui: ", "capabilities: value1=1", "key: key=13", "cdm: object=true",
+                                     "l1: l1=false", "log", "stop: ms="}) {
+        EXPECT_THAT(ended.output, HasSubstr(std::string("result ") + answer));
+    }
+    EXPECT_THAT(ended.output, Not(HasSubstr("error")));
+}
+
 TEST(HostUse, ExplainsALineThatItDoesNotUnderstand)
 {
     Ended const ended =
         run({"host", "--no-start"}, "vidoe 1 2 3 4\nvideo 1 2 3\nvideo 1 2 3 4 5\nkey 44x\nenv 5000000000\n\n");
-    EXPECT_EQ(R"(result error: command="vidoe 1 2 3 4" problem="no such command; \"help\" lists them"
+    EXPECT_EQ(R"(result error: command="vidoe 1 2 3 4" problem="no such command; did you mean \"video\"?"
 result error: command="video 1 2 3" problem="expected: video X Y WIDTH HEIGHT"
 result error: command="video 1 2 3 4 5" problem="expected: video X Y WIDTH HEIGHT"
-result error: command="key 44x" problem="\"44x\" is not a number"
+result error: command="key 44x" problem="\"44x\" is not a number; expected one like 44 or 0x2C"
 result error: command="env 5000000000" problem="\"5000000000\" does not fit into 32 bits"
 )",
               ended.output);

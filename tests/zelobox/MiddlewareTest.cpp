@@ -320,7 +320,7 @@ TEST(MiddlewareUse, NamesAMissingOrMistypedCommand)
 
 TEST(MiddlewareUse, HelpsWithExamples)
 {
-    for (char const* const command : {"demo", "middleware", "host"}) {
+    for (char const* const command : {"demo", "middleware", "host", "check"}) {
         Ended const ended = run({command, "--help"});
         EXPECT_EQ(0, ended.status);
         EXPECT_TRUE(hasInOrder(
