@@ -25,6 +25,7 @@ void addHostCommand(CLI::App& app, int& exitCode);
 void addMiddlewareCommand(CLI::App& app, int& exitCode);
 void addProxyCommand(CLI::App& app, int& exitCode);
 void addReplayCommand(CLI::App& app, int& exitCode);
+void addServeCommand(CLI::App& app, int& exitCode);
 
 } // namespace zelobox
 

@@ -10,6 +10,7 @@ int main(int argc, char** argv)
     int exitCode = zelobox::Succeeded;
     zelobox::addDemoCommand(app, exitCode);
     zelobox::addMiddlewareCommand(app, exitCode);
+    zelobox::addServeCommand(app, exitCode);
     zelobox::addHostCommand(app, exitCode);
     zelobox::addCheckCommand(app, exitCode);
     zelobox::addProxyCommand(app, exitCode);

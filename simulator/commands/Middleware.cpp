@@ -11,6 +11,7 @@
 #include "simulator/commands/Commands.h"
 #include "simulator/scenario/DistantHost.h"
 #include "simulator/scenario/Player.h"
+#include "simulator/web/WebPage.h"
 
 namespace zelobox {
 
@@ -26,6 +27,7 @@ struct Options {
     bool input = false;
     bool unsubscribed = false;
     unsigned patience = 60;
+    std::optional<uint16_t> port; // of the page
 };
 
 std::string misbehaviourList()
@@ -72,6 +74,10 @@ public:
     int run()
     {
         timeline.line("middleware", "listens on " + options.socket + "; Ctrl-C ends it");
+        if (options.port) {
+            page = std::make_unique<WebPage>(loop, box, *options.port, options.socket);
+            timeline.line("middleware", "has its page at " + page->address());
+        }
         try {
             if (options.scenario.empty()) {
                 serve();
@@ -147,7 +153,14 @@ private:
     Box box;
     Player player;
     std::unique_ptr<TraceObserver> trace;
+    std::unique_ptr<WebPage> page;
 };
+
+void addOptions(CLI::App& command, Options& options)
+{
+    command.add_option("--config", options.config, "JSON file with the configuration to send")->type_name("FILE");
+    command.add_option("--socket", options.socket, "where to listen")->type_name("PATH")->capture_default_str();
+}
 
 } // namespace
 
@@ -155,8 +168,8 @@ void addMiddlewareCommand(CLI::App& app, int& exitCode)
 {
     CLI::App* const command = app.add_subcommand("middleware", "the middleware alone, for a host of your own");
     auto const options = std::make_shared<Options>();
-    command->add_option("--config", options->config, "JSON file with the configuration to send")->type_name("FILE");
-    command->add_option("--socket", options->socket, "where to listen")->type_name("PATH")->capture_default_str();
+    addOptions(*command, *options);
+    command->add_option("--web", options->port, "serve the page too, see \"serve\"")->type_name("PORT");
     CLI::Option* const scenario =
         command->add_option("--scenario", options->scenario, "play the middleware's side of it")
             ->type_name("NAME|FILE");
@@ -191,6 +204,25 @@ void addMiddlewareCommand(CLI::App& app, int& exitCode)
         "  echo '{\"send\":{\"frame\":\"IPC_VOLUME\",\"value\":30}}' | zelobox middleware --input --unsubscribed\n"
         "  zelobox middleware --misbehave slow --misbehave garbage\n"
         "  zelobox middleware --socket /tmp/other_messenger");
+    command->callback([options, &exitCode] { exitCode = Foreground(*options).run(); });
+}
+
+void addServeCommand(CLI::App& app, int& exitCode)
+{
+    CLI::App* const command = app.add_subcommand("serve", "the middleware with a page: remote control, screen, frames");
+    auto const options = std::make_shared<Options>();
+    options->port = WebPage::defaultPort;
+    addOptions(*command, *options);
+    command
+        ->add_option("--port", options->port,
+                     "of the page, otherwise " + std::to_string(WebPage::defaultPort) +
+                         "; 0 for a free one, which is printed")
+        ->type_name("PORT");
+    command->footer("The page and its interface for scripts answer this machine only. Until Ctrl-C.\n"
+                    "Examples:\n"
+                    "  zelobox serve\n"
+                    "  zelobox serve --port 0 --config box.json\n"
+                    "  curl -d '{\"key\":\"Return\"}' http://localhost:8420/api/key");
     command->callback([options, &exitCode] { exitCode = Foreground(*options).run(); });
 }
 

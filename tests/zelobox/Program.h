@@ -43,6 +43,9 @@ public:
     /// @return false if the program has ended, or the deadline has passed, without printing @p part to either stream
     bool waitForText(std::string const& part);
 
+    /// @return what waitForText() has seen on the standard output so far
+    std::string const& printed() const { return output; }
+
     /// Waits for the end. A program that does not come to one fails the test.
     Ended wait();
 
