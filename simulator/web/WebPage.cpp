@@ -16,7 +16,7 @@ namespace {
 char const loopback[] = "127.0.0.1";
 size_t const workers = Desk::mostStreams + 8;
 size_t const longestBody = 1 << 20;
-Milliseconds const heartbeat(5000); // a page that has gone is noticed by writing to it
+Milliseconds const heartbeat(15000); // a page that has gone is noticed by writing to it
 
 /// A name of the loopback address, with or without a port.
 bool isLocal(std::string const& host)

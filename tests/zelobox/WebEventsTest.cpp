@@ -85,6 +85,7 @@ TEST_F(WebEvents, ShowTheBeginningOfAFrameThatIsVeryLong)
 TEST_F(WebEvents, EndOnCtrlC)
 {
     bool stopped = false;
+    auto const begin = std::chrono::steady_clock::now();
     events({}, [&](std::string const& text) {
         if (!stopped && has(text, "event: state\n")) {
             stopped = true;
@@ -93,6 +94,7 @@ TEST_F(WebEvents, EndOnCtrlC)
         return true; // the other side ends it
     });
     EXPECT_TRUE(stopped);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10)); // not at the next heartbeat
     Ended const ended = running->wait();
     EXPECT_EQ(0, ended.status);
     EXPECT_EQ("", ended.errors);

@@ -1,6 +1,8 @@
 #include "tests/zelobox/WebServer.h"
 
+#include <netinet/in.h>
 #include <signal.h>
+#include <sys/socket.h>
 
 namespace program {
 
@@ -50,6 +52,25 @@ httplib::Response WebServer::post(std::string const& path, std::string const& bo
 zelobox::Json WebServer::state() const
 {
     return zelobox::Json::parse(get("/api/state").body);
+}
+
+std::string WebServer::exchange(std::string const& bytes) const
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    zelobox::Connection connection(zelobox::Descriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
+    EXPECT_EQ(0, connect(connection.descriptor(), reinterpret_cast<sockaddr const*>(&address), sizeof address));
+    connection.sendBytes({bytes.begin(), bytes.end()});
+    std::string answers;
+    try {
+        for (;;) {
+            answers += connection.receiveBytes(1, zelobox::Milliseconds(30000)).front();
+        }
+    } catch (zelobox::PeerClosed const&) {
+        return answers;
+    }
 }
 
 std::string WebServer::events(httplib::Headers const& headers,

@@ -31,6 +31,8 @@ protected:
     httplib::Response post(std::string const& path, std::string const& body,
                            httplib::Headers const& headers = {}) const;
     zelobox::Json state() const;
+    /// @return all that is answered to these bytes until the other side closes
+    std::string exchange(std::string const& bytes) const;
 
     /// Reads the event stream.
     ///
