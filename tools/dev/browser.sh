@@ -1,0 +1,34 @@
+# shellcheck shell=bash
+# about: tests the desk box's page in a browser; --screenshots takes the pictures of the documentation instead
+
+packages() {
+  needs_build
+  needs chromium "the browser"
+  # Some have them from elsewhere.
+  command -v node >/dev/null || needs nodejs "runs the tests"
+  command -v npm >/dev/null || needs npm "fetches what drives the browser"
+}
+
+# What drives the browser, as the lock file says, in build/browser.
+install_driver() {
+  local directory=$ZELO_BUILD/browser source=$ZELO_ROOT/tests/browser
+  if ! cmp --quiet "$source/package-lock.json" "$directory/installed-lock.json"; then
+    mkdir -p "$directory"
+    cp "$source/package.json" "$source/package-lock.json" "$source/.npmrc" "$directory"
+    npm --prefix "$directory" --no-progress --loglevel=error ci
+    cp "$source/package-lock.json" "$directory/installed-lock.json"
+  fi
+}
+
+run() {
+  local script=page.test.js
+  if [ "${1:-}" = --screenshots ]; then
+    script=screenshots.js
+  elif [ $# != 0 ]; then
+    echo "Usage: ./dev browser [--screenshots]" >&2
+    exit 2
+  fi
+  build default zelobox
+  install_driver
+  node --test-reporter=spec "$ZELO_ROOT/tests/browser/$script"
+}
