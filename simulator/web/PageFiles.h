@@ -3,18 +3,17 @@
 #ifndef ZELO_SIMULATOR_PAGEFILES_H
 #define ZELO_SIMULATOR_PAGEFILES_H
 
-#include <string>
 #include <vector>
 
 namespace zelobox {
 
 struct PageFile {
-    std::string path; ///< "/style.css"; "/" for the page itself
-    std::string type;
-    std::string text;
+    char const* path; ///< "/style.css"; "/" for the page itself
+    char const* type;
+    char const* text;
 };
 
-std::vector<PageFile> const& pageFiles();
+std::vector<PageFile> pageFiles();
 
 } // namespace zelobox
 

@@ -150,7 +150,7 @@ private:
         auto const handOver = [this](Request const& request, Response& response) { answer(request, response); };
         for (PageFile const& file : pageFiles()) {
             server.Get(file.path,
-                       [&file](Request const&, Response& response) { response.set_content(file.text, file.type); });
+                       [file](Request const&, Response& response) { response.set_content(file.text, file.type); });
         }
         server.Get("/api/events", [this](Request const& request, Response& response) { stream(request, response); });
         server.Get(".*", handOver)

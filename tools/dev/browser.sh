@@ -20,15 +20,23 @@ install_driver() {
   fi
 }
 
+take_screenshots() {
+  needs pngquant "makes the pictures small"
+  install_missing "./dev browser --screenshots"
+  node "$ZELO_ROOT/tests/browser/screenshots.js"
+  pngquant --force --ext .png --skip-if-larger --speed 1 "$ZELO_ROOT"/docs/images/page-*.png
+}
+
 run() {
-  local script=page.test.js
-  if [ "${1:-}" = --screenshots ]; then
-    script=screenshots.js
-  elif [ $# != 0 ]; then
+  if [[ $# != 0 && $* != --screenshots ]]; then
     echo "Usage: ./dev browser [--screenshots]" >&2
     exit 2
   fi
   build default zelobox
   install_driver
-  node --test-reporter=spec "$ZELO_ROOT/tests/browser/$script"
+  if [ $# = 0 ]; then
+    node --test-reporter=spec "$ZELO_ROOT/tests/browser/page.test.js"
+  else
+    take_screenshots
+  fi
 }

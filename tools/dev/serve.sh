@@ -1,0 +1,9 @@
+# shellcheck shell=bash
+# about: the desk box's middleware with its page for the browser, for a host of any kind
+
+packages() { needs_build; }
+
+run() {
+  build default zelobox
+  exec "$ZELO_BUILD/default/zelobox" serve "$@"
+}
