@@ -140,12 +140,16 @@ Json Desk::state() const
     for (auto const& [id, client] : clients) {
         list.push_back({{"id", id}, {"since", static_cast<double>(client.since) / 1e6}, {"allowed", client.allowed}});
     }
+    Json lasting = Json::array();
+    for (Misbehaviour const what : box.misbehaviours()) {
+        lasting.push_back(infoOf(what).name);
+    }
     return {{"version", ZELOBOX_VERSION},
             {"instance", instance},
             {"socket", socket},
             {"box", jsonOf(box.state())},
             {"clients", list},
-            {"misbehaviours", Json::array()},
+            {"misbehaviours", lasting},
             {"records", {{"kept", history.entries().size()}, {"total", history.lastSerial()}}}};
 }
 

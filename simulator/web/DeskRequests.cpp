@@ -1,3 +1,4 @@
+#include <set>
 #include <sstream>
 
 #include "cobalt/ZeloCobalt.h"
@@ -15,6 +16,14 @@ namespace {
 /// KeyCodeToSbKey() knows no others.
 uint32_t const firstCommand = 2;
 uint32_t const lastCommand = 76;
+
+/// Whether @p what ends or blocks the thread that the page needs too.
+bool takesThePageAlong(Misbehaviour what)
+{
+    std::set<Misbehaviour> const all = {Misbehaviour::BlockOnWrite, Misbehaviour::DieOnVanish,
+                                        Misbehaviour::DieOnGarbage, Misbehaviour::DieOnLie};
+    return all.count(what) != 0;
+}
 
 DeskAnswer jsonAnswer(Json const& json)
 {
@@ -94,7 +103,13 @@ DeskAnswer Desk::getMessages(DeskRequest const&)
 
 DeskAnswer Desk::getMisbehaviours(DeskRequest const&)
 {
-    return jsonAnswer({{{"name", "drop"}, {"lasts", false}, {"help", "closes every connection"}}});
+    Json list = Json::array();
+    for (MisbehaviourInfo const& info : misbehaviourTable()) {
+        if (!takesThePageAlong(info.what)) {
+            list.push_back({{"name", info.name}, {"lasts", info.lasts}, {"help", info.help}});
+        }
+    }
+    return jsonAnswer(list);
 }
 
 DeskAnswer Desk::getTrace(DeskRequest const& request)
@@ -157,12 +172,14 @@ DeskAnswer Desk::postMisbehave(DeskRequest const& request)
     Json const body = parsed(request);
     JsonFields fields(body, request.path);
     std::string const what = fields.text("what");
-    if (what != "drop") {
-        fields.fail("what", "expected \"drop\", found \"" + what + "\"");
+    MisbehaviourInfo const* const info = findMisbehaviour(what);
+    if (info == nullptr || takesThePageAlong(info->what)) {
+        fields.fail("what", "expected a name of /api/misbehaviours, found \"" + what + "\"");
     }
     fields.end();
     size_t const receivers = box.clients().size();
-    box.dropClients();
+    box.misbehave(info->what);
+    tellStateSoon();
     return jsonAnswer({{"receivers", receivers}});
 }
 

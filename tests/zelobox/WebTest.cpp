@@ -87,6 +87,19 @@ TEST_F(Web, SendsAConfigurationAndKeepsIt)
     EXPECT_EQ(640, received.displayWidth);
 }
 
+TEST_F(Web, MisbehavesUntilItIsToldToStop)
+{
+    zelobox::Connection host = program::subscribe(socket(), {IPC_BROWSER_CONFIG});
+    EXPECT_EQ(200, post("/api/misbehave", R"({"what":"silent"})").status);
+    EXPECT_EQ(R"(["silent"])", state()["misbehaviours"].dump());
+    host.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
+    EXPECT_TRUE(host.isSilentFor(zelobox::Milliseconds(200)));
+    EXPECT_EQ(200, post("/api/misbehave", R"({"what":"none"})").status);
+    EXPECT_EQ("[]", state()["misbehaviours"].dump());
+    host.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
+    EXPECT_EQ(IPC_BROWSER_CONFIG, host.receive().type);
+}
+
 TEST_F(Web, ShowsClientsWithWhatTheyHaveSubscribedTo)
 {
     EXPECT_EQ("[]", state()["clients"].dump());
@@ -132,6 +145,7 @@ TEST_F(Web, SaysWhatIsWrongWithARequest)
              Wrong{"POST", "/api/send", R"({"frame":"IPC_VOLUME"})", 400, "\\\"value\\\": is missing"},
              Wrong{"POST", "/api/config", R"({"macAddress":"1"})", 400, "expected a text like"},
              Wrong{"POST", "/api/misbehave", R"({"what":"sulk"})", 400, "sulk"},
+             Wrong{"POST", "/api/misbehave", R"({"what":"die-on-vanish"})", 400, "die-on-vanish"},
              Wrong{"GET", "/api/trace?format=txt", "", 400, "expected jsonl or pcapng, found txt"},
              Wrong{"GET", "/api/key", "", 405, "/api/key takes POST, not GET"},
              Wrong{"DELETE", "/api/state", "", 405, "/api/state takes GET, not DELETE"},
