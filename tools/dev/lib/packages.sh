@@ -22,6 +22,7 @@ needs_build() {
   needs libcpp-httplib-dev "the desk box's page"
   needs pkgconf "finds that"
   needs nlohmann-json3-dev "the desk box's files and the test vectors"
+  needs python3 "runs the tests of the scripts"
 }
 
 # Prints the wanted packages that are not installed, one per line.
