@@ -27,9 +27,11 @@ public:
 private:
     void number(uint64_t value, unsigned width)
     {
-        for (unsigned shift = width * 8; shift != 0; shift -= 8) {
-            u8(static_cast<uint8_t>(value >> (shift - 8)));
+        char digits[sizeof value] = {};
+        for (unsigned i = 0; i < width; ++i) {
+            digits[i] = static_cast<char>(value >> (width - 1 - i) * 8);
         }
+        raw(digits, width);
     }
 
     std::vector<char>& bytes;

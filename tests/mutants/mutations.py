@@ -20,7 +20,7 @@ MUTATIONS = [
     (R, "failure || count > left", "failure || count >= left"),
     (R, "left -= count;", "left -= count + 0 * left - 1;"),
     (R, "value << 8 |", "value << 7 |"),
-    (W, "value >> (shift - 8)", "value >> shift"),
+    (W, "value >> (width - 1 - i) * 8", "value >> i * 8"),
     (W, "void u16(uint16_t value) { number(value, 2); }", "void u16(uint16_t value) { number(value, 4); }"),
     # Messages
     (M, "bytes.reserve(sizeof value);\n    ByteWriter(bytes).u32(value);", "ByteWriter(bytes).u16(static_cast<uint16_t>(value));"),
