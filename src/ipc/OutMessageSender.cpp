@@ -46,10 +46,8 @@ void IPCMessengerClient::OutMessageSender::push(std::unique_ptr<IPCMessage> mess
     if (!connected) {
         return;
     }
-    std::list<std::unique_ptr<IPCMessage>> added;
-    added.push_back(std::move(message));
     pthread_helper::guard lock(queueMutex);
-    queue.splice(queue.end(), added);
+    queue.push_back(std::move(message));
     queueCond.signal();
 }
 

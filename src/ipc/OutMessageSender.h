@@ -4,7 +4,7 @@
 #define ZELO_IPC_OUTMESSAGESENDER_H
 
 #include <atomic>
-#include <list>
+#include <deque>
 #include <memory>
 #include <vector>
 
@@ -37,7 +37,7 @@ private:
     bool send(IPCMessage& message);
     bool writeFully(char const* bytes, size_t size);
 
-    std::list<std::unique_ptr<IPCMessage>> queue GUARDED_BY(queueMutex);
+    std::deque<std::unique_ptr<IPCMessage>> queue GUARDED_BY(queueMutex);
     pthread_helper::mutex queueMutex;
     pthread_helper::cond queueCond;
     int const socketFd;
