@@ -1,26 +1,52 @@
 # shellcheck shell=bash
-# about: measures the library, side by side with the floor and others: [gate | micro | report | work...] [option...]
+# about: measures the library beside the floor and others: [name...] [--quick], gate [--record], report, micro
 
 packages() {
   needs_build
+  if [ "${1:-}" != report ]; then needs valgrind "counts instructions"; fi
   case ${1:-} in
-  gate) needs valgrind "counts instructions" ;;
+  gate) ;;
+  report) needs python3-matplotlib "draws the plots" ;;
+  *)
+    needs python3-matplotlib "draws the plots"
+    needs libbenchmark-dev "measures the parts of the library"
+    needs pkg-config "finds what the library is compared with"
+    needs libsystemd-dev "to compare with sd-bus"
+    needs libdbus-1-dev "to compare with libdbus"
+    needs libzmq3-dev "to compare with ZeroMQ"
+    needs libnng-dev "to compare with nng"
+    ;;
   esac
 }
 
 run() {
-  local name=${1:-}
   export PYTHONDONTWRITEBYTECODE=1
-  case $name in
+  case ${1:-} in
   gate) shift && run_gate "$@" ;;
-  *)
-    echo "bench: there is no '$name'" >&2
-    return 2
-    ;;
+  report) shift && write_report "$@" ;;
+  *) measure "$@" ;;
   esac
 }
 
 run_gate() {
   build bench frames_count
   "$ZELO_ROOT/bench/gate/gate.py" "$ZELO_BUILD/bench/bench/frames_count" "$@"
+}
+
+# A whole run becomes the report; names and --quick leave it alone.
+measure() {
+  local results=$ZELO_BUILD/bench/results.json
+  if [ $# != 0 ]; then results=$ZELO_BUILD/bench/some.json; fi
+  configure bench
+  grep --no-filename 'bench: left out' "$ZELO_BUILD/bench-configure.log" || true
+  cmake --build "$ZELO_BUILD/bench"
+  "$ZELO_ROOT/bench/run.py" "$ZELO_BUILD/bench/bench" --output "$results" "$@"
+  "$ZELO_ROOT/bench/report.py" "$results"
+  if [ $# = 0 ]; then write_report "$results"; fi
+}
+
+# write_report [RESULTS]
+write_report() {
+  "$ZELO_ROOT/bench/report.py" "${1:-$ZELO_BUILD/bench/results.json}" "$ZELO_ROOT/docs/performance.md"
+  echo "docs/performance.md is written"
 }

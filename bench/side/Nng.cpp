@@ -1,0 +1,101 @@
+// nng: a pair of sockets over ipc.
+#include <nng/nng.h>
+#include <nng/protocol/pair0/pair.h>
+#include <unistd.h>
+
+#include <thread>
+#include <vector>
+
+#include "bench/side/Contender.h"
+
+namespace {
+
+char const address[] = "ipc:///tmp/zelo_bench_nng";
+
+class Link {
+public:
+    Link()
+    {
+        require(nng_pair0_open(&socket) == 0, "nng_pair0_open");
+        require(nng_socket_set_size(socket, NNG_OPT_RECVMAXSZ, 0) == 0, "nng_socket_set_size");
+    }
+
+    void listen() { require(nng_listen(socket, address, nullptr, 0) == 0, "nng_listen"); }
+
+    void dial()
+    {
+        while (nng_dial(socket, address, nullptr, 0) != 0) {
+            usleep(1000);
+        }
+    }
+
+    void send(std::vector<char>& payload)
+    {
+        require(nng_send(socket, payload.data(), payload.size(), 0) == 0, "nng_send");
+    }
+
+    void receive()
+    {
+        nng_msg* message = nullptr;
+        require(nng_recvmsg(socket, &message, 0) == 0, "nng_recvmsg");
+        nng_msg_free(message);
+    }
+
+private:
+    nng_socket socket;
+};
+
+class NngHost : public Host {
+public:
+    void start(Received received) override
+    {
+        link.dial();
+        if (received) {
+            std::thread([this, received] {
+                for (;;) {
+                    link.receive();
+                    received();
+                }
+            }).detach();
+        }
+    }
+
+    void push() override
+    {
+        thread_local std::vector<char> number(4);
+        link.send(number);
+    }
+
+private:
+    Link link;
+};
+
+class NngPeer : public Peer {
+public:
+    void start() override { link.listen(); }
+
+    size_t sendMany(size_t size) override
+    {
+        payload.resize(size);
+        link.send(payload);
+        return 1;
+    }
+
+    void sendOne(bool) override { sendMany(4); }
+    void receive() override { link.receive(); }
+
+private:
+    Link link;
+    std::vector<char> payload;
+};
+
+} // namespace
+
+Contender const contender = {
+    "nng",
+    8000,
+    true,
+    [](Handover) -> std::unique_ptr<Host> { return std::make_unique<NngHost>(); },
+    []() -> std::unique_ptr<Peer> { return std::make_unique<NngPeer>(); },
+    [] { unlink("/tmp/zelo_bench_nng"); },
+};
