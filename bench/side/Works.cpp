@@ -101,15 +101,15 @@ private:
 
 void receiveAtFullSpeed(Host& host, Shared& shared, Options const& options)
 {
-    Meter meter;
-    host.start([&meter] { meter.message(); });
+    static Meter meter; // messages go on coming
+    host.start([] { meter.message(); });
     shared.go = true;
     sleepMs(30);
     meter.phase = Meter::Begin;
-    waitUntil([&] { return meter.phase == Meter::Running; });
+    waitUntil([] { return meter.phase == Meter::Running; });
     sleepMs(options.ms);
     meter.phase = Meter::End;
-    waitUntil([&] { return meter.phase == Meter::Done; });
+    waitUntil([] { return meter.phase == Meter::Done; });
     meter.print();
 }
 

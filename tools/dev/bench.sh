@@ -39,7 +39,7 @@ measure() {
   if [ $# != 0 ]; then results=$ZELO_BUILD/bench/some.json; fi
   configure bench
   grep --no-filename 'bench: left out' "$ZELO_BUILD/bench-configure.log" || true
-  cmake --build "$ZELO_BUILD/bench"
+  cmake --build "$ZELO_BUILD/bench" --target benches
   "$ZELO_ROOT/bench/run.py" "$ZELO_BUILD/bench/bench" --output "$results" "$@"
   "$ZELO_ROOT/bench/report.py" "$results"
   if [ $# = 0 ]; then write_report "$results"; fi
