@@ -22,7 +22,7 @@ void decode(benchmark::State& state, uint8_t kind, uint16_t type, std::vector<ch
         std::vector<char> received(payload);
         benchmark::DoNotOptimize(makeReceivedMessage(kind, type, std::move(received)));
     }
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * payload.size()));
+    state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(payload.size()));
 }
 
 void decodeNumber(benchmark::State& state)

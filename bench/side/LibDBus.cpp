@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <thread>
+#include <utility>
 #include <vector>
 
-#include "bench/side/Contender.h"
+#include "bench/side/LinkEnds.h"
 
 namespace {
 
@@ -33,10 +33,12 @@ public:
         dbus_message_unref(message);
     }
 
-    void process() { require(dbus_connection_read_write_dispatch(connection, -1), "dbus dispatch"); }
-
-    uint64_t messages = 0;
-    Received received;
+    void receive()
+    {
+        for (uint64_t const before = messages; messages == before;) {
+            require(dbus_connection_read_write_dispatch(connection, -1), "dbus dispatch");
+        }
+    }
 
 private:
     static DBusHandlerResult onMessage(DBusConnection*, DBusMessage* message, void* link)
@@ -49,16 +51,14 @@ private:
             return DBUS_HANDLER_RESULT_NOT_YET_HANDLED;
         }
         ++self.messages;
-        if (self.received) {
-            self.received();
-        }
         return DBUS_HANDLER_RESULT_HANDLED;
     }
 
     DBusConnection* connection = nullptr;
+    uint64_t messages = 0;
 };
 
-class LibDBusHost : public Host {
+class LibDBusHost : public LinkHost<Link> {
 public:
     void start(Received received) override
     {
@@ -68,24 +68,11 @@ public:
             usleep(1000);
         }
         link.use(connection);
-        if (received) {
-            link.received = std::move(received);
-            std::thread([this] {
-                for (;;) {
-                    link.process();
-                }
-            }).detach();
-        }
+        LinkHost::start(std::move(received));
     }
-
-    void push() override { link.send(number); }
-
-private:
-    Link link;
-    std::vector<char> const number = std::vector<char>(4);
 };
 
-class LibDBusPeer : public Peer {
+class LibDBusPeer : public LinkPeer<Link> {
 public:
     void start() override
     {
@@ -99,22 +86,6 @@ public:
             pollfd entry = {dbus_watch_get_unix_fd(watch), POLLIN, 0};
             poll(&entry, 1, -1);
             dbus_watch_handle(watch, DBUS_WATCH_READABLE);
-        }
-    }
-
-    size_t sendMany(size_t size) override
-    {
-        payload.resize(size);
-        link.send(payload);
-        return 1;
-    }
-
-    void sendOne(bool) override { sendMany(4); }
-
-    void receive() override
-    {
-        for (uint64_t const before = link.messages; link.messages == before;) {
-            link.process();
         }
     }
 
@@ -132,10 +103,8 @@ private:
         return TRUE;
     }
 
-    Link link;
     DBusWatch* watch = nullptr;
     bool connected = false;
-    std::vector<char> payload;
 };
 
 } // namespace

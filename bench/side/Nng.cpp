@@ -3,10 +3,10 @@
 #include <nng/protocol/pair0/pair.h>
 #include <unistd.h>
 
-#include <thread>
+#include <utility>
 #include <vector>
 
-#include "bench/side/Contender.h"
+#include "bench/side/LinkEnds.h"
 
 namespace {
 
@@ -45,48 +45,18 @@ private:
     nng_socket socket;
 };
 
-class NngHost : public Host {
+class NngHost : public LinkHost<Link> {
 public:
     void start(Received received) override
     {
         link.dial();
-        if (received) {
-            std::thread([this, received] {
-                for (;;) {
-                    link.receive();
-                    received();
-                }
-            }).detach();
-        }
+        LinkHost::start(std::move(received));
     }
-
-    void push() override
-    {
-        thread_local std::vector<char> number(4);
-        link.send(number);
-    }
-
-private:
-    Link link;
 };
 
-class NngPeer : public Peer {
+class NngPeer : public LinkPeer<Link> {
 public:
     void start() override { link.listen(); }
-
-    size_t sendMany(size_t size) override
-    {
-        payload.resize(size);
-        link.send(payload);
-        return 1;
-    }
-
-    void sendOne(bool) override { sendMany(4); }
-    void receive() override { link.receive(); }
-
-private:
-    Link link;
-    std::vector<char> payload;
 };
 
 } // namespace

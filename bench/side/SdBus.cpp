@@ -4,10 +4,9 @@
 
 #include <cstdint>
 #include <mutex>
-#include <thread>
 #include <vector>
 
-#include "bench/side/Contender.h"
+#include "bench/side/LinkEnds.h"
 
 namespace {
 
@@ -37,18 +36,16 @@ public:
         sd_bus_message_unref(message);
     }
 
-    /// Waits until something has been processed.
-    void process()
+    void receive()
     {
-        int const result = sd_bus_process(bus, nullptr);
-        require(result >= 0, "sd_bus_process");
-        if (result == 0) {
-            sd_bus_wait(bus, UINT64_MAX);
+        for (uint64_t const before = messages; messages == before;) {
+            int const result = sd_bus_process(bus, nullptr);
+            require(result >= 0, "sd_bus_process");
+            if (result == 0) {
+                sd_bus_wait(bus, UINT64_MAX);
+            }
         }
     }
-
-    uint64_t messages = 0;
-    Received received;
 
 private:
     static int onMessage(sd_bus_message* message, void* link, sd_bus_error*)
@@ -58,65 +55,26 @@ private:
         size_t size = 0;
         require(sd_bus_message_read_array(message, 'y', &bytes, &size) >= 0, "sd_bus_message_read_array");
         ++self.messages;
-        if (self.received) {
-            self.received();
-        }
         return 1;
     }
 
     sd_bus* bus = nullptr;
+    uint64_t messages = 0;
 };
 
-class SdBusHost : public Host {
+class SdBusHost : public LinkHost<Link> {
 public:
-    void start(Received received) override
-    {
-        if (received) {
-            link.received = std::move(received);
-            std::thread([this] {
-                for (;;) {
-                    link.process();
-                }
-            }).detach();
-        }
-    }
+    SdBusHost() : LinkHost(ends[0], false) {}
 
     /// A bus belongs to one thread at a time.
     void push() override
     {
         std::lock_guard<std::mutex> const lock(mutex);
-        link.send(number);
+        LinkHost::push();
     }
 
 private:
-    Link link{ends[0], false};
     std::mutex mutex;
-    std::vector<char> const number = std::vector<char>(4);
-};
-
-class SdBusPeer : public Peer {
-public:
-    void start() override {}
-
-    size_t sendMany(size_t size) override
-    {
-        payload.resize(size);
-        link.send(payload);
-        return 1;
-    }
-
-    void sendOne(bool) override { sendMany(4); }
-
-    void receive() override
-    {
-        for (uint64_t const before = link.messages; link.messages == before;) {
-            link.process();
-        }
-    }
-
-private:
-    Link link{ends[1], true};
-    std::vector<char> payload;
 };
 
 } // namespace
@@ -126,6 +84,6 @@ Contender const contender = {
     50000,
     true,
     [](Handover) -> std::unique_ptr<Host> { return std::make_unique<SdBusHost>(); },
-    []() -> std::unique_ptr<Peer> { return std::make_unique<SdBusPeer>(); },
+    []() -> std::unique_ptr<Peer> { return std::make_unique<LinkPeer<Link>>(ends[1], true); },
     [] { require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "socketpair"); },
 };

@@ -3,10 +3,9 @@
 #include <zmq.h>
 
 #include <mutex>
-#include <thread>
 #include <vector>
 
-#include "bench/side/Contender.h"
+#include "bench/side/LinkEnds.h"
 
 namespace {
 
@@ -36,50 +35,19 @@ private:
     }
 };
 
-class ZeroMqHost : public Host {
+class ZeroMqHost : public LinkHost<Link> {
 public:
-    void start(Received received) override
-    {
-        if (received) {
-            std::thread([this, received] {
-                for (;;) {
-                    link.receive();
-                    received();
-                }
-            }).detach();
-        }
-    }
+    ZeroMqHost() : LinkHost(zmq_connect) {}
 
     /// A socket belongs to one thread at a time.
     void push() override
     {
         std::lock_guard<std::mutex> const lock(mutex);
-        link.send(number);
+        LinkHost::push();
     }
 
 private:
-    Link link{zmq_connect};
     std::mutex mutex;
-    std::vector<char> const number = std::vector<char>(4);
-};
-
-class ZeroMqPeer : public Peer {
-public:
-    void start() override {}
-
-    size_t sendMany(size_t size) override
-    {
-        payload.resize(size);
-        link.send(payload);
-        return 1;
-    }
-
-    void sendOne(bool) override { sendMany(4); }
-    void receive() override { link.receive(); }
-
-private:
-    Link link{zmq_bind};
-    std::vector<char> payload;
 };
 
 } // namespace
@@ -89,6 +57,6 @@ Contender const contender = {
     600000,
     true,
     [](Handover) -> std::unique_ptr<Host> { return std::make_unique<ZeroMqHost>(); },
-    []() -> std::unique_ptr<Peer> { return std::make_unique<ZeroMqPeer>(); },
+    []() -> std::unique_ptr<Peer> { return std::make_unique<LinkPeer<Link>>(zmq_bind); },
     [] { unlink("/tmp/zelo_bench_zmq"); },
 };
