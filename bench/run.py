@@ -174,7 +174,7 @@ def main():
     parser.add_argument("--quick", action="store_true", help="one short round, in under a minute: whether all works")
     parser.add_argument("--rounds", type=int, help="of the side-by-side works")
     parser.add_argument("--output", required=True, help="the JSON file; what is not measured stays as it was")
-    arguments = parser.parse_args()
+    arguments = parser.parse_intermixed_args()
     options = dict(QUICK if arguments.quick else FULL)
     if arguments.rounds:
         options["rounds"] = arguments.rounds
