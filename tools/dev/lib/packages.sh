@@ -19,6 +19,7 @@ needs_build() {
   needs libcli11-dev "the desk box's command line"
   needs libedit-dev "the prompt of the sample host"
   needs python3-jsonschema "checks the scenarios against their schema"
+  needs libxml2-utils "reads a report in a test"
   needs libcpp-httplib-dev "the desk box's page"
   needs pkgconf "finds that"
   needs nlohmann-json3-dev "the desk box's files and the test vectors"
