@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "cobalt/CobaltManager.h"
 #include "tests/support/ConfigPayload.h"
 #include "tests/support/HostStandIn.h"
@@ -57,6 +59,17 @@ TEST(Config, OfTheProcessBeginsWithItsDefaultsToo)
     EXPECT_EQ("", CobaltManager::_config.language);
     EXPECT_EQ(1U, CobaltManager::_config.auxValue);
     EXPECT_FALSE(CobaltManager::_config.muted);
+}
+
+TEST(Config, HasItsFieldsInTheirOrder)
+{
+    Config const c;
+    std::vector<void const*> const fields = {&c.macAddress, &c.displayWidth, &c.displayHeight, &c.auxWidth,
+                                             &c.auxHeight,  &c.displayFlag,  &c.apiMode,       &c.language,
+                                             &c.portalUrl,  &c.auxText1,     &c.auxValue,      &c.auxText2,
+                                             &c.properties, &c.auxText3,     &c.volume,        &c.muted};
+    EXPECT_EQ(static_cast<void const*>(&c), fields.front());
+    EXPECT_TRUE(std::is_sorted(fields.begin(), fields.end()));
 }
 
 TEST(Config, TakesTheSmallestPayloadWithoutAWordInTheLog)

@@ -1,11 +1,14 @@
 // The order of fields and of virtual operations, which code outside this library may rely on.
+#include <cxxabi.h>
 #include <gtest/gtest.h>
 #include <stddef.h>
 
 #include <memory>
 #include <new>
 #include <type_traits>
+#include <typeinfo>
 
+#include "cobalt/CobaltManager.h"
 #include "src/common/STBThread.h"
 #include "src/ipc/IPCMessage.h"
 #include "src/ipc/IPCMessengerClient.h"
@@ -82,6 +85,19 @@ static_assert(!std::has_virtual_destructor<IPCMessengerClient::IPCMessengerHandl
               "a destructor would take the first slots");
 static_assert(std::is_base_of<STBThread, IPCMessengerClient>::value, "the client is a thread");
 
+/// Expects one public base, without another class in between.
+template <typename Derived, typename Base> void expectOnlyBase()
+{
+    auto const* const info = dynamic_cast<abi::__si_class_type_info const*>(&typeid(Derived));
+    ASSERT_NE(nullptr, info) << typeid(Derived).name();
+    EXPECT_STREQ(typeid(Base).name(), info->__base_type->name()) << typeid(Derived).name();
+}
+
+template <typename... Derived> void expectMessages()
+{
+    static_cast<void>(std::initializer_list<int>{(expectOnlyBase<Derived, IPCMessage>(), 0)...});
+}
+
 size_t offsetIn(IPCMessage const& message, void const* field)
 {
     return static_cast<size_t>(static_cast<char const*>(field) - reinterpret_cast<char const*>(&message));
@@ -111,6 +127,19 @@ TEST(Layout, OfAMessageHasItsCodesBeforeItsPayload)
     EXPECT_EQ(sizeof(void*) + 8, offsetIn(message, &message.headerKind));
     EXPECT_EQ(sizeof(void*) + 10, offsetIn(message, &message.headerType));
     EXPECT_LE(sizeof(void*) + 12, offsetIn(message, &message.payload));
+}
+
+TEST(Layout, OfEveryMessageClassContinuesTheBasesAlone)
+{
+    expectMessages<IPCMessageUnsignedInt, IPCMessageUnsignedInt64, IPCMessageUnsignedIntArray, IPCMessageSimpleString,
+                   IPCMessageStringArray, IPCMessageAllowedMessageList, IPCMessageRecorderStats,
+                   IPCMessagePlayerPlaybackInfo, IPCMessagePlayerMediaInfo>();
+}
+
+TEST(Layout, OfClientAndManagerContinuesThatOfTheirBases)
+{
+    expectOnlyBase<IPCMessengerClient, STBThread>();
+    expectOnlyBase<CobaltManager, IPCMessengerClient::IPCMessengerHandler>();
 }
 
 TEST(Layout, OfAThreadBeginsWithItsDestructors)
