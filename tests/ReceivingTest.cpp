@@ -55,6 +55,7 @@ public:
 private:
     ssize_t receive(int fd, void* buffer, size_t size, int flags)
     {
+        EXPECT_EQ(0, flags);
         auto const boundary = std::upper_bound(boundaries.begin(), boundaries.end(), position);
         size_t const limit = boundary != boundaries.end() ? std::min(size, *boundary - position) : size;
         ssize_t const count = interpose::recv.real(fd, buffer, limit, flags);

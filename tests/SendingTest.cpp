@@ -186,6 +186,33 @@ TEST(SendingInPieces, WritesTheRestOfAPartialWrite)
     EXPECT_EQ(numberFrame(IPC_CLIENT_STATE, 2), middleware.receive());
 }
 
+TEST(SendingNothing, LooksAgainEvery200Milliseconds)
+{
+    std::atomic<long> seconds{0};
+    std::atomic<long> nanoseconds{0};
+    probe::Signal waited;
+    Takeover telling(interpose::gettimeofday, [](timeval* now, void*) {
+        *now = {100, 900001};
+        return 0;
+    });
+    Takeover waiting(interpose::pthread_cond_timedwait,
+                     [&](pthread_cond_t* condition, pthread_mutex_t* mutex, timespec const* deadline) {
+                         seconds = deadline->tv_sec;
+                         nanoseconds = deadline->tv_nsec;
+                         waited.give();
+                         timespec real;
+                         clock_gettime(CLOCK_REALTIME, &real);
+                         ++real.tv_sec;
+                         return interpose::pthread_cond_timedwait.real(condition, mutex, &real);
+                     });
+    zelobox::Listener listener;
+    Link link;
+    zelobox::Connection const middleware = link.startAndAccept(listener);
+    waited.wait();
+    EXPECT_EQ(101, seconds);
+    EXPECT_EQ(100001000, nanoseconds);
+}
+
 TEST(SendingInPieces, GoesOnAfterATimeOut)
 {
     std::atomic<unsigned> timeouts{0};

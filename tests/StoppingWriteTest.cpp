@@ -105,6 +105,31 @@ TEST_F(StoppingInWrite, EndsTheSenderBeforeTheSocketOfADroppedConnectionIsClosed
     EXPECT_EQ(0, writesAfterClose);
 }
 
+TEST(StoppingAfterAHeader, WritesNoPayload)
+{
+    probe::Signal inHeader;
+    probe::Signal ending;
+    Takeover writing(interpose::write, [&](int fd, void const* buffer, size_t size) {
+        inHeader.give();
+        ending.wait();
+        return interpose::write.real(fd, buffer, size);
+    });
+    Takeover joining(interpose::pthread_join, [&](pthread_t thread, void** result) {
+        ending.give();
+        return interpose::pthread_join.real(thread, result);
+    });
+    zelobox::Listener listener;
+    Link link;
+    zelobox::Connection middleware = link.startAndAccept(listener);
+    link.push(new CountedMessage(IPC_CLIENT_STATE, 1));
+    inHeader.wait();
+    middleware.sendBytes(Bytes(8, 0)); // ends the connection, and with it the sender
+    ASSERT_TRUE(link.handler.waitFor("connected", 2));
+    EXPECT_EQ(1U, writing.count());
+    EXPECT_EQ(0, CountedMessage::living);
+    EXPECT_THAT(standin::logLines("Out connection error"), testing::IsEmpty());
+}
+
 TEST_F(StoppingInWrite, DestroysWhatIsQueuedUnsent)
 {
     pushLarge();

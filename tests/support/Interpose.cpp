@@ -14,6 +14,8 @@ Call<ssize_t(int, void const*, size_t)> write("write");
 Call<int(int)> close("close");
 Call<int(useconds_t)> usleep("usleep");
 Call<int(timeval*, void*)> gettimeofday("gettimeofday");
+Call<int(pthread_cond_t*, pthread_mutex_t*, timespec const*)> pthread_cond_timedwait("pthread_cond_timedwait");
+Call<int(pthread_t, void**)> pthread_join("pthread_join");
 
 } // namespace interpose
 
@@ -66,6 +68,16 @@ int usleep(useconds_t microseconds)
 int gettimeofday(timeval* now, void* zone) noexcept
 {
     return interpose::gettimeofday(now, zone);
+}
+
+int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, timespec const* deadline)
+{
+    return interpose::pthread_cond_timedwait(condition, mutex, deadline);
+}
+
+int pthread_join(pthread_t thread, void** result)
+{
+    return interpose::pthread_join(thread, result);
 }
 
 } // extern "C"

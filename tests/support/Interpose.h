@@ -8,6 +8,7 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -105,6 +106,8 @@ extern Call<ssize_t(int, void const*, size_t)> write;
 extern Call<int(int)> close;
 extern Call<int(useconds_t)> usleep;
 extern Call<int(timeval*, void*)> gettimeofday;
+extern Call<int(pthread_cond_t*, pthread_mutex_t*, timespec const*)> pthread_cond_timedwait;
+extern Call<int(pthread_t, void**)> pthread_join;
 
 } // namespace interpose
 
