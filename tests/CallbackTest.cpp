@@ -153,6 +153,24 @@ TEST_F(Callback, DoesNotRunOnceAStopHasReturned)
     callbacks::setBody({});
 }
 
+TEST_F(Callback, IsTheLastThatIsReadWhenAStopWaitsForIt)
+{
+    BlockingCall stop;
+    std::atomic<bool> entered{false};
+    callbacks::setBody([&] {
+        entered = true;
+        EXPECT_TRUE(stop.waitUntilBlocked());
+    });
+    for (int i = 0; i < 10; ++i) {
+        middleware.sendKey(2);
+    }
+    ASSERT_TRUE(eventually([&] { return entered.load(); }));
+    stop.run(&ZeloStopApp);
+    stop.join();
+    EXPECT_EQ(Calls{"key 36 0"}, callbacks::calls());
+    EXPECT_EQ(1U, standin::logLines("New message received: 26").size());
+}
+
 TEST_F(Callback, CannotStartOrStopWhileItsManagerIsBeingStopped)
 {
     BlockingCall stop;

@@ -5,6 +5,8 @@
 #include <stdlib.h>
 
 #include <future>
+#include <memory>
+#include <thread>
 
 #include "tests/support/Allocations.h"
 #include "tests/support/Interpose.h"
@@ -130,6 +132,22 @@ TEST_F(ManagerLife, EndsAWaitByItsDestruction)
     expectTimely([this] { manager.reset(); });
     ASSERT_TRUE(isReady(result, Milliseconds(0))) << "the destructor did not wait for the hold";
     EXPECT_FALSE(result.get());
+}
+
+TEST_F(ManagerLife, EndsOnlyWhenNobodyHoldsIt)
+{
+    start();
+    std::atomic<int> waits{0};
+    interpose::Takeover waiting(interpose::usleep, [&](useconds_t microseconds) {
+        ++waits;
+        return interpose::usleep.real(microseconds);
+    });
+    auto hold = std::make_unique<CobaltManager::Hold>(*manager);
+    std::thread end([this] { manager.reset(); });
+    EXPECT_TRUE(eventually([&] { return waits >= 3; }));
+    EXPECT_THAT(standin::logLines("Closing connection"), IsEmpty());
+    hold.reset();
+    end.join();
 }
 
 TEST_F(ManagerLife, EndsInTimeWithoutAMiddleware)

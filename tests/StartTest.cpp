@@ -128,6 +128,31 @@ TEST(Start, SetsTheAudioDecoders)
     ZeloStopApp();
 }
 
+TEST(Start, SetsTheAudioDecodersBeforeTheManagerIsMade)
+{
+    Middleware middleware;
+    startWith(middleware);
+    callbacks::Latch inCallback; // keeps the stop from ending, and the manager of the next start from being made
+    middleware.sendKey(2);
+    ASSERT_TRUE(inCallback.waitUntilEntered());
+    BlockingCall stop;
+    stop.run(&ZeloStopApp);
+    ASSERT_TRUE(stop.waitUntilBlocked());
+    unsetenv("media_arm_audio_decoder");
+    unsetenv("media.ffmpeg.audio.decoder");
+    BlockingCall start;
+    start.run([] { ZeloStartApp({}); });
+    ASSERT_TRUE(start.waitUntilBlocked());
+    EXPECT_NE("(not set)", variable("media_arm_audio_decoder"));
+    EXPECT_NE("(not set)", variable("media.ffmpeg.audio.decoder"));
+    inCallback.release();
+    stop.join();
+    middleware.acceptClient();
+    middleware.configure();
+    start.join();
+    ZeloStopApp();
+}
+
 TEST(Start, KeepsAudioDecodersThatTheProcessHas)
 {
     setenv("media_arm_audio_decoder", "mine", 1);
