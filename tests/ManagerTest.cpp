@@ -60,11 +60,14 @@ TEST_F(Manager, PassesKeysOnWithTheirModifier)
     start();
     middleware.send(numberFrame(IPC_REMOTE_KEY, 0x0000002C));
     middleware.send(numberFrame(IPC_REMOTE_KEY, 0x00012345)); // no such command
+    middleware.send(numberFrame(IPC_REMOTE_KEY, 0x0002012C)); // nor are these two, whatever their low byte
+    middleware.send(numberFrame(IPC_REMOTE_KEY, 0x0003802C));
     middleware.send(numberFrame(IPC_REMOTE_KEY, 0x00FF0026));
     middleware.send(numberFrame(IPC_REMOTE_KEY, 0xAB10002A)); // the high bits mean nothing
     middleware.send(numberFrame(IPC_REMOTE_KEY, 0x0000002D)); // a command without a key
     ASSERT_TRUE(waitForHostCall("key 0 0"));
-    EXPECT_THAT(hostCalls(), ElementsAre("key 13 0", "key 0 1", "key 89 255", "key 37 16", "key 0 0"));
+    EXPECT_THAT(hostCalls(),
+                ElementsAre("key 13 0", "key 0 1", "key 0 2", "key 0 3", "key 89 255", "key 37 16", "key 0 0"));
 }
 
 TEST_F(Manager, StoresTheVolumeBeforeItTellsTheHost)
