@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <stdlib.h>
 
 #include <atomic>
@@ -11,6 +12,7 @@
 #include "tests/support/LibcStandIn.h"
 #include "tests/support/Middleware.h"
 #include "tests/support/Process.h"
+#include "tests/support/Signal.h"
 
 namespace {
 
@@ -22,32 +24,15 @@ std::string variable(char const* name)
     return value != nullptr ? value : "(not set)";
 }
 
-std::pair<unsigned, bool> volume()
-{
-    unsigned level = 1234;
-    bool muted = true;
-    EXPECT_TRUE(ZeloGetVolume(level, muted));
-    return {level, muted};
-}
-
-std::pair<unsigned, unsigned> displaySize()
-{
-    unsigned width = 1234;
-    unsigned height = 1234;
-    EXPECT_TRUE(ZeloGetDisplaySize(width, height));
-    return {width, height};
-}
-
-std::string language()
-{
-    std::string text;
-    EXPECT_TRUE(ZeloGetEnv(ZeloEnvLanguage, text));
-    return text;
-}
-
 void startWith(Middleware& middleware)
 {
     middleware.serveStart([] { ZeloStartApp(callbacks::all()); });
+}
+
+bool isAnybodyAt(zelobox::Listener const& door)
+{
+    pollfd knock = {door.descriptor(), POLLIN, 0};
+    return poll(&knock, 1, 300) > 0;
 }
 
 void expectLine(char const* text, int level, int line)
@@ -145,6 +130,7 @@ TEST(Start, SetsTheAudioDecodersBeforeTheManagerIsMade)
     ASSERT_TRUE(start.waitUntilBlocked());
     EXPECT_NE("(not set)", variable("media_arm_audio_decoder"));
     EXPECT_NE("(not set)", variable("media.ffmpeg.audio.decoder"));
+    EXPECT_FALSE(isAnybodyAt(middleware.door()));
     inCallback.release();
     stop.join();
     middleware.acceptClient();
@@ -265,6 +251,29 @@ TEST(Stop, EndsAStartThatWaits)
     EXPECT_TRUE(middleware.link().waitForClose());
 }
 
+TEST(Stop, WaitsForAStartThatIsBetweenTwoLooks)
+{
+    Middleware middleware;
+    probe::Signal between;
+    probe::Signal mayLook;
+    libc::onSleep([&](unsigned microseconds) {
+        if (microseconds == pollUs) {
+            between.give();
+            mayLook.wait();
+        }
+    });
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    between.wait();
+    std::thread stop(&ZeloStopApp);
+    EXPECT_TRUE(libc::waitForSleepsOf(1000, 3)); // the steps of its wait
+    EXPECT_TRUE(standin::logLines("Closing connection").empty());
+    mayLook.give();
+    stop.join();
+    start.join();
+    libc::onSleep({});
+}
+
 TEST(Stop, ReturnsAfterTheWaitingStartIsDone)
 {
     Middleware middleware;
@@ -299,87 +308,4 @@ TEST(Stop, OnTwoThreadsReturnsOnBothOnlyWhenNoCallbackRuns)
     inCallback.release();
     first.join();
     second.join();
-}
-
-TEST(Values, AreTheDefaultsBeforeAStart)
-{
-    EXPECT_EQ(std::make_pair(0U, false), volume());
-    EXPECT_EQ(std::make_pair(0U, 0U), displaySize());
-    EXPECT_EQ("", language());
-}
-
-TEST(Values, FollowTheMiddlewareAndStayAfterAStop)
-{
-    Middleware middleware;
-    startWith(middleware);
-    EXPECT_EQ(std::make_pair(0U, false), volume());
-    EXPECT_EQ(std::make_pair(1920U, 1080U), displaySize());
-    EXPECT_EQ(std::string(middlewareLanguage), language());
-    middleware.sendVolume(0x12345678);
-    middleware.sendMute(7);
-    ConfigPayload config = configWith("fr");
-    config.displayWidth = 1280;
-    middleware.configure(config);
-    ASSERT_TRUE(callbacks::waitForCalls(2));
-    auto const expectValues = [] {
-        EXPECT_EQ(std::make_pair(0x12345678U, true), volume());
-        EXPECT_EQ(std::make_pair(1920U, 1080U), displaySize()); // of the first configuration, for good
-        EXPECT_EQ("fr", language());
-    };
-    expectValues();
-    ZeloStopApp();
-    expectValues();
-    std::thread start([] { ZeloStartApp({}); });
-    middleware.acceptClient();
-    expectValues();
-    ZeloStopApp();
-    start.join();
-}
-
-TEST(Requests, AreLostWithoutAManager)
-{
-    EXPECT_TRUE(ZeloSetVideoWindow(1, 2, 3, 4));
-    EXPECT_TRUE(ZeloRequestPreviousController());
-    Middleware middleware;
-    startWith(middleware); // takes the hand-shake and the answer to the configuration, and nothing else came
-    ZeloStopApp();
-    EXPECT_TRUE(ZeloSetVideoWindow(1, 2, 3, 4));
-    EXPECT_TRUE(ZeloRequestPreviousController());
-    EXPECT_THROW(middleware.link().receive(), zelobox::PeerClosed);
-}
-
-TEST(Requests, AreLostWhileTheMiddlewareIsAway)
-{
-    Middleware middleware;
-    startWith(middleware);
-    {
-        callbacks::Latch inCallback; // keeps the client from seeing that the link is gone, and from reconnecting
-        middleware.sendKey(2);
-        ASSERT_TRUE(inCallback.waitUntilEntered());
-        middleware.link().close();
-        for (int i = 0; i < 100; ++i) {
-            EXPECT_TRUE(ZeloSetVideoWindow(1, 2, 3, 4));
-            EXPECT_TRUE(ZeloRequestPreviousController());
-        }
-    }
-    middleware.acceptClientAgain();
-    EXPECT_TRUE(ZeloRequestPreviousController());
-    EXPECT_EQ(std::vector<int>{IPC_PREVIOUS_CONTROLLER}, middleware.receiveTypes(1));
-    ZeloStopApp();
-}
-
-TEST(Requests, ReachTheMiddlewareInOrder)
-{
-    Middleware middleware;
-    startWith(middleware);
-    EXPECT_TRUE(ZeloSetVideoWindow(1920, 1080, 300, 70000));
-    EXPECT_TRUE(ZeloRequestPreviousController());
-    zelobox::Frame const window = {
-        IPC_PAYLOAD_RAW, IPC_VIDEO_WINDOW, {0x07, '\x80', 0x04, 0x38, 0x01, 0x2C, 0x11, 0x70, 0x00}};
-    EXPECT_TRUE(window == middleware.link().receive());
-    zelobox::Frame const mode = {IPC_PAYLOAD_STRING, IPC_VIDEO_WINDOW_MODE, {0, 0, 0, 3, 'b', 'o', 'x', 0}};
-    EXPECT_TRUE(mode == middleware.link().receive());
-    zelobox::Frame const controller = {IPC_PAYLOAD_UINT32, IPC_PREVIOUS_CONTROLLER, {0, 0, 0, 4}};
-    EXPECT_TRUE(controller == middleware.link().receive());
-    ZeloStopApp();
 }
