@@ -86,8 +86,8 @@ private:
     };
 
     bool is(Misbehaviour what) const { return lasting.count(what) != 0; }
-    void subscribe(ClientId client, Frame const& list);
-    void answer(ClientId client);
+    void subscribe(ClientId id, Frame const& list);
+    void answer(ClientId id);
     void misbehaveTo(ClientId client, Misbehaviour what);
     void sendRawTo(ClientId client, std::vector<char> const& bytes);
     void drop(ClientId client, std::string const& reason);

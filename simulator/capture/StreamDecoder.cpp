@@ -15,19 +15,13 @@ void StreamDecoder::append(char const* bytes, size_t size)
 
 std::optional<TraceRecord> StreamDecoder::next(bool atEnd)
 {
-    if (!inStep) {
-        if (std::optional<TraceRecord> raw = nextRaw()) {
-            return raw;
+    bool wasInStep;
+    do {
+        wasInStep = inStep;
+        if (std::optional<TraceRecord> record = inStep ? nextFrame() : nextRaw()) {
+            return record;
         }
-    }
-    if (inStep) {
-        if (std::optional<TraceRecord> frame = nextFrame()) {
-            return frame;
-        }
-        if (!inStep) {
-            return next(atEnd);
-        }
-    }
+    } while (inStep != wasInStep);
     return atEnd ? rest() : std::nullopt;
 }
 

@@ -41,22 +41,25 @@ std::string checkId(std::string const& id)
     return findCase(id) != nullptr ? "" : "\"" + id + "\" is none of: " + ids;
 }
 
-void select(std::string const& id, std::set<std::string>& selected)
+/// @return @p wanted, and all that these need
+std::set<std::string> withNeeds(std::vector<std::string> wanted)
 {
-    if (selected.insert(id).second) {
-        for (std::string const& needed : findCase(id)->needs) {
-            select(needed, selected);
+    std::set<std::string> selected;
+    while (!wanted.empty()) {
+        std::string const id = wanted.back();
+        wanted.pop_back();
+        if (selected.insert(id).second) {
+            auto const& needs = findCase(id)->needs;
+            wanted.insert(wanted.end(), needs.begin(), needs.end());
         }
     }
+    return selected;
 }
 
 /// @return the cases that are wanted, and those that they need
 std::vector<CheckCase const*> selection(Options const& options)
 {
-    std::set<std::string> selected;
-    for (std::string const& id : options.ids) {
-        select(id, selected);
-    }
+    std::set<std::string> const selected = withNeeds(options.ids);
     std::vector<CheckCase const*> cases;
     for (CheckCase const& candidate : checkCases()) {
         if (selected.empty() || selected.count(candidate.id) != 0) {

@@ -24,7 +24,7 @@ public:
     /// @return whether this program can edit lines, and standard input and output are terminals
     static bool isPossible();
 
-    LineEditor(EventLoop& eventLoop, LineHandler onLine);
+    LineEditor(EventLoop& eventLoop, LineHandler handler);
     ~LineEditor();
     LineEditor(LineEditor const&) = delete;
     LineEditor& operator=(LineEditor const&) = delete;
