@@ -34,6 +34,7 @@ public:
     ~Message() override { called += "destroy "; }
     void serialize() override { called += "serialize "; }
     void unserialize() override { called += "unserialize "; }
+    static void* operator new(size_t size) { return ::operator new(size); }
     static void operator delete(void* memory)
     {
         called += "free ";
@@ -45,6 +46,7 @@ class Thread : public STBThread {
 public:
     ~Thread() override { called += "destroy "; }
     void run() override { called += "run "; }
+    static void* operator new(size_t size) { return ::operator new(size); }
     static void operator delete(void* memory)
     {
         called += "free ";
@@ -69,7 +71,7 @@ template <typename T> void expectDestructorsFirst()
 {
     called.clear();
     std::aligned_storage_t<sizeof(T), alignof(T)> storage;
-    call(new (&storage) T, 0);
+    call(::new (&storage) T, 0);
     EXPECT_EQ("destroy ", called);
     call(static_cast<void*>(new T), 1);
     EXPECT_EQ("destroy destroy free ", called);

@@ -83,9 +83,10 @@ TEST(StreamDecoder, TakesNoSyncByteInGarbageForAFrame)
 
 TEST(StreamDecoder, HandsOverAFrameThatIsCut)
 {
-    for (size_t size = 1; size < volume(2).size(); ++size) {
-        std::vector<char> const cut(volume(2).begin(), volume(2).end());
-        EXPECT_EQ("1 raw:" + hexOf(cut).substr(0, 2 * size), decode(volume(1) + volume(2).substr(0, size)));
+    std::string const whole = volume(2);
+    std::vector<char> const bytes(whole.begin(), whole.end());
+    for (size_t size = 1; size < whole.size(); ++size) {
+        EXPECT_EQ("1 raw:" + hexOf(bytes).substr(0, 2 * size), decode(volume(1) + whole.substr(0, size)));
     }
 }
 
