@@ -35,7 +35,7 @@ std::vector<TraceRecord> everything()
     }
     for (Direction const direction : {Direction::ToHost, Direction::ToMiddleware}) {
         records.push_back(record(Event::Raw, direction));
-        records.back().bytes = {'m', -1, 0};
+        records.back().bytes = {'m', '\xff', 0};
     }
     records.push_back(record(Event::Disconnected));
     records.back().reason = "closed by the client";
