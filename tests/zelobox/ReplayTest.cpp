@@ -180,10 +180,10 @@ TEST_F(ReplayTest, SendsRawBytesAsTheyWere)
 {
     Recorded recorded;
     recorded.add(1, Event::Connected).add(1, Event::Raw);
-    recorded.records.back().bytes = {'m', 0, -1};
+    recorded.records.back().bytes = {'m', 0, '\xff'};
     start(recorded.toMiddleware(1, request));
     Connection library = connectTo(socket());
-    EXPECT_EQ((std::vector<char>{'m', 0, -1}), library.receiveBytes(3));
+    EXPECT_EQ((std::vector<char>{'m', 0, '\xff'}), library.receiveBytes(3));
     library.send(request);
     expectEnd(0, "");
 }

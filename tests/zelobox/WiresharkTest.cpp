@@ -273,7 +273,7 @@ TEST_F(Wireshark, ShowsWhatIsNoFrame)
 {
     Trace trace;
     trace.addEvent(TraceRecord::Event::Connected);
-    trace.addEvent(TraceRecord::Event::Raw, "", {0, 'm', -1});
+    trace.addEvent(TraceRecord::Event::Raw, "", {0, 'm', '\xff'});
     trace.addEvent(TraceRecord::Event::Disconnected, "closed by the client");
     expectTheSame(file(trace.records), 3);
 }
