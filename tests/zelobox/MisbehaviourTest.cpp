@@ -138,8 +138,8 @@ TEST_F(MisbehavingBox, SendsSlowlyByteByByte)
 {
     Connection client = connect();
     seen(1);
-    box.misbehave(Misbehaviour::Slow);
     auto const begin = EventLoop::Clock::now();
+    box.misbehave(Misbehaviour::Slow);
     box.sendToAll(request);
     for (char const byte : bytesOf(request)) {
         while (isSilent(client)) { // a loop that comes late catches up
