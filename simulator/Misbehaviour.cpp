@@ -14,8 +14,8 @@ uint8_t const unknownKind = 200;
 
 std::vector<char> headerAnd(IPCFrameHeader const& header, std::vector<char> const& payload)
 {
-    std::vector<char> bytes;
-    appendFrameHeader(header, bytes);
+    std::vector<char> bytes(IPCFrameHeader::Size);
+    writeFrameHeader(header, bytes.data());
     bytes.insert(bytes.end(), payload.begin(), payload.end());
     return bytes;
 }

@@ -69,8 +69,8 @@ Frame frameOf(IPCMessage&& message)
 
 std::vector<char> bytesOf(Frame const& frame)
 {
-    std::vector<char> bytes;
-    appendFrameHeader({frame.kind, frame.type, static_cast<uint32_t>(frame.payload.size())}, bytes);
+    std::vector<char> bytes(IPCFrameHeader::Size);
+    writeFrameHeader({frame.kind, frame.type, static_cast<uint32_t>(frame.payload.size())}, bytes.data());
     bytes.insert(bytes.end(), frame.payload.begin(), frame.payload.end());
     return bytes;
 }

@@ -22,12 +22,12 @@ Case const cases[] = {
 
 } // namespace
 
-TEST(FrameHeader, IsEncodedBehindWhatIsThere)
+TEST(FrameHeader, IsEncodedIntoEightBytes)
 {
     for (Case const& example : cases) {
-        Bytes written = {'x'};
-        appendFrameHeader(example.header, written);
-        EXPECT_SAME_BYTES(bytes::fromHex(std::string("78") + example.bytes), written);
+        Bytes written(IPCFrameHeader::Size + 2, 'x');
+        writeFrameHeader(example.header, written.data() + 1);
+        EXPECT_SAME_BYTES(bytes::fromHex(std::string("78") + example.bytes + "78"), written);
     }
 }
 

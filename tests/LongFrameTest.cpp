@@ -27,8 +27,8 @@ size_t residentBytes()
 
 Bytes headerOf(uint32_t length)
 {
-    Bytes header;
-    appendFrameHeader({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, length}, header);
+    Bytes header(IPCFrameHeader::Size);
+    writeFrameHeader({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, length}, header.data());
     return header;
 }
 

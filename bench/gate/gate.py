@@ -18,7 +18,7 @@ import callgrind
 
 BASELINE = pathlib.Path(__file__).resolve().parents[1] / "baseline.json"
 TOLERANCE = 0.02
-RECORD = "If the change is wanted: ./dev bench gate --record, and say in the commit why a frame costs more."
+RECORD = "If the change is wanted: ./dev bench gate --record, and say in the commit why."
 
 PLAIN_X86_64 = "glibc.cpu.hwcaps=" + ",".join(
     "-" + feature for feature in

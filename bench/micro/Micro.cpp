@@ -76,12 +76,12 @@ BENCHMARK(encodeText)->Range(8, 64 << 10);
 
 void frameHeader(benchmark::State& state)
 {
-    std::vector<char> bytes;
+    char bytes[IPCFrameHeader::Size];
     for (auto _ : state) {
-        bytes.clear();
-        appendFrameHeader({IPC_PAYLOAD_UINT32, IPC_REMOTE_KEY, 4}, bytes);
+        writeFrameHeader({IPC_PAYLOAD_UINT32, IPC_REMOTE_KEY, 4}, bytes);
+        benchmark::DoNotOptimize(bytes);
         IPCFrameHeader header;
-        benchmark::DoNotOptimize(readFrameHeader(bytes.data(), header));
+        benchmark::DoNotOptimize(readFrameHeader(bytes, header));
     }
 }
 BENCHMARK(frameHeader);

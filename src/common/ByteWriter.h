@@ -14,7 +14,7 @@ class ByteWriter {
 public:
     explicit ByteWriter(std::vector<char>& target) : bytes(target) {}
 
-    void u8(uint8_t value) { bytes.push_back(static_cast<char>(value)); }
+    void u8(uint8_t value) { number(value, 1); }
     void u16(uint16_t value) { number(value, 2); }
     void u32(uint32_t value) { number(value, 4); }
     void u64(uint64_t value) { number(value, 8); }

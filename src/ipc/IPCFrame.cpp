@@ -1,15 +1,14 @@
 #include "src/ipc/IPCFrame.h"
 
 #include "src/common/ByteReader.h"
-#include "src/common/ByteWriter.h"
 
-void appendFrameHeader(IPCFrameHeader const& header, std::vector<char>& bytes)
+void writeFrameHeader(IPCFrameHeader const& header, char* bytes)
 {
-    ByteWriter writer(bytes);
-    writer.u8(IPCFrameHeader::Sync);
-    writer.u8(header.kind);
-    writer.u16(header.type);
-    writer.u32(header.length);
+    uint64_t const fields = uint64_t{IPCFrameHeader::Sync} << 56 | uint64_t{header.kind} << 48 |
+                            uint64_t{header.type} << 32 | header.length;
+    for (size_t i = 0; i < IPCFrameHeader::Size; ++i) {
+        bytes[i] = static_cast<char>(fields >> (56 - 8 * i));
+    }
 }
 
 bool readFrameHeader(char const* bytes, IPCFrameHeader& header)

@@ -6,8 +6,6 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include <vector>
-
 /// 8 bytes: sync, kind, type in 16 bits, payload length in 32 bits; big-endian. The payload follows.
 struct IPCFrameHeader {
     enum : size_t { Size = 8 };
@@ -18,8 +16,8 @@ struct IPCFrameHeader {
     uint32_t length; ///< payload bytes
 };
 
-/// Appends @p header to @p bytes.
-void appendFrameHeader(IPCFrameHeader const& header, std::vector<char>& bytes);
+/// Encodes @p header into the IPCFrameHeader::Size bytes at @p bytes.
+void writeFrameHeader(IPCFrameHeader const& header, char* bytes);
 
 /// Decodes the first IPCFrameHeader::Size bytes at @p bytes.
 ///

@@ -33,7 +33,6 @@ void blockSigPipe()
 IPCMessengerClient::OutMessageSender::OutMessageSender(int fd) : socketFd(fd)
 {
     setName("ipc_snd");
-    headerBytes.reserve(IPCFrameHeader::Size);
 }
 
 IPCMessengerClient::OutMessageSender::~OutMessageSender()
@@ -102,9 +101,9 @@ bool IPCMessengerClient::OutMessageSender::send(IPCMessage& message)
     }
     IPCFrameHeader const header = {message.headerKind, message.headerType,
                                    static_cast<uint32_t>(message.payload.size())};
-    headerBytes.clear();
-    appendFrameHeader(header, headerBytes);
-    return writeFully(headerBytes.data(), headerBytes.size()) && isWanted() &&
+    char headerBytes[IPCFrameHeader::Size];
+    writeFrameHeader(header, headerBytes);
+    return writeFully(headerBytes, sizeof headerBytes) && isWanted() &&
            writeFully(message.payload.data(), message.payload.size());
 }
 

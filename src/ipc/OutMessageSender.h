@@ -6,7 +6,6 @@
 #include <atomic>
 #include <deque>
 #include <memory>
-#include <vector>
 
 #include "src/ipc/IPCMessengerClient.h"
 
@@ -43,7 +42,6 @@ private:
     int const socketFd;
     std::atomic<bool> connected{true};
     std::atomic<bool> ending{false}; // written under queueMutex, so that no wait begins after the signal
-    std::vector<char> headerBytes;   // owned by the sender's thread; kept for its memory
 };
 
 #endif

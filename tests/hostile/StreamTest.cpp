@@ -17,8 +17,8 @@ using HostileStream = Started;
 
 std::vector<char> header(uint8_t kind, uint16_t type, uint32_t length)
 {
-    std::vector<char> bytes;
-    appendFrameHeader({kind, type, length}, bytes);
+    std::vector<char> bytes(IPCFrameHeader::Size);
+    writeFrameHeader({kind, type, length}, bytes.data());
     return bytes;
 }
 
