@@ -14,9 +14,10 @@ import subprocess
 import sys
 import time
 
-FLOOR, LIBRARY = "floor", "library"
+FLOOR, DEAF_FLOOR, LIBRARY = "floor", "deaf floor", "library"
 CONTENDERS = {FLOOR: "side_floor", LIBRARY: "side_library", "sd-bus": "side_sdbus", "libdbus": "side_libdbus",
-              "ZeroMQ": "side_zeromq", "nng": "side_nng", "floor again": "side_floor"}
+              "ZeroMQ": "side_zeromq", "nng": "side_nng", DEAF_FLOOR: "side_deaf_floor", "floor again": "side_floor"}
+INBOUND = tuple(name for name in CONTENDERS if name != DEAF_FLOOR)
 PINNINGS = ("one", "two", "free")
 SIZES = tuple(4 ** power for power in range(1, 13))
 LENGTHS = (0, 16, 256, 1024, 4096, 16384, 32768, 49152, 65534)
@@ -24,11 +25,11 @@ RATES = (100, 300, 1000, 3000, 10000, 30000, 100000)
 
 # name: (work and its options, who takes part)
 SIDE_BY_SIDE = {
-    "inbound 4 B": (["inbound", "--size", "4"], None),
-    "inbound 1 KiB": (["inbound", "--size", "1024"], None),
-    "inbound 64 KiB": (["inbound", "--size", "65536"], None),
-    "lone key, written apart": (["lone-apart"], None),
-    "lone key, written at once": (["lone-whole"], None),
+    "inbound 4 B": (["inbound", "--size", "4"], INBOUND),
+    "inbound 1 KiB": (["inbound", "--size", "1024"], INBOUND),
+    "inbound 64 KiB": (["inbound", "--size", "65536"], INBOUND),
+    "lone key, written apart": (["lone-apart"], INBOUND),
+    "lone key, written at once": (["lone-whole"], INBOUND),
     "outbound, 1 thread": (["outbound"], None),
     "outbound, 4 threads": (["outbound", "--threads", "4"], None),
     "lone request": (["request"], None),
