@@ -13,6 +13,7 @@ std::atomic<bool> armed{false};
 std::atomic<size_t> failingAllocation{0};
 std::atomic<size_t> allocations{0};
 std::atomic<size_t> limit{0};
+std::atomic<size_t> largestAllowed{0};
 std::atomic<ptrdiff_t> inUse{0};
 thread_local bool exempt = false;
 
@@ -23,7 +24,7 @@ bool isWatched()
 
 void* allocate(size_t size)
 {
-    if (isWatched() && (++allocations == failingAllocation || size > limit)) {
+    if (isWatched() && (++allocations == failingAllocation || size > largestAllowed)) {
         throw std::bad_alloc();
     }
     void* const block = malloc(size);
@@ -32,6 +33,7 @@ void* allocate(size_t size)
     }
     if (isWatched() &&
         (inUse += static_cast<ptrdiff_t>(malloc_usable_size(block))) > static_cast<ptrdiff_t>(limit.load())) {
+        armed = false; // what writes the input down allocates, too
         fprintf(stderr, "more memory in use than the input justifies: %zd bytes\n", inUse.load());
         abort();
     }
@@ -48,11 +50,12 @@ void release(void* block)
 
 } // namespace
 
-Budget::Budget(size_t failing, size_t bytes)
+Budget::Budget(size_t failing, size_t bytes, size_t largest)
 {
     failingAllocation = failing;
     allocations = 0;
     limit = bytes;
+    largestAllowed = largest;
     inUse = 0;
     armed = true;
 }

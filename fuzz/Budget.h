@@ -9,8 +9,10 @@
 class Budget {
 public:
     /// @param failing  the how-manieth allocation throws std::bad_alloc; 0 for none
-    /// @param bytes    a single allocation above it throws std::bad_alloc, a sum above it is a finding
-    Budget(size_t failing, size_t bytes);
+    /// @param bytes    more in use at once is a finding
+    /// @param largest  a single allocation above it throws std::bad_alloc
+    Budget(size_t failing, size_t bytes, size_t largest);
+    Budget(size_t failing, size_t bytes) : Budget(failing, bytes, bytes) {}
     ~Budget();
     Budget(Budget const&) = delete;
     Budget& operator=(Budget const&) = delete;

@@ -9,8 +9,8 @@
 
 namespace {
 
-/// A single payload above it cannot be buffered, like a lying length on the box.
-size_t const memory = 4 * 1024 * 1024;
+/// A payload whose length is said to be above it cannot be buffered, like a lying length on the box.
+size_t const longestPayload = 4 * 1024 * 1024;
 size_t const longestStream = 64 * 1024;
 
 void onKey(SbKey, uint8_t) {}
@@ -39,7 +39,8 @@ extern "C" int LLVMFuzzerTestOneInput(uint8_t const* data, size_t size)
     uint8_t const control = input.byte();
     StreamPeer const peer(input.bytes(longestStream), control & 0x7FU);
     CobaltManager::_config = CobaltManager::Config();
-    Budget const budget(failing, memory);
+    // The manager with its threads; one payload, whose length may lie; what the bytes that did come are decoded into.
+    Budget const budget(failing, 64 * 1024 + longestPayload + 32 * size, longestPayload);
     CobaltManager manager(callbacks);
     if ((control & 0x80) == 0) {
         StreamPeer::waitForReturn();
