@@ -17,6 +17,7 @@ L = "cobalt/LifeCycle.cpp"
 Z = "cobalt/ZeloCobalt.cpp"
 D = "cobalt/DrmBridge.cpp"
 K = "cobalt/KeyTable.cpp"
+E = "src/ipc/IPCFrame.cpp"
 
 MUTATIONS = [
     # The reader and the writer
@@ -39,6 +40,13 @@ MUTATIONS = [
     (P, "stream.number2 = reader.u32();", "stream.number2 = reader.u16();"),
     (P, "if (payload.size() == sizeof record) {", "if (payload.size() >= sizeof record) {"),
     (P, "info.flag = reader.u8() != 0;", "info.flag = reader.u8() == 1;"),
+    # The frame's header
+    (E, "uint64_t{IPCFrameHeader::Sync} << 56", "uint64_t{IPCFrameHeader::Sync + 1} << 56"),
+    (E, "uint64_t{header.type} << 32", "uint64_t{header.type} << 24"),
+    (E, "fields >> (56 - 8 * i)", "fields >> (8 * i)"),
+    (E, "i < IPCFrameHeader::Size; ++i", "i <= IPCFrameHeader::Size; ++i"),
+    (E, "reader.u8() != IPCFrameHeader::Sync", "reader.u8() == 0"),
+    (E, "header.kind = reader.u8();", "header.kind = reader.u8() & 7;"),
     # The configuration
     (B, 'i == 0 ? "%02X" : ":%02X"', 'i == 0 ? "%02x" : ":%02x"'),
     (B, "length - 1U", "length - 0U"),
@@ -162,7 +170,7 @@ MUTATIONS = [
     (G, "valueOf(message) != 0);\n    if (callbacks.onVolumeChanged != nullptr) {", "valueOf(message) != 0);\n    if (true) {"),
     (G, 'command == "onpause"', 'command.compare(0, 7, "onpause") == 0'),
     (G, 'command == "onresume" && callbacks.onResume != nullptr', 'command == "onresume"'),
-    (G, "dynamic_cast<IPCMessageUnsignedInt const&>", "static_cast<IPCMessageUnsignedInt const&>"),
+    (G, "typeid(message) != typeid(Message)", "false"),
     (G, 'IPC_VIDEO_WINDOW_MODE, "box"', 'IPC_VIDEO_WINDOW_MODE, "Box"'),
     (G, "IPC_PREVIOUS_CONTROLLER, previous", "IPC_CLIENT_STATE, previous"),
     (L, "callingProcess != getpid() || ", ""),
