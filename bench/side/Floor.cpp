@@ -1,7 +1,8 @@
 // The floor: the system calls that the library makes for each frame, and nothing else that can be left out.
 //
-// A thread waits in recv() also where nothing comes in. The kernel wakes it whenever the peer has taken what was written,
-// which a writer whose link can also bring something cannot help. FLOOR_READS=0 makes a floor without that thread.
+// A thread waits in recv() also where nothing comes in. The kernel wakes it whenever the peer has taken what was
+// written, which a writer whose link can also bring something cannot help. FLOOR_READS=0 makes a floor without that
+// thread.
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
