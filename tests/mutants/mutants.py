@@ -30,7 +30,7 @@ def copy(source, tree):
         target = tree / name
         target.parent.mkdir(parents=True, exist_ok=True)
         if not target.exists() or target.read_bytes() != (source / name).read_bytes():
-            shutil.copyfile(source / name, target)
+            shutil.copy(source / name, target)
 
 
 def suite(build):

@@ -1,0 +1,20 @@
+# shellcheck shell=bash
+# about: runs the test suite under memcheck, or helgrind or drd: [tool] [ctest argument...]
+
+packages() {
+  needs_build
+  needs valgrind "memcheck and helgrind"
+}
+
+run() {
+  local tool=${1:-memcheck}
+  case $tool in
+  memcheck | helgrind | drd) ;;
+  *)
+    echo "valgrind: '$tool' is none of memcheck, helgrind, drd" >&2
+    exit 2
+    ;;
+  esac
+  build default
+  python3 "$ZELO_ROOT/tests/support/under_valgrind.py" "$ZELO_BUILD/default" "$ZELO_BUILD/default/$tool" "$tool" "${@:2}"
+}
