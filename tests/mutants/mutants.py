@@ -33,16 +33,29 @@ def copy(source, tree):
             shutil.copy(source / name, target)
 
 
-def suite(build):
-    """Builds and tests. Returns None if the suite is green, otherwise what turned it red."""
-    built, output = run("cmake", "--build", str(build))
-    if not built:
-        return "not compiled"
-    # In the order of their definition, small parts first; by their cost the slow ones would come first.
-    (build / "Testing/Temporary/CTestCostData.txt").unlink(missing_ok=True)
-    green, output = run("ctest", "--test-dir", str(build), f"-j{2 * os.cpu_count()}", "--stop-on-failure", "--timeout", "120")
+def by_duration(build):
+    """CTest's numbers of the tests that took little in the last run, and of the others."""
+    cost = dict(re.findall(r"^(.*) \d+ (\S+)$", (build / "Testing/Temporary/CTestCostData.txt").read_text(), re.MULTILINE))
+    _, listed = run("ctest", "--test-dir", str(build), "--show-only")
+    names = re.findall(r"^ *Test +#(\d+): (.*)$", listed, re.MULTILINE)
+    quick = [number for number, name in names if float(cost.get(name, 1)) < 0.1]
+    return quick, [number for number, _ in names if number not in set(quick)]
+
+
+def test(build, *selection):
+    """Returns None if the tests are green, otherwise what turned them red."""
+    green, output = run("ctest", "--test-dir", str(build), f"-j{2 * os.cpu_count()}", "--stop-on-failure", "--timeout",
+                        "120", *selection)
     failed = re.search(r"Test +#\d+: (\S+) \.*\s*\*\*\*", output)
     return None if green else failed.group(1) if failed else output[-300:]
+
+
+def suite(build, parts):
+    """Builds and tests, one part of the tests after the other. Returns what turned it red, or None."""
+    built, _ = run("cmake", "--build", str(build))
+    if not built:
+        return "not compiled"
+    return next((red for red in (test(build, "-I", "0,0,0," + ",".join(part)) for part in parts) if red), None)
 
 
 def main():
@@ -56,16 +69,17 @@ def main():
             sys.exit(f"mutants: {name} does not hold this once: {old}")
     configured, output = run("cmake", "-S", str(tree), "-B", str(build), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
                              "-DCMAKE_CXX_FLAGS=-O0 -g0")
-    red = suite(build) if configured else output
+    red = test(build) if configured and run("cmake", "--build", str(build))[0] else output
     if red is not None:
         sys.exit(f"mutants: without a mutation: {red}")
+    parts = by_duration(build)
     survivors, invalid = [], []
     for number in range(first, last + 1):
         name, old, new = MUTATIONS[number - 1]
         file, original = tree / name, (tree / name).read_text()
         begin = time.monotonic()
         file.write_text(original.replace(old, new))
-        result = suite(build)
+        result = suite(build, parts)
         file.write_text(original)
         print(f"{number:3} of {len(MUTATIONS)}, {time.monotonic() - begin:4.0f} s, {name}: {old!r} -> {new!r}: "
               f"{result or 'SURVIVED'}", flush=True)
