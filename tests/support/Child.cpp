@@ -9,6 +9,8 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tests/support/Coverage.h"
+
 namespace child {
 
 namespace {
@@ -25,6 +27,7 @@ unsigned const watchdogSeconds = 60;
     close(output);
     body();
     fflush(nullptr);
+    coverage::write();
     _exit(returnedCode);
 }
 

@@ -8,6 +8,8 @@
 #include <atomic>
 #include <new>
 
+#include "tests/support/Coverage.h"
+
 namespace wrapped {
 
 namespace {
@@ -162,6 +164,7 @@ int __real_kill(pid_t process, int signal);
 int __wrap_kill(pid_t process, int signal)
 {
     wrapped::killCall = {process, signal};
+    coverage::write();
     return wrapped::killDisarmed ? 0 : __real_kill(process, signal);
 }
 
