@@ -88,3 +88,25 @@ TEST_F(StoppingInFrame, EndsInTimeWhenBytesComeFasterThanTheyAreRead)
     expectTimelyEnd(link);
     EXPECT_THAT(logged(), IsEmpty());
 }
+
+TEST(StoppingWithTheLastByte, ForgetsAFrameThatIsOnlyAHeader)
+{
+    probe::Signal headerIsIn;
+    std::optional<Link> link;
+    Takeover const receiving(interpose::recv, [&](int fd, void* buffer, size_t size, int flags) {
+        ssize_t const count = interpose::recv.real(fd, buffer, size, flags);
+        if (count == 8) {
+            headerIsIn.give();
+            EXPECT_TRUE(eventually([&] { return !link->client.isRunning(); })) << "the stop comes first";
+        }
+        return count;
+    });
+    zelobox::Listener listener;
+    link.emplace();
+    zelobox::Connection middleware = link->startAndAccept(listener);
+    middleware.sendBytes(bytes::fromHex("6D 01 00 27 00 00 00 00"));
+    headerIsIn.wait();
+    expectTimelyEnd(link);
+    EXPECT_THAT(logged(), IsEmpty());
+    EXPECT_TRUE(middleware.waitForClose());
+}

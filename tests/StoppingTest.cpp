@@ -35,6 +35,22 @@ TEST(StoppingInConnect, EndsInTimeOnAFullBacklog)
     EXPECT_THAT(logged(), IsEmpty());
 }
 
+TEST(StoppingByTheDestructor, IsAStopBeforeTheConnectionIsClosed)
+{
+    zelobox::Listener listener;
+    RecordingHandler handler;
+    std::optional<IPCMessengerClient> client(std::in_place);
+    client->addHandler(&handler);
+    client->start(nullptr);
+    zelobox::Connection middleware = listener.accept();
+    ASSERT_TRUE(handler.waitFor("connected"));
+    standin::clearLog();
+    expectTimely([&] { client.reset(); });
+    EXPECT_THAT(handler.events(), ElementsAre("connected"));
+    EXPECT_THAT(logged(), ElementsAre(line::closing));
+    EXPECT_TRUE(middleware.waitForClose());
+}
+
 TEST_F(Stopping, BetweenFramesSaysThatItClosesTheConnection)
 {
     connect();
