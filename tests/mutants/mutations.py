@@ -112,6 +112,8 @@ MUTATIONS = [
     (C, "fruitlessConnections = 0;\n", "\n"),
     (C, "if (progress == Progress::Failed && handlersKnow) {", "if (handlersKnow) {"),
     (C, "    if (ended) {\n        ended->end();\n    }\n    closeSocket();", "    closeSocket();"),
+    (C, "    if (isRunning()) {\n        stop();\n    }\n    if (socketFd", "    if (socketFd"),
+    (C, "        if (!isRunning()) {\n            return Progress::Stopped;\n        }\n        IPCFrameHeader", "        IPCFrameHeader"),
     (C, "throw; // the middleware repeats what matters on a new connection", ""),
     (C, "if (!allowedMessages.empty()) {", "if (allowedMessages.empty()) {"),
     (C, "closeSocket();\n    return false;", "return false;"),
