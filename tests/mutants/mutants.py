@@ -42,10 +42,10 @@ def by_duration(build):
     return quick, [number for number, _ in names if number not in set(quick)]
 
 
-def test(build, *selection):
-    """Returns None if the tests are green, otherwise what turned them red."""
+def test(build, seconds, *selection):
+    """Returns None if each test is green within so many seconds, otherwise what turned them red."""
     green, output = run("ctest", "--test-dir", str(build), f"-j{2 * os.cpu_count()}", "--stop-on-failure", "--timeout",
-                        "120", *selection)
+                        str(seconds), *selection)
     failed = re.search(r"Test +#\d+: (\S+) \.*\s*\*\*\*", output)
     return None if green else failed.group(1) if failed else output[-300:]
 
@@ -55,7 +55,9 @@ def suite(build, parts):
     built, _ = run("cmake", "--build", str(build))
     if not built:
         return "not compiled"
-    return next((red for red in (test(build, "-I", "0,0,0," + ",".join(part)) for part in parts) if red), None)
+    limits = (15, 120)
+    return next((red for red in (test(build, limit, "-I", "0,0,0," + ",".join(part))
+                                 for limit, part in zip(limits, parts)) if red), None)
 
 
 def main():
@@ -69,7 +71,7 @@ def main():
             sys.exit(f"mutants: {name} does not hold this once: {old}")
     configured, output = run("cmake", "-S", str(tree), "-B", str(build), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
                              "-DCMAKE_CXX_FLAGS=-O0 -g0")
-    red = test(build) if configured and run("cmake", "--build", str(build))[0] else output
+    red = test(build, 120) if configured and run("cmake", "--build", str(build))[0] else output
     if red is not None:
         sys.exit(f"mutants: without a mutation: {red}")
     parts = by_duration(build)
