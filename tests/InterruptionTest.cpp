@@ -17,19 +17,24 @@ using testing::ElementsAre;
 
 namespace {
 
-/// Closes standard input for a scope.
-class WithoutStandardInput {
+/// Closes a standard stream for a scope.
+class Without {
 public:
-    WithoutStandardInput() { close(STDIN_FILENO); }
-    ~WithoutStandardInput()
+    explicit Without(int standardStream)
+        : stream(standardStream), saved(fcntl(standardStream, F_DUPFD_CLOEXEC, STDERR_FILENO + 1))
+    {
+        close(stream);
+    }
+    ~Without()
     {
         if (saved) {
-            dup2(saved.get(), STDIN_FILENO);
+            dup2(saved.get(), stream);
         }
     }
 
 private:
-    zelobox::Descriptor const saved{fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)};
+    int const stream;
+    zelobox::Descriptor const saved;
 };
 
 /// Holds the client's sockets back until the start is over, which opens a file for the thread's name: the file could
@@ -170,7 +175,7 @@ TEST(Interrupted, TrafficSurvivesAStormOfSignals)
     EXPECT_THAT(logged(), ElementsAre(line::connected, line::retrierOk));
 }
 
-TEST(DescriptorZero, IsMovedUpBecauseItMeansNone)
+TEST(DescriptorZero, IsMovedAboveTheStandardStreamsBecauseItMeansNone)
 {
     std::atomic<int> used{-1};
     std::atomic<bool> zeroIsFree{false};
@@ -180,7 +185,8 @@ TEST(DescriptorZero, IsMovedUpBecauseItMeansNone)
         return interpose::connect.real(fd, address, length);
     });
     zelobox::Listener listener;
-    WithoutStandardInput const without;
+    Without const withoutInput(STDIN_FILENO);
+    Without const withoutErrors(STDERR_FILENO);
     SocketsAfterTheStart sockets;
     zelobox::Connection middleware{zelobox::Descriptor()};
     {
@@ -205,7 +211,7 @@ TEST(DescriptorZero, FailsTheAttemptWhenItCannotBeMoved)
     });
     standin::setVirtualTime(1000000);
     zelobox::Listener listener;
-    WithoutStandardInput const without;
+    Without const withoutInput(STDIN_FILENO);
     SocketsAfterTheStart sockets;
     Link link;
     sockets.start(link);
