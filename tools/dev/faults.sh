@@ -5,5 +5,5 @@ packages() { needs_build; }
 
 run() {
   build default fault_test
-  ZELO_FAULTS=full "$ZELO_BUILD/default/tests/fault_test" "$@"
+  ZELO_FAULTS=full "$ZELO_BUILD/default/tests/faults/fault_test" "$@"
 }
