@@ -50,8 +50,8 @@ void LoopCalls::carryOut()
         std::lock_guard<std::mutex> const lock(mutex);
         work.swap(waiting);
     }
-    for (std::function<void()> const& each : work) {
-        each();
+    for (; !work.empty(); work.pop_front()) {
+        work.front()();
     }
 }
 

@@ -4,11 +4,14 @@
 #define ZELO_SIMULATOR_LOOPCALLS_H
 
 #include <deque>
+#include <exception>
 #include <functional>
 #include <future>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
+#include <utility>
 
 #include "simulator/EventLoop.h"
 #include "simulator/Peer.h"
@@ -46,20 +49,40 @@ public:
     /// Any but the loop's.
     template <typename Work> auto call(Work work) -> decltype(work())
     {
-        auto task = std::make_shared<std::packaged_task<decltype(work())()>>(std::move(work));
-        std::future<decltype(work())> result = task->get_future();
-        post([task = std::move(task)] { (*task)(); }); // the only owner: a task that goes without its turn breaks off
-        try {
-            return result.get();
-        } catch (std::future_error const&) {
+        std::optional<decltype(work())> result;
+        std::exception_ptr problem;
+        auto turn = std::make_shared<Turn>();
+        std::future<bool> taken = turn->over.get_future();
+        post([&result, &problem, work = std::move(work), turn = std::move(turn)] { // the only owner of the turn
+            turn->taken = true;
+            try {
+                result = work();
+            } catch (...) {
+                problem = std::current_exception();
+            }
+        });
+        if (!taken.get()) {
             throw Closed();
         }
+        if (problem) {
+            std::rethrow_exception(problem);
+        }
+        return std::move(*result);
     }
 
     /// Refuses what has not had its turn, and what still comes.
     void close();
 
 private:
+    /// Releases the caller when it is destroyed, had or not: by then the loop has let go of what was thrown, which
+    /// belongs to the caller alone.
+    struct Turn {
+        ~Turn() { over.set_value(taken); }
+
+        bool taken = false;
+        std::promise<bool> over;
+    };
+
     void carryOut();
 
     EventLoop& loop;
