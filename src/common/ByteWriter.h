@@ -9,6 +9,14 @@
 #include <string>
 #include <vector>
 
+/// Encodes @p value big-endian into the @p width bytes at @p bytes; 8 at most.
+inline void writeNumber(uint64_t value, char* bytes, size_t width)
+{
+    for (size_t i = 0; i < width; ++i) {
+        bytes[i] = static_cast<char>(value >> (width - 1 - i) * 8);
+    }
+}
+
 /// Appends big-endian fields to a byte vector that belongs to the caller.
 class ByteWriter {
 public:
@@ -25,12 +33,10 @@ public:
     }
 
 private:
-    void number(uint64_t value, unsigned width)
+    void number(uint64_t value, size_t width)
     {
         char digits[sizeof value] = {};
-        for (unsigned i = 0; i < width; ++i) {
-            digits[i] = static_cast<char>(value >> (width - 1 - i) * 8);
-        }
+        writeNumber(value, digits, width);
         raw(digits, width);
     }
 

@@ -1,14 +1,13 @@
 #include "src/ipc/IPCFrame.h"
 
 #include "src/common/ByteReader.h"
+#include "src/common/ByteWriter.h"
 
 void writeFrameHeader(IPCFrameHeader const& header, char* bytes)
 {
     uint64_t const fields = uint64_t{IPCFrameHeader::Sync} << 56 | uint64_t{header.kind} << 48 |
                             uint64_t{header.type} << 32 | header.length;
-    for (size_t i = 0; i < IPCFrameHeader::Size; ++i) {
-        bytes[i] = static_cast<char>(fields >> (56 - 8 * i));
-    }
+    writeNumber(fields, bytes, IPCFrameHeader::Size);
 }
 
 bool readFrameHeader(char const* bytes, IPCFrameHeader& header)

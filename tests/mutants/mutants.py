@@ -34,15 +34,16 @@ def copy(source, tree):
 
 
 def by_duration(build):
-    """CTest's numbers of the tests that took little in the last run, and of the others."""
+    """What selects the tests that took little in the last run, with its limit in seconds; and the others."""
     cost = dict(re.findall(r"^(.*) \d+ (\S+)$", (build / "Testing/Temporary/CTestCostData.txt").read_text(), re.MULTILINE))
     _, listed = run("ctest", "--test-dir", str(build), "--show-only")
     names = re.findall(r"^ *Test +#(\d+): (.*)$", listed, re.MULTILINE)
     quick = [number for number, name in names if float(cost.get(name, 1)) < 0.1]
-    return quick, [number for number, _ in names if number not in set(quick)]
+    slow = [number for number, _ in names if number not in set(quick)]
+    return [(limit, ["-I", "0,0,0," + ",".join(numbers)]) for limit, numbers in ((15, quick), (120, slow))]
 
 
-def test(build, seconds, *selection):
+def test(build, seconds, selection):
     """Returns None if each test is green within so many seconds, otherwise what turned them red."""
     green, output = run("ctest", "--test-dir", str(build), f"-j{2 * os.cpu_count()}", "--stop-on-failure", "--timeout",
                         str(seconds), *selection)
@@ -55,9 +56,7 @@ def suite(build, parts):
     built, _ = run("cmake", "--build", str(build))
     if not built:
         return "not compiled"
-    limits = (15, 120)
-    return next((red for red in (test(build, limit, "-I", "0,0,0," + ",".join(part))
-                                 for limit, part in zip(limits, parts)) if red), None)
+    return next((red for red in (test(build, *part) for part in parts) if red), None)
 
 
 def main():
@@ -71,7 +70,7 @@ def main():
             sys.exit(f"mutants: {name} does not hold this once: {old}")
     configured, output = run("cmake", "-S", str(tree), "-B", str(build), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
                              "-DCMAKE_CXX_FLAGS=-O0 -g0")
-    red = test(build, 120) if configured and run("cmake", "--build", str(build))[0] else output
+    red = suite(build, [(120, [])]) if configured else output
     if red is not None:
         sys.exit(f"mutants: without a mutation: {red}")
     parts = by_duration(build)

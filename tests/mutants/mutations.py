@@ -43,8 +43,7 @@ MUTATIONS = [
     # The frame's header
     (E, "uint64_t{IPCFrameHeader::Sync} << 56", "uint64_t{IPCFrameHeader::Sync + 1} << 56"),
     (E, "uint64_t{header.type} << 32", "uint64_t{header.type} << 24"),
-    (E, "fields >> (56 - 8 * i)", "fields >> (8 * i)"),
-    (E, "i < IPCFrameHeader::Size; ++i", "i <= IPCFrameHeader::Size; ++i"),
+    (E, "writeNumber(fields, bytes, IPCFrameHeader::Size)", "writeNumber(fields, bytes, IPCFrameHeader::Size + 1)"),
     (E, "reader.u8() != IPCFrameHeader::Sync", "reader.u8() == 0"),
     (E, "header.kind = reader.u8();", "header.kind = reader.u8() & 7;"),
     # The configuration

@@ -12,7 +12,8 @@ import re
 import subprocess
 import sys
 
-OPTIONS = {"memcheck": ["--leak-check=full", "--show-leak-kinds=definite", "--errors-for-leak-kinds=definite"], "helgrind": [], "drd": []}
+OPTIONS = {"memcheck": ["--leak-check=full", "--show-leak-kinds=definite", "--errors-for-leak-kinds=definite"],
+           "helgrind": []}
 
 
 def tests(build, arguments):

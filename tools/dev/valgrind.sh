@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# about: runs the test suite under memcheck, or helgrind or drd: [tool] [ctest argument...]
+# about: runs the test suite under memcheck or helgrind: [tool] [ctest argument...]
 
 packages() {
   needs_build
@@ -9,9 +9,9 @@ packages() {
 run() {
   local tool=${1:-memcheck}
   case $tool in
-  memcheck | helgrind | drd) ;;
+  memcheck | helgrind) ;;
   *)
-    echo "valgrind: '$tool' is none of memcheck, helgrind, drd" >&2
+    echo "valgrind: '$tool' is neither memcheck nor helgrind" >&2
     exit 2
     ;;
   esac

@@ -6,8 +6,6 @@ run_sanitized() {
   local preset=$1 status=0 reports
   shift
   reports=$ZELO_BUILD/$preset/reports
-  # The desk box is no part of any host. Its tests run under the sanitizers at the desk.
-  if [ -n "${CI:-}" ]; then configure "$preset" -DZELO_TEST_DESK_BOX=OFF; fi
   build "$preset"
   rm -rf "$reports"
   mkdir "$reports"
