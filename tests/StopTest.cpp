@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "cobalt/ZeloCobalt.h"
-#include "simulator/Peer.h"
 #include "tests/support/Backlog.h"
 #include "tests/support/Callbacks.h"
 #include "tests/support/HostStandIn.h"
@@ -17,6 +16,7 @@
 #include "tests/support/Middleware.h"
 #include "tests/support/Process.h"
 #include "tests/support/Timely.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <vector>
 
-#include "simulator/Peer.h"
+#include "zelobox/protocol/Peer.h"
 
 /// Makes the connections that a listener with a backlog of 0 has room for, so that the next one waits.
 std::vector<zelobox::Descriptor> fillBacklog();

@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "simulator/Peer.h"
 #include "src/ipc/IPCMessage.h"
 #include "tests/support/Backlog.h"
 #include "tests/support/Bytes.h"
 #include "tests/support/RecordingHandler.h"
 #include "tests/support/Signal.h"
 #include "tests/support/Timely.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 

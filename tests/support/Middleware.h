@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "cobalt/ZeloCobalt.h"
-#include "simulator/Peer.h"
 #include "tests/support/ConfigPayload.h"
+#include "zelobox/protocol/Peer.h"
 
 /// Too long to be kept inside a text object, so that a text that is gone is seen.
 extern char const middlewareLanguage[];

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "simulator/Peer.h"
 #include "src/ipc/IPCMessengerClient.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace testlink {
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "simulator/Box.h"
-#include "simulator/BoxConfig.h"
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/middleware/Box.h"
+#include "zelobox/protocol/BoxConfig.h"
 
 namespace program {
 

@@ -5,8 +5,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "simulator/check/Case.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/check/Case.h"
 
 using program::Ended;
 using program::hasInOrder;

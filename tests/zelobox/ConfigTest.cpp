@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/BoxConfig.h"
 #include "tests/support/ConfigPayload.h"
+#include "zelobox/protocol/BoxConfig.h"
 
 using namespace zelobox;
 using testing::HasSubstr;

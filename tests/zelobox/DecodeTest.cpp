@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/FrameJson.h"
-#include "simulator/capture/TraceFile.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/capture/TraceFile.h"
+#include "zelobox/protocol/FrameJson.h"
 
 using program::Ended;
 using program::run;

@@ -5,9 +5,9 @@
 #include <cerrno>
 #include <fstream>
 
-#include "simulator/Peer.h"
-#include "simulator/scenario/Scenario.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/protocol/Peer.h"
+#include "zelobox/scenario/Scenario.h"
 
 using program::Directory;
 using program::Ended;

@@ -1,10 +1,10 @@
-#include "simulator/EventLoop.h"
+#include "zelobox/base/EventLoop.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "simulator/Peer.h"
+#include "zelobox/protocol/Peer.h"
 
 using namespace zelobox;
 

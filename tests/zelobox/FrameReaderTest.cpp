@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "simulator/FrameReader.h"
+#include "zelobox/protocol/FrameReader.h"
 
 using namespace zelobox;
 

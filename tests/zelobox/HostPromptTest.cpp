@@ -6,10 +6,10 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "simulator/BoxConfig.h"
-#include "simulator/EventLoop.h"
-#include "simulator/Peer.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/base/EventLoop.h"
+#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/Peer.h"
 
 using testing::HasSubstr;
 using testing::Not;

@@ -5,9 +5,9 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include "simulator/BoxConfig.h"
-#include "simulator/Peer.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/Peer.h"
 
 using program::Ended;
 using program::hasInOrder;

@@ -2,10 +2,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include "simulator/BoxConfig.h"
-#include "simulator/capture/TraceFile.h"
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/capture/TraceFile.h"
+#include "zelobox/protocol/BoxConfig.h"
 
 using program::connectTo;
 using program::Ended;

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 
-#include "simulator/FrameJson.h"
 #include "tests/zelobox/BoxFixture.h"
+#include "zelobox/protocol/FrameJson.h"
 
 using namespace zelobox;
 using program::BoxTest;

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <fstream>
 
-#include "simulator/BoxConfig.h"
-#include "simulator/FrameJson.h"
-#include "simulator/MessageTable.h"
+#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/FrameJson.h"
+#include "zelobox/protocol/MessageTable.h"
 
 using namespace zelobox;
 using testing::HasSubstr;

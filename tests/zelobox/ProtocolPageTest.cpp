@@ -2,12 +2,12 @@
 
 #include <regex>
 
-#include "simulator/BoxConfig.h"
-#include "simulator/FrameJson.h"
-#include "simulator/FrameReader.h"
-#include "simulator/MessageTable.h"
-#include "simulator/capture/Pcapng.h"
-#include "simulator/capture/TraceFile.h"
+#include "zelobox/capture/Pcapng.h"
+#include "zelobox/capture/TraceFile.h"
+#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/FrameJson.h"
+#include "zelobox/protocol/FrameReader.h"
+#include "zelobox/protocol/MessageTable.h"
 
 using namespace zelobox;
 

@@ -9,9 +9,9 @@
 #include <random>
 #include <thread>
 
-#include "simulator/capture/TraceFile.h"
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/capture/TraceFile.h"
 
 using program::connectTo;
 using program::Ended;

@@ -4,9 +4,9 @@
 
 #include <memory>
 
-#include "simulator/capture/TraceFile.h"
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/capture/TraceFile.h"
 
 using program::connectTo;
 using program::Ended;

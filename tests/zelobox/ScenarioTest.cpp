@@ -4,9 +4,9 @@
 #include <fstream>
 #include <sstream>
 
-#include "simulator/MessageTable.h"
-#include "simulator/Misbehaviour.h"
-#include "simulator/scenario/Scenario.h"
+#include "zelobox/middleware/Misbehaviour.h"
+#include "zelobox/protocol/MessageTable.h"
+#include "zelobox/scenario/Scenario.h"
 
 using namespace zelobox;
 using testing::Contains;

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "simulator/BoxConfig.h"
 #include "tests/zelobox/BoxFixture.h"
+#include "zelobox/protocol/BoxConfig.h"
 
 using namespace zelobox;
 using program::BoxTest;

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "simulator/Similar.h"
+#include "zelobox/base/Similar.h"
 
 using namespace zelobox;
 

@@ -1,4 +1,4 @@
-#include "simulator/capture/StreamDecoder.h"
+#include "zelobox/capture/StreamDecoder.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 
 #include <regex>
 
-#include "simulator/capture/TraceFile.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/capture/TraceFile.h"
 
 using program::Ended;
 

@@ -1,10 +1,10 @@
-#include "simulator/capture/TraceFile.h"
+#include "zelobox/capture/TraceFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/MessageTable.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/protocol/MessageTable.h"
 
 using namespace zelobox;
 using testing::HasSubstr;

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "simulator/Trace.h"
+#include "zelobox/protocol/Trace.h"
 
 using namespace zelobox;
 using testing::HasSubstr;

@@ -2,9 +2,9 @@
 
 #include <thread>
 
-#include "simulator/web/EventStream.h"
-#include "simulator/web/History.h"
-#include "simulator/web/LoopCalls.h"
+#include "zelobox/web/EventStream.h"
+#include "zelobox/web/History.h"
+#include "zelobox/web/LoopCalls.h"
 
 using namespace zelobox;
 

@@ -10,9 +10,9 @@
 #include <memory>
 #include <string>
 
-#include "simulator/Json.h"
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/protocol/Json.h"
 
 namespace program {
 

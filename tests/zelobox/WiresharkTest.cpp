@@ -6,10 +6,10 @@
 #include <map>
 #include <sstream>
 
-#include "simulator/FrameJson.h"
-#include "simulator/MessageTable.h"
-#include "simulator/capture/TraceFile.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/capture/TraceFile.h"
+#include "zelobox/protocol/FrameJson.h"
+#include "zelobox/protocol/MessageTable.h"
 
 using namespace zelobox;
 using program::Ended;

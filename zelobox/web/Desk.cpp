@@ -1,0 +1,210 @@
+#include "zelobox/web/Desk.h"
+
+#include <algorithm>
+
+#include "cobalt/ZeloCobalt.h"
+#include "zelobox/protocol/FrameJson.h"
+#include "zelobox/protocol/KeyNames.h"
+#include "zelobox/protocol/MessageTable.h"
+
+namespace zelobox {
+
+namespace {
+
+using Event = TraceRecord::Event;
+
+/// A page need not show more of a frame; the trace has all of it.
+size_t const mostShownBytes = 4096;
+
+/// The time that EventSource waits before it comes back.
+char const comeBackSoon[] = "retry: 500\n";
+
+std::string eventText(std::string const& name, Json const& data, std::string const& id = "")
+{
+    return (id.empty() ? "" : "id: " + id + "\n") + "event: " + name + "\ndata: " + lineOf(data) + "\n\n";
+}
+
+Json allowedOf(Frame const& list)
+{
+    Json allowed = Json::array();
+    for (uint32_t const type : fieldsOf(list).value("types", std::vector<uint32_t>())) {
+        bool const isType = type <= UINT16_MAX;
+        allowed.push_back(isType ? messageName(static_cast<uint16_t>(type)) : "type " + std::to_string(type));
+    }
+    return allowed;
+}
+
+Json wholeOf(TraceRecord const& record)
+{
+    Json json = jsonOf(record);
+    if (record.event == Event::Frame && record.frame.type == IPC_REMOTE_KEY) {
+        auto const command = static_cast<STBCommand>(json["fields"].value("command", 0));
+        json["key"] = keyName(KeyCodeToSbKey(command));
+    }
+    return json;
+}
+
+Json shownOf(TraceRecord const& record)
+{
+    size_t const size = record.frame.payload.size() + record.bytes.size();
+    if (size <= mostShownBytes) {
+        return wholeOf(record);
+    }
+    TraceRecord start = record;
+    start.event = Event::Raw;
+    start.bytes = record.event == Event::Frame ? bytesOf(record.frame) : record.bytes;
+    start.bytes.resize(mostShownBytes);
+    Json json = jsonOf(start);
+    if (record.event == Event::Frame) {
+        json.erase("event");
+        json["name"] = messageName(record.frame.type);
+    }
+    json["fields"] = {{"length", size}};
+    json["cut"] = true;
+    return json;
+}
+
+} // namespace
+
+DeskAnswer errorAnswer(int status, std::string const& problem)
+{
+    DeskAnswer answer;
+    answer.status = status;
+    answer.body = lineOf({{"error", problem}}) + "\n";
+    return answer;
+}
+
+Desk::Desk(Box& controlledBox, LoopCalls& loopCalls, std::string socketPath)
+    : box(controlledBox), calls(loopCalls), socket(std::move(socketPath)), instance(std::to_string(traceTime()))
+{
+    box.addObserver(*this);
+}
+
+DeskAnswer Desk::answer(DeskRequest const& request)
+{
+    DeskAnswer wrongMethod = errorAnswer(404, request.path + " is nothing here; docs/desk-box.md lists what is");
+    for (Route const& route : routes()) {
+        if (request.path == route.path && request.method == route.method) {
+            try {
+                return (this->*route.carryOut)(request);
+            } catch (InputError const& error) {
+                return errorAnswer(400, error.what());
+            }
+        }
+        if (request.path == route.path) {
+            wrongMethod = errorAnswer(405, request.path + " takes " + route.method + ", not " + request.method);
+            wrongMethod.allowed = route.method;
+        }
+    }
+    return wrongMethod;
+}
+
+std::shared_ptr<EventStream> Desk::openStream(std::string const& lastEventId)
+{
+    tell(""); // forgets those that have gone
+    if (streams.size() >= mostStreams) {
+        return nullptr;
+    }
+    auto stream = std::make_shared<EventStream>();
+    stream->push(comeBackSoon + eventText("hello", {{"instance", instance}}) + eventText("state", state()));
+    uint64_t const known = knownSerial(lastEventId);
+    auto const& entries = history.entries();
+    size_t const first = entries.size() > mostTold ? entries.size() - mostTold : 0;
+    for (size_t i = first; i < entries.size(); ++i) {
+        if (entries[i].serial > known) {
+            stream->push(recordEvent(entries[i]));
+        }
+    }
+    streams.push_back(stream);
+    return stream;
+}
+
+void Desk::closeStreams()
+{
+    for (auto const& stream : streams) {
+        stream->close();
+    }
+    streams.clear();
+}
+
+void Desk::onTraffic(TraceRecord const& record)
+{
+    noteClient(record);
+    tell(recordEvent(history.add(record)));
+    tellStateSoon();
+}
+
+Json Desk::state() const
+{
+    Json list = Json::array();
+    for (auto const& [id, client] : clients) {
+        list.push_back({{"id", id}, {"since", static_cast<double>(client.since) / 1e6}, {"allowed", client.allowed}});
+    }
+    Json lasting = Json::array();
+    for (Misbehaviour const what : box.misbehaviours()) {
+        lasting.push_back(infoOf(what).name);
+    }
+    return {{"version", ZELOBOX_VERSION},
+            {"instance", instance},
+            {"socket", socket},
+            {"box", jsonOf(box.state())},
+            {"clients", list},
+            {"misbehaviours", lasting},
+            {"records", {{"kept", history.entries().size()}, {"total", history.lastSerial()}}}};
+}
+
+void Desk::noteClient(TraceRecord const& record)
+{
+    if (record.event == Event::Connected) {
+        clients[record.connection].since = record.time;
+    } else if (record.event == Event::Disconnected) {
+        clients.erase(record.connection);
+    } else if (record.event == Event::Frame && record.direction == Direction::ToMiddleware &&
+               record.frame.type == IPC_ALLOWED_MESSAGE_LIST) {
+        clients[record.connection].allowed = allowedOf(record.frame);
+    }
+}
+
+void Desk::tell(std::string const& text)
+{
+    for (auto const& stream : streams) {
+        stream->push(text);
+    }
+    auto const hasGone = [](auto const& stream) { return stream->isClosed(); };
+    streams.erase(std::remove_if(streams.begin(), streams.end(), hasGone), streams.end());
+}
+
+std::string Desk::recordEvent(History::Entry const& entry) const
+{
+    Json shown = {{"serial", entry.serial}};
+    shown.update(shownOf(entry.record));
+    return eventText("record", shown, instance + "-" + std::to_string(entry.serial));
+}
+
+/// @return 0 for an id that is not one of this process's
+uint64_t Desk::knownSerial(std::string const& lastEventId) const
+{
+    std::string const prefix = instance + "-";
+    if (lastEventId.compare(0, prefix.size(), prefix) != 0) {
+        return 0;
+    }
+    try {
+        return std::stoull(lastEventId.substr(prefix.size()));
+    } catch (std::logic_error const&) {
+        return 0;
+    }
+}
+
+/// The box is told of before it changes, and often several times in a turn.
+void Desk::tellStateSoon()
+{
+    if (!willTellState) {
+        willTellState = true;
+        calls.post([this] {
+            willTellState = false;
+            tell(eventText("state", state()));
+        });
+    }
+}
+
+} // namespace zelobox
