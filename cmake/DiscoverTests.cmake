@@ -3,7 +3,7 @@
 #           make one, otherwise one runs after the other
 include(GoogleTest)
 
-set(ZELO_OWN_TMP "${PROJECT_SOURCE_DIR}/tests/support/own-tmp.sh")
+set(ZELO_OWN_TMP "${PROJECT_SOURCE_DIR}/testkit/own-tmp.sh")
 execute_process(COMMAND "${ZELO_OWN_TMP}" test -f "${ZELO_OWN_TMP}" RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
 execute_process(COMMAND "${ZELO_OWN_TMP}" test -d "${PROJECT_BINARY_DIR}" RESULT_VARIABLE hidden OUTPUT_QUIET ERROR_QUIET)
 if(result EQUAL 0 AND hidden EQUAL 0)

@@ -6,7 +6,7 @@
 
 #include "cobalt/CobaltManager.h"
 #include "src/ipc/IPCMessengerClient.h"
-#include "tests/support/HostStandIn.h"
+#include "testkit/HostStandIn.h"
 #include "zelobox/protocol/Peer.h"
 
 using testing::ElementsAre;

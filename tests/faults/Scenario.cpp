@@ -15,7 +15,7 @@
 
 #include "cobalt/CobaltManager.h"
 #include "cobalt/ZeloCobalt.h"
-#include "tests/support/QuietHost.h"
+#include "testkit/QuietHost.h"
 #include "zelobox/protocol/Peer.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/ConfigPayload.h"
+#include "testkit/ConfigPayload.h"
 #include "zelobox/protocol/BoxConfig.h"
 
 using namespace zelobox;

@@ -16,5 +16,5 @@ run() {
     ;;
   esac
   build default
-  python3 "$ZELO_ROOT/tests/support/under_valgrind.py" "$ZELO_BUILD/default" "$ZELO_BUILD/default/$tool" "$tool" "${@:2}"
+  python3 "$ZELO_ROOT/tools/under_valgrind.py" "$ZELO_BUILD/default" "$ZELO_BUILD/default/$tool" "$tool" "${@:2}"
 }

@@ -1,0 +1,16 @@
+#include "testkit/Stopping.h"
+
+namespace testlink {
+
+void expectTimelyEnd(std::optional<Link>& link)
+{
+    standin::clearLog();
+    std::vector<std::string> const events = link->handler.events();
+    expectTimely([&] {
+        link->stop();
+        EXPECT_EQ(events, link->handler.events());
+        link.reset();
+    });
+}
+
+} // namespace testlink
