@@ -5,21 +5,21 @@
 
 #include <atomic>
 
-#include "src/common/Immortal.h"
+#include "src/common/NoDestructor.h"
 #include "src/common/STBThread.h"
 
 namespace {
 
-Immortal<pthread_helper::mutex> configMutexRoom;
-Immortal<pthread_helper::mutex> managerMutexRoom;
-Immortal<pthread_helper::mutex> changeMutexRoom;
-Immortal<std::unique_ptr<CobaltManager>> managerRoom;
-Immortal<ThreadMarks> callsRoom;
+NoDestructor<pthread_helper::mutex> configMutexRoom;
+NoDestructor<pthread_helper::mutex> managerMutexRoom;
+NoDestructor<pthread_helper::mutex> changeMutexRoom;
+NoDestructor<std::unique_ptr<CobaltManager>> managerRoom;
+NoDestructor<ThreadRegistry> callsRoom;
 
 /// Held while a manager is made and put into #cobaltManager, so that no stop comes in between and misses it, and while
 /// one is stopped. The first of all locks.
 pthread_helper::mutex& changeMutex = changeMutexRoom.make();
-ThreadMarks& calls = callsRoom.make();
+ThreadRegistry& calls = callsRoom.make();
 
 std::atomic<pid_t> callingProcess{0}; ///< the process that has the threads of #cobaltManager
 
@@ -65,7 +65,7 @@ struct ManagerEnd {
 
 } // namespace
 
-LifeCycleCall::LifeCycleCall() : ThreadMarks::Mark(calls)
+LifeCycleCall::LifeCycleCall() : ThreadRegistry::Entry(calls)
 {
     callingProcess = getpid();
 }
@@ -76,7 +76,7 @@ CobaltManager& LifeCycleCall::start(ZeloCallbacks const& callbacks)
     CobaltManager* manager;
     {
         pthread_helper::guard lock(changeMutex);
-        putUp(); // not before: an exit inside a stop would wait for those who wait for that stop
+        enter(); // not before: an exit inside a stop would wait for those who wait for that stop
         std::unique_ptr<CobaltManager> next(new CobaltManager(callbacks));
         manager = next.get();
         hold.reset(new CobaltManager::Hold(*manager));
@@ -89,14 +89,14 @@ CobaltManager& LifeCycleCall::start(ZeloCallbacks const& callbacks)
 void LifeCycleCall::stop()
 {
     pthread_helper::guard lock(changeMutex);
-    putUp();
+    enter();
     exchangeManager(nullptr).reset();
 }
 
 void LifeCycleCall::end()
 {
     hold.reset();
-    takeDown();
+    leave();
 }
 
 LifeCycleCall* LifeCycleCall::ofThisThread()
@@ -106,7 +106,7 @@ LifeCycleCall* LifeCycleCall::ofThisThread()
 
 bool LifeCycleCall::areAnyUnderWay()
 {
-    return !calls.areEmpty();
+    return !calls.isEmpty();
 }
 
 bool isInsideLibrary()
