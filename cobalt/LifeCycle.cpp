@@ -5,12 +5,16 @@
 
 #include <atomic>
 
+#include "src/common/Log.h"
 #include "src/common/NoDestructor.h"
 #include "src/common/STBThread.h"
 
 namespace {
 
-NoDestructor<pthread_helper::mutex> configMutexRoom;
+char const sourceFile[] = "cobalt/ZeloCobalt";
+
+enum Line : int { LineRefused = 61 };
+
 NoDestructor<pthread_helper::mutex> managerMutexRoom;
 NoDestructor<pthread_helper::mutex> changeMutexRoom;
 NoDestructor<std::unique_ptr<CobaltManager>> managerRoom;
@@ -25,12 +29,8 @@ std::atomic<pid_t> callingProcess{0}; ///< the process that has the threads of #
 
 } // namespace
 
-pthread_helper::mutex& CobaltManager::configMutex = configMutexRoom.make();
 pthread_helper::mutex& cobaltManagerMutex = managerMutexRoom.make();
 std::unique_ptr<CobaltManager>& cobaltManager = managerRoom.make();
-
-// Between here and the end of the file the order decides: the configuration is destroyed after the manager.
-CobaltManager::Config CobaltManager::_config;
 
 namespace {
 
@@ -47,9 +47,19 @@ std::unique_ptr<CobaltManager> exchangeManager(std::unique_ptr<CobaltManager> ne
 struct ManagerEnd {
     ~ManagerEnd()
     {
-        // A forked child has inherited the manager but not its threads, and an exit from a callback runs on a thread
-        // that cannot wait for itself. The manager then stays, for the rest of a process that is ending.
-        if (callingProcess != getpid() || STBThread::isOwnThread()) {
+        // A forked child has inherited the objects but not the threads, one of which may have held any lock.
+        if (callingProcess == getpid()) {
+            endManager();
+            CobaltManager::forgetTexts();
+        }
+    }
+
+private:
+    static void endManager()
+    {
+        // An exit from a callback runs on a thread that cannot wait for itself. The manager then stays, for the rest of
+        // a process that is ending.
+        if (STBThread::isOwnThread()) {
             return;
         }
         if (LifeCycleCall* const interrupted = LifeCycleCall::ofThisThread()) {
@@ -109,7 +119,17 @@ bool LifeCycleCall::areAnyUnderWay()
     return !calls.isEmpty();
 }
 
-bool isInsideLibrary()
+bool isRefusedHere(char const* function)
 {
-    return STBThread::isOwnThread() || LifeCycleCall::ofThisThread() != nullptr;
+    char const* where = nullptr;
+    if (STBThread::isOwnThread()) {
+        where = "on a thread of the library";
+    } else if (LifeCycleCall::ofThisThread() != nullptr) {
+        where = "inside another start or stop";
+    }
+    if (where == nullptr) {
+        return false;
+    }
+    ZELO_LOG(LogFailure, LineRefused, sourceFile, "%s ignored: called %s", function, where);
+    return true;
 }

@@ -42,8 +42,10 @@ private:
     std::unique_ptr<CobaltManager::Hold> hold;
 };
 
-/// @return true where a start or a stop would wait for itself: on the library's own threads, which call the host back,
-///         and inside another start or stop
-bool isInsideLibrary();
+/// Refuses a start or a stop where it would wait for itself: on the library's own threads, which call the host back and
+/// log, and inside another start or stop. A refusal is logged.
+///
+/// @param function  the entry point, for the log
+bool isRefusedHere(char const* function);
 
 #endif
