@@ -23,7 +23,7 @@ install(FILES "${PROJECT_BINARY_DIR}/zelocobalt-config-version.cmake" DESTINATIO
 install(FILES "${PROJECT_BINARY_DIR}/zelocobalt.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
         COMPONENT development)
 
-# The desk box looks for both libraries beside itself, so it has a directory of its own.
+# zelobox looks for both libraries beside itself, so it has a directory of its own.
 if(TARGET zelobox AND TARGET zelostb)
   set(private "${CMAKE_INSTALL_LIBDIR}/zelobox")
   install(TARGETS zelobox zelostb RUNTIME DESTINATION "${private}" COMPONENT tools

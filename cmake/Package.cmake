@@ -1,4 +1,4 @@
-# Debian packages: the library, what is needed to build against it, and the desk box.
+# Debian packages: the library, what is needed to build against it, and zelobox.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME zelocobalt)
 set(CPACK_PACKAGE_VENDOR "The zelocobalt developers")

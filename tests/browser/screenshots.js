@@ -1,4 +1,4 @@
-// Takes the pictures of docs/desk-box.md.
+// Takes the pictures of docs/zelobox.md.
 import { mkdir } from 'node:fs/promises';
 import { dirname, join } from 'node:path';
 import { fileURLToPath } from 'node:url';

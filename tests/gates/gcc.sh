@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# GCC has nothing to say about library, desk box and tests.
+# GCC has nothing to say about library, zelobox and tests.
 set -euo pipefail
 
 configure default -DZELO_WERROR=ON

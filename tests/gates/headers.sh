@@ -4,7 +4,7 @@ set -euo pipefail
 
 cd "$ZELO_ROOT"
 
-# What the sources of the tests and of the desk box are given.
+# What the sources of the tests and of zelobox are given.
 includes=(-I. -isystem inc/zelostb -isystem /usr/src/googletest/googletest/include -isystem
   /usr/src/googletest/googlemock/include)
 

@@ -71,7 +71,7 @@ private:
 };
 
 struct Failing {
-    char const* misbehaviour;
+    char const* faultMode;
     char const* id;
     int status;
 };
@@ -101,7 +101,7 @@ class CheckFinds : public testing::TestWithParam<Failing> {};
 
 std::string nameOf(testing::TestParamInfo<Failing> const& info)
 {
-    std::string name = info.param.misbehaviour;
+    std::string name = info.param.faultMode;
     std::replace(name.begin(), name.end(), '-', '_');
     return name;
 }
@@ -110,7 +110,7 @@ std::string nameOf(testing::TestParamInfo<Failing> const& info)
 
 TEST_P(CheckFinds, ExactlyTheCaseThatIsNotPassed)
 {
-    Checked checked({"--misbehave", GetParam().misbehaviour});
+    Checked checked({"--fault", GetParam().faultMode});
     Ended const ended = checked.by({"--timeout", "3", "--wait", "60"});
     EXPECT_EQ(GetParam().status, ended.status);
     EXPECT_THAT(ended.output, HasSubstr("FAILED   " + std::string(GetParam().id) + " ")) << ended.errors;
@@ -131,7 +131,7 @@ TEST(Check, HasSeenEveryCaseFail)
     }
 }
 
-TEST(Check, PassesTheMiddlewareOfTheDeskBox)
+TEST(Check, PassesTheMiddlewareOfZelobox)
 {
     Ended const ended = Checked().by({"--wait", "60", "--timeout", "30"});
     EXPECT_EQ(0, ended.status) << ended.output << ended.errors;
@@ -156,7 +156,7 @@ TEST(Check, WritesItsVerdictsAsJunit)
 {
     program::Directory const directory;
     std::string const file = directory.path("check.xml");
-    Checked const checked({"--misbehave", "cut-config"});
+    Checked const checked({"--fault", "cut-config"});
     Ended const ended = run({"check", "--wait", "0", "--case", "library-start", "--case", "messages", "--junit", file});
     EXPECT_EQ(1, ended.status);
     program::Program parser({"xmllint", "--xpath",

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "testkit/ConfigPayload.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 
 using namespace zelobox;
 using testing::HasSubstr;
@@ -36,7 +36,7 @@ char const everyField[] =
 
 } // namespace
 
-TEST(BoxConfig, WritesTheSmallestPayload)
+TEST(BrowserConfigJson, WritesTheSmallestPayload)
 {
     IPCBrowserConfig config;
     config.macAddress = "0A:1B:2C:3D:4E:5F";
@@ -47,7 +47,7 @@ TEST(BoxConfig, WritesTheSmallestPayload)
               hexOf(payloadOf(config)).insert(60, " "));
 }
 
-TEST(BoxConfig, WritesEveryFieldInItsPlace)
+TEST(BrowserConfigJson, WritesEveryFieldInItsPlace)
 {
     ConfigPayload expected;
     expected.force = 1;
@@ -66,14 +66,14 @@ TEST(BoxConfig, WritesEveryFieldInItsPlace)
     EXPECT_EQ(hexOf(expected.bytes()), hexOf(payloadOf(parsed(everyField))));
 }
 
-TEST(BoxConfig, ComesBackFromItsPayload)
+TEST(BrowserConfigJson, ComesBackFromItsPayload)
 {
     IPCBrowserConfig read;
     ASSERT_TRUE(read.read(payloadOf(parsed(everyField))));
     EXPECT_EQ(Json::parse(everyField), jsonOf(read));
 }
 
-TEST(BoxConfig, KeepsWhatTheFileDoesNotMention)
+TEST(BrowserConfigJson, KeepsWhatTheFileDoesNotMention)
 {
     IPCBrowserConfig const config = parsed(R"({"language":"fr"})", parsed(everyField));
     Json expected = Json::parse(everyField);
@@ -81,7 +81,7 @@ TEST(BoxConfig, KeepsWhatTheFileDoesNotMention)
     EXPECT_EQ(expected, jsonOf(config));
 }
 
-TEST(BoxConfig, RefusesNumbersThatDoNotFit)
+TEST(BrowserConfigJson, RefusesNumbersThatDoNotFit)
 {
     EXPECT_EQ(65535, parsed(R"({"auxWidth":65535})").auxWidth);
     EXPECT_EQ("test: field \"auxWidth\": expected a whole number from 0 to 65535, found 65536",
@@ -93,13 +93,13 @@ TEST(BoxConfig, RefusesNumbersThatDoNotFit)
     EXPECT_THAT(errorOf(R"({"displayHeight":"1"})"), HasSubstr("found \"1\""));
 }
 
-TEST(BoxConfig, RefusesOtherTypes)
+TEST(BrowserConfigJson, RefusesOtherTypes)
 {
     EXPECT_EQ("test: field \"displayFlag\": expected true or false, found 1", errorOf(R"({"displayFlag":1})"));
     EXPECT_EQ("test: field \"language\": expected a text in quotes, found null", errorOf(R"({"language":null})"));
 }
 
-TEST(BoxConfig, RefusesAddressesThatAreNone)
+TEST(BrowserConfigJson, RefusesAddressesThatAreNone)
 {
     for (char const* const address :
          {"", "0A:1B:2C:3D:4E", "0A:1B:2C:3D:4E:5F:60", "0A:1B:2C:3D:4E:5G", "0A:1B:2C:3D:4E:5"}) {
@@ -109,7 +109,7 @@ TEST(BoxConfig, RefusesAddressesThatAreNone)
     }
 }
 
-TEST(BoxConfig, RefusesATextThatItsLengthCannotCount)
+TEST(BrowserConfigJson, RefusesATextThatItsLengthCannotCount)
 {
     std::string const longest(65534, 'x');
     EXPECT_EQ(longest, parsed(Json{{"portalUrl", longest}}.dump()).portalUrl);
@@ -117,7 +117,7 @@ TEST(BoxConfig, RefusesATextThatItsLengthCannotCount)
                 HasSubstr("\"portalUrl\": is longer than 65534 bytes"));
 }
 
-TEST(BoxConfig, RefusesFieldsThatItDoesNotKnow)
+TEST(BrowserConfigJson, RefusesFieldsThatItDoesNotKnow)
 {
     EXPECT_THAT(errorOf(R"({"volume":1})"),
                 testing::StartsWith("test: field \"volume\": is unknown here; known are: apiMode, "));

@@ -8,7 +8,7 @@
 
 #include "tests/zelobox/Program.h"
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/Peer.h"
 
 using testing::HasSubstr;

@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include "tests/zelobox/Program.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/Peer.h"
 
 using program::Ended;

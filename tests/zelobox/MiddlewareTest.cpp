@@ -5,7 +5,7 @@
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
 #include "zelobox/capture/TraceFile.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 
 using program::connectTo;
 using program::Ended;
@@ -47,7 +47,8 @@ zelobox::Frame configurationRequest()
 
 TEST_F(Middleware, AnswersTheConfigurationRequestFromItsFile)
 {
-    std::string const file = directory.file("box.json", R"({"language":"fr","displayWidth":640,"auxText2":"more"})");
+    std::string const file =
+        directory.file("middleware.json", R"({"language":"fr","displayWidth":640,"auxText2":"more"})");
     start({"--config", file});
     zelobox::Connection client = connectTo(socket());
     client.send(configurationRequest());
@@ -176,9 +177,9 @@ TEST_F(Middleware, RefusesToRunBesideAnotherServer)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(Middleware, MisbehavesAsItIsTold)
+TEST_F(Middleware, HasTheFaultsThatItIsTold)
 {
-    start({"--misbehave", "lie-inside", "--misbehave", "die-on-vanish"});
+    start({"--fault", "lie-inside", "--fault", "die-on-vanish"});
     zelobox::Connection client = program::subscribe(socket(), {IPC_APP_LIFECYCLE});
     EXPECT_EQ(IPC_APP_LIFECYCLE, client.receive().type);
     client.sendBytes({'m'});
@@ -239,9 +240,9 @@ TEST_F(Middleware, CarriesOutStepsFromItsInput)
     running->write("{\"send\":{\"frame\":\"IPC_MUTE\",\"value\":1}}\n");
     EXPECT_TRUE(running->waitForText("actual:   none\n"));
     running->write("{\"quiet\":1}\nnonsense\n");
-    EXPECT_TRUE(running->waitForText("input line 3: only say, send and misbehave are for the input\n"));
+    EXPECT_TRUE(running->waitForText("input line 3: only say, send and fault are for the input\n"));
     EXPECT_TRUE(running->waitForText("input line 4: "));
-    running->write("{\"misbehave\":\"drop\"}\n");
+    running->write("{\"fault\":\"drop\"}\n");
     running->closeInput();
     EXPECT_TRUE(client.waitForClose());
     EXPECT_EQ(0, stop().status);
@@ -274,9 +275,9 @@ TEST_F(Middleware, WritesATraceOfWhatItSees)
     EXPECT_THAT(ended.errors, HasSubstr("/nowhere/trace.jsonl"));
 }
 
-TEST(MiddlewareUse, ListsTheMisbehavioursForOneThatItDoesNotKnow)
+TEST(MiddlewareUse, ListsTheFaultModesForOneThatItDoesNotKnow)
 {
-    Ended const ended = run({"middleware", "--misbehave", "rudely"});
+    Ended const ended = run({"middleware", "--fault", "rudely"});
     EXPECT_EQ(2, ended.status);
     EXPECT_THAT(ended.errors, HasSubstr("\"rudely\" is none of: none, drop, garbage, lie, "));
 }
@@ -332,11 +333,11 @@ TEST(MiddlewareUse, NamesFileAndFieldOfABadConfiguration)
 {
     program::Directory const directory;
     auto const errorsOf = [&](std::string const& text) {
-        Ended const ended = run({"middleware", "--config", directory.file("box.json", text)});
+        Ended const ended = run({"middleware", "--config", directory.file("middleware.json", text)});
         EXPECT_EQ(2, ended.status) << text;
         return ended.errors;
     };
-    std::string const start = "zelobox: " + directory.path("box.json") + ": ";
+    std::string const start = "zelobox: " + directory.path("middleware.json") + ": ";
     EXPECT_THAT(
         errorsOf(R"({"displayWidth":65536})"),
         testing::StartsWith(start + "field \"displayWidth\": expected a whole number from 0 to 65535, found 65536"));

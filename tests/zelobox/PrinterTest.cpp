@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <fstream>
 
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/MessageTable.h"
 

@@ -4,7 +4,7 @@
 
 #include "zelobox/capture/Pcapng.h"
 #include "zelobox/capture/TraceFile.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/FrameReader.h"
 #include "zelobox/protocol/MessageTable.h"

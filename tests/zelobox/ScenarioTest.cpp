@@ -4,7 +4,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "zelobox/middleware/Misbehaviour.h"
+#include "zelobox/middleware/FaultModes.h"
 #include "zelobox/protocol/MessageTable.h"
 #include "zelobox/scenario/Scenario.h"
 
@@ -61,7 +61,7 @@ TEST(Scenario, ReadsEveryKindOfStep)
 {"expect":{"callback":"key"},"within":9}
 {"quiet":10}
 {"wait":11}
-{"misbehave":"drop"}
+{"fault":"drop"}
 )")
                                         .steps;
     ASSERT_EQ(7U, steps.size());
@@ -80,18 +80,16 @@ TEST(Scenario, ReadsEveryKindOfStep)
 
 TEST(Scenario, NamesLineAndFieldThatAreWrong)
 {
-    EXPECT_EQ(
-        "test.jsonl line 2: field \"cal\": is unknown here; known are: call, expect, misbehave, quiet, say, send, "
-        "wait",
-        stepError(R"({"cal":"video","wait":1})").replace(0, 0, ""));
+    EXPECT_EQ("test.jsonl line 2: field \"cal\": is unknown here; known are: call, expect, fault, quiet, say, send, "
+              "wait",
+              stepError(R"({"cal":"video","wait":1})").replace(0, 0, ""));
     EXPECT_THAT(stepError("{}"), HasSubstr("test.jsonl line 2: expected exactly one of these fields: say, call, "));
     EXPECT_THAT(stepError(R"({"call":"a","wait":1})"), HasSubstr("line 2: expected exactly one of these fields"));
     EXPECT_THAT(stepError("{"), HasSubstr("test.jsonl line 2: "));
     EXPECT_THAT(stepError("[1]"), HasSubstr("line 2: expected an object in braces, found [1]"));
     EXPECT_THAT(stepError(R"({"wait":-1})"), HasSubstr("line 2: field \"wait\": expected a whole number"));
     EXPECT_THAT(stepError(R"({"say":1})"), HasSubstr("line 2: field \"say\": expected a text"));
-    EXPECT_THAT(stepError(R"({"misbehave":"nicely"})"),
-                HasSubstr("line 2: field \"misbehave\": expected one of none, drop, "));
+    EXPECT_THAT(stepError(R"({"fault":"nicely"})"), HasSubstr("line 2: field \"fault\": expected one of none, drop, "));
     EXPECT_THAT(stepError(R"({"send":{"frame":"IPC_NO"}})"),
                 HasSubstr("line 2: \"send\": field \"frame\": \"IPC_NO\" is no message"));
     EXPECT_THAT(stepError(R"({"send":{"frame":"IPC_MUTE"}})"),
@@ -130,12 +128,12 @@ TEST(Scenario, HasASchemaWithTheNamesOfItsTables)
     for (MessageInfo const& info : messageTable()) {
         messages.emplace_back(info.name);
     }
-    std::vector<std::string> misbehaviours;
-    for (MisbehaviourInfo const& info : misbehaviourTable()) {
-        misbehaviours.emplace_back(info.name);
+    std::vector<std::string> faultModes;
+    for (FaultModeInfo const& info : faultModeTable()) {
+        faultModes.emplace_back(info.name);
     }
     EXPECT_EQ(messages, definitions["messageName"]["enum"]);
-    EXPECT_EQ(misbehaviours, definitions["misbehave"]["properties"]["misbehave"]["enum"]);
+    EXPECT_EQ(faultModes, definitions["fault"]["properties"]["fault"]["enum"]);
 }
 
 TEST(Scenario, ComesAlongWithTheProgram)

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "tests/zelobox/BoxFixture.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "tests/zelobox/MiddlewareFixture.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 
 using namespace zelobox;
-using program::BoxTest;
+using program::MiddlewareTest;
 
 namespace {
 
@@ -15,75 +15,75 @@ Frame number(IPCMessageType type, uint32_t value)
 
 } // namespace
 
-TEST_F(BoxTest, SendsATypeOnlyToThoseWhoHaveSubscribedToIt)
+TEST_F(MiddlewareTest, SendsATypeOnlyToThoseWhoHaveSubscribedToIt)
 {
     Connection subscribed = connect();
     subscribed.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME})));
     Connection other = connect();
     other.send(frameOf(IPCMessageAllowedMessageList({IPC_MUTE})));
     seen(4);
-    EXPECT_EQ(1U, box.send(number(IPC_VOLUME, 3)));
-    EXPECT_EQ(0U, box.send(number(IPC_REMOTE_KEY, 3)));
-    EXPECT_EQ(2U, box.sendToAll(number(IPC_REMOTE_KEY, 4)));
+    EXPECT_EQ(1U, middleware.send(number(IPC_VOLUME, 3)));
+    EXPECT_EQ(0U, middleware.send(number(IPC_REMOTE_KEY, 3)));
+    EXPECT_EQ(2U, middleware.sendToAll(number(IPC_REMOTE_KEY, 4)));
     EXPECT_EQ(number(IPC_VOLUME, 3), subscribed.receive());
     EXPECT_EQ(number(IPC_REMOTE_KEY, 4), subscribed.receive());
     EXPECT_EQ(number(IPC_REMOTE_KEY, 4), other.receive());
 }
 
-TEST_F(BoxTest, ReplacesASubscription)
+TEST_F(MiddlewareTest, ReplacesASubscription)
 {
     Connection client = connect();
     client.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME})));
     client.send(frameOf(IPCMessageAllowedMessageList({IPC_MUTE})));
     seen(3);
-    EXPECT_EQ(0U, box.send(number(IPC_VOLUME, 3)));
-    EXPECT_EQ(1U, box.send(number(IPC_MUTE, 1)));
+    EXPECT_EQ(0U, middleware.send(number(IPC_VOLUME, 3)));
+    EXPECT_EQ(1U, middleware.send(number(IPC_MUTE, 1)));
 }
 
-TEST_F(BoxTest, KeepsWhatItHasSent)
+TEST_F(MiddlewareTest, KeepsWhatItHasSent)
 {
     Connection client = connect();
     client.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME, IPC_MUTE, IPC_APP_LIFECYCLE, IPC_BROWSER_CONFIG})));
     seen(2);
     IPCBrowserConfig next = defaultConfig();
     next.language = "sv";
-    box.send(number(IPC_VOLUME, 30));
-    box.send(number(IPC_MUTE, 2));
-    box.send(frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onpause")));
-    box.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(next)});
-    EXPECT_EQ(30U, box.state().volume);
-    EXPECT_TRUE(box.state().muted);
-    EXPECT_TRUE(box.state().paused);
-    EXPECT_EQ("sv", box.state().config.language);
+    middleware.send(number(IPC_VOLUME, 30));
+    middleware.send(number(IPC_MUTE, 2));
+    middleware.send(frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onpause")));
+    middleware.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(next)});
+    EXPECT_EQ(30U, middleware.state().volume);
+    EXPECT_TRUE(middleware.state().muted);
+    EXPECT_TRUE(middleware.state().paused);
+    EXPECT_EQ("sv", middleware.state().config.language);
 }
 
-TEST_F(BoxTest, LeavesRequestsUnansweredWhenToldSo)
+TEST_F(MiddlewareTest, LeavesRequestsUnansweredWhenToldSo)
 {
-    box.setAnswering(false);
+    middleware.setAnswering(false);
     Connection client = connect();
     client.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
     EXPECT_EQ((std::vector<std::string>{"1 connected", "1 IPC_CONFIG_REQUEST"}), seen(2));
     EXPECT_TRUE(client.isSilentFor(Milliseconds(1)));
 }
 
-TEST_F(BoxTest, SaysWhoWasDropped)
+TEST_F(MiddlewareTest, SaysWhoWasDropped)
 {
     Connection client = connect();
     seen(1);
-    box.dropClients();
+    middleware.dropClients();
     EXPECT_EQ((std::vector<std::string>{"1 connected", "1 disconnected: dropped by the middleware"}), seen(2));
     EXPECT_TRUE(client.waitForClose());
-    EXPECT_TRUE(box.clients().empty());
+    EXPECT_TRUE(middleware.clients().empty());
 }
 
-TEST_F(BoxTest, KeepsForAClientWhatItDoesNotReadYet)
+TEST_F(MiddlewareTest, KeepsForAClientWhatItDoesNotReadYet)
 {
     Connection slow = connect();
     Connection quick = connect();
     seen(2);
     size_t const count = 20000; // more than the socket takes
     for (uint32_t i = 0; i < count; ++i) {
-        box.sendToAll(number(IPC_VOLUME, i));
+        middleware.sendToAll(number(IPC_VOLUME, i));
         if (i % 100 == 0) { // the quick one keeps up, whatever the slow one does
             EXPECT_EQ(number(IPC_VOLUME, i), quick.receive());
         } else {
@@ -104,11 +104,11 @@ TEST_F(BoxTest, KeepsForAClientWhatItDoesNotReadYet)
     EXPECT_TRUE(expected == received);
 }
 
-TEST_F(BoxTest, SendsBytesThatAreNoFrame)
+TEST_F(MiddlewareTest, SendsBytesThatAreNoFrame)
 {
     Connection client = connect();
     seen(1);
-    box.sendRaw({1, 2, 3});
+    middleware.sendRaw({1, 2, 3});
     EXPECT_EQ((std::vector<char>{1, 2, 3}), client.receiveBytes(3));
     EXPECT_EQ("1 raw bytes 010203", seen(2).back());
 }

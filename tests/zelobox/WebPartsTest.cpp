@@ -4,7 +4,7 @@
 
 #include "zelobox/web/EventStream.h"
 #include "zelobox/web/History.h"
-#include "zelobox/web/LoopCalls.h"
+#include "zelobox/web/LoopExecutor.h"
 
 using namespace zelobox;
 
@@ -78,10 +78,10 @@ TEST(EventStream, ClosesWhenThePageDoesNotRead)
     EXPECT_TRUE(stream.isClosed());
 }
 
-TEST(LoopCalls, AreCarriedOutOnTheLoopsThread)
+TEST(LoopExecutor, AreCarriedOutOnTheLoopsThread)
 {
     EventLoop loop;
-    LoopCalls calls(loop);
+    LoopExecutor calls(loop);
     bool done = false;
     std::thread::id where;
     std::thread caller([&] {
@@ -93,10 +93,10 @@ TEST(LoopCalls, AreCarriedOutOnTheLoopsThread)
     EXPECT_EQ(std::this_thread::get_id(), where);
 }
 
-TEST(LoopCalls, HandTheExceptionToTheCaller)
+TEST(LoopExecutor, HandTheExceptionToTheCaller)
 {
     EventLoop loop;
-    LoopCalls calls(loop);
+    LoopExecutor calls(loop);
     bool done = false;
     std::string problem;
     std::thread caller([&] {
@@ -112,14 +112,14 @@ TEST(LoopCalls, HandTheExceptionToTheCaller)
     EXPECT_EQ("what went wrong", problem);
 }
 
-TEST(LoopCalls, AreRefusedOnceTheLoopEnds)
+TEST(LoopExecutor, AreRefusedOnceTheLoopEnds)
 {
     EventLoop loop;
-    LoopCalls calls(loop);
-    std::thread waiting([&calls] { EXPECT_THROW(calls.call([] { return 1; }), LoopCalls::Closed); });
-    std::thread posting([&calls] { EXPECT_THROW(calls.call([] { return 1; }), LoopCalls::Closed); });
+    LoopExecutor calls(loop);
+    std::thread waiting([&calls] { EXPECT_THROW(calls.call([] { return 1; }), LoopExecutor::Closed); });
+    std::thread posting([&calls] { EXPECT_THROW(calls.call([] { return 1; }), LoopExecutor::Closed); });
     calls.close();
     waiting.join();
     posting.join();
-    EXPECT_THROW(calls.post([] {}), LoopCalls::Closed);
+    EXPECT_THROW(calls.post([] {}), LoopExecutor::Closed);
 }

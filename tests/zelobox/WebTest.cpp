@@ -68,7 +68,7 @@ TEST_F(Web, SendsToThoseWhoHaveSubscribedOrToAll)
     post("/api/send", R"({"frame":"IPC_MUTE","value":0,"unsubscribed":true})");
     EXPECT_EQ(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 7)), host.receive());
     EXPECT_EQ(zelobox::frameOf(IPCMessageUnsignedInt(IPC_MUTE, 0)), host.receive());
-    EXPECT_EQ(7, state()["box"]["volume"]);
+    EXPECT_EQ(7, state()["middleware"]["volume"]);
 }
 
 TEST_F(Web, SendsAConfigurationAndKeepsIt)
@@ -87,15 +87,15 @@ TEST_F(Web, SendsAConfigurationAndKeepsIt)
     EXPECT_EQ(640, received.displayWidth);
 }
 
-TEST_F(Web, MisbehavesUntilItIsToldToStop)
+TEST_F(Web, HasAFaultUntilItIsToldToStop)
 {
     zelobox::Connection host = program::subscribe(socket(), {IPC_BROWSER_CONFIG});
-    EXPECT_EQ(200, post("/api/misbehave", R"({"what":"silent"})").status);
-    EXPECT_EQ(R"(["silent"])", state()["misbehaviours"].dump());
+    EXPECT_EQ(200, post("/api/fault", R"({"what":"silent"})").status);
+    EXPECT_EQ(R"(["silent"])", state()["faults"].dump());
     host.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
     EXPECT_TRUE(host.isSilentFor(zelobox::Milliseconds(200)));
-    EXPECT_EQ(200, post("/api/misbehave", R"({"what":"none"})").status);
-    EXPECT_EQ("[]", state()["misbehaviours"].dump());
+    EXPECT_EQ(200, post("/api/fault", R"({"what":"none"})").status);
+    EXPECT_EQ("[]", state()["faults"].dump());
     host.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
     EXPECT_EQ(IPC_BROWSER_CONFIG, host.receive().type);
 }
@@ -107,7 +107,7 @@ TEST_F(Web, ShowsClientsWithWhatTheyHaveSubscribedTo)
     zelobox::Json const one = state()["clients"].at(0);
     EXPECT_EQ(1, one["id"]);
     EXPECT_EQ(R"(["IPC_REMOTE_KEY","IPC_VOLUME"])", one["allowed"].dump());
-    EXPECT_EQ(200, post("/api/misbehave", R"({"what":"drop"})").status);
+    EXPECT_EQ(200, post("/api/fault", R"({"what":"drop"})").status);
     EXPECT_TRUE(host.waitForClose());
     EXPECT_EQ("[]", state()["clients"].dump());
 }
@@ -144,8 +144,8 @@ TEST_F(Web, SaysWhatIsWrongWithARequest)
              Wrong{"POST", "/api/send", R"({"frame":"IPC_VOLUM"})", 400, "is no message"},
              Wrong{"POST", "/api/send", R"({"frame":"IPC_VOLUME"})", 400, "\\\"value\\\": is missing"},
              Wrong{"POST", "/api/config", R"({"macAddress":"1"})", 400, "expected a text like"},
-             Wrong{"POST", "/api/misbehave", R"({"what":"sulk"})", 400, "sulk"},
-             Wrong{"POST", "/api/misbehave", R"({"what":"die-on-vanish"})", 400, "die-on-vanish"},
+             Wrong{"POST", "/api/fault", R"({"what":"sulk"})", 400, "sulk"},
+             Wrong{"POST", "/api/fault", R"({"what":"die-on-vanish"})", 400, "die-on-vanish"},
              Wrong{"GET", "/api/trace?format=txt", "", 400, "expected jsonl or pcapng, found txt"},
              Wrong{"GET", "/api/key", "", 405, "/api/key takes POST, not GET"},
              Wrong{"DELETE", "/api/state", "", 405, "/api/state takes GET, not DELETE"},
@@ -208,7 +208,7 @@ TEST_F(Web, DoesNotTakeTheBodyOfARefusedRequestForTheNext)
     std::string const answers = exchange(request + hidden);
     EXPECT_THAT(answers, StartsWith("HTTP/1.1 403 "));
     EXPECT_THAT(answers, Not(HasSubstr("HTTP/1.1 200 ")));
-    EXPECT_EQ(0, state()["box"]["volume"]);
+    EXPECT_EQ(0, state()["middleware"]["volume"]);
 }
 
 TEST_F(Web, ListensOnTheLoopbackAddressOnly)

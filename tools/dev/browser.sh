@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# about: tests the desk box's page in a browser; --screenshots takes the pictures of the documentation instead
+# about: tests zelobox's page in a browser; --screenshots takes the pictures of the documentation instead
 
 packages() {
   needs_build

@@ -3,7 +3,7 @@
 
 packages() {
   needs_build
-  needs tshark "shows what Wireshark makes of the desk box's captures"
+  needs tshark "shows what Wireshark makes of zelobox's captures"
 }
 
 run() {

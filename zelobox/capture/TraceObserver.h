@@ -6,11 +6,11 @@
 #include <string>
 
 #include "zelobox/capture/TraceFile.h"
-#include "zelobox/middleware/Box.h"
+#include "zelobox/middleware/Middleware.h"
 
 namespace zelobox {
 
-class TraceObserver final : public Box::Observer {
+class TraceObserver final : public Middleware::Observer {
 public:
     /// @throw InputError
     explicit TraceObserver(std::string const& path) : writer(path) {}

@@ -1,7 +1,7 @@
 #include <sstream>
 
 #include "zelobox/check/Case.h"
-#include "zelobox/scenario/SampleHost.h"
+#include "zelobox/scenario/HostProcess.h"
 
 namespace zelobox {
 
@@ -52,7 +52,7 @@ private:
     std::ostringstream log;
     EventLoop loop;
     Timeline timeline;
-    SampleHost host;
+    HostProcess host;
 };
 
 } // namespace

@@ -168,7 +168,7 @@ void addCheckCommand(CLI::App& app, int& exitCode)
                     "  zelobox check\n"
                     "  zelobox check --case two-clients --case slow-reader --timeout 2\n"
                     "  zelobox check --wait 0 --junit check.xml\n"
-                    "  zelobox middleware --quiet --misbehave single-client & zelobox check");
+                    "  zelobox middleware --quiet --fault single-client & zelobox check");
     command->callback([options, &exitCode] { exitCode = options->list ? list(*options) : run(*options); });
 }
 

@@ -6,8 +6,8 @@
 #include "zelobox/base/StopSignals.h"
 #include "zelobox/commands/Commands.h"
 #include "zelobox/commands/HostOptions.h"
+#include "zelobox/scenario/HostProcess.h"
 #include "zelobox/scenario/Player.h"
-#include "zelobox/scenario/SampleHost.h"
 
 namespace zelobox {
 
@@ -22,11 +22,11 @@ void play(Scenario const& scenario, Options const& options, Timeline& timeline)
 {
     EventLoop loop;
     StopSignals const signals(loop, [] { throw Interrupted(); });
-    Box box(loop, defaultSocketPath, scenario.config);
-    box.addObserver(timeline);
+    Middleware middleware(loop, defaultSocketPath, scenario.config);
+    middleware.addObserver(timeline);
     timeline.line("middleware", std::string("listens on ") + defaultSocketPath);
-    SampleHost host(loop, timeline, options.host.arguments());
-    Player(loop, box, host, timeline).play(scenario);
+    HostProcess host(loop, timeline, options.host.arguments());
+    Player(loop, middleware, host, timeline).play(scenario);
 }
 
 int run(Options const& options)

@@ -7,7 +7,7 @@
 #include "zelobox/base/LineReader.h"
 #include "zelobox/base/StopSignals.h"
 #include "zelobox/commands/Commands.h"
-#include "zelobox/host/Container.h"
+#include "zelobox/host/Host.h"
 #include "zelobox/host/LineEditor.h"
 
 namespace zelobox {
@@ -77,13 +77,13 @@ int run(Options const& options)
     HostLibrary library(options.support.empty() ? defaultLibrary("libzelostb.so") : options.support,
                         options.library.empty() ? defaultLibrary("libzelocobalt.so") : options.library);
     HostOutput output(options.json);
-    Container* running = nullptr;
+    Host* running = nullptr;
     Commands commands(loop, [&running](std::string const& line) { return running->carryOut(line); });
     if (commands.redrawDescriptor() >= 0) {
         output.setRedraw(commands.redrawDescriptor());
         setenv("ZELOSTB_LOG_REDRAW", std::to_string(commands.redrawDescriptor()).c_str(), 1);
     }
-    Container container(library, output);
+    Host container(library, output);
     running = &container;
     if (!options.noStart) {
         container.carryOut("start");
@@ -95,7 +95,7 @@ int run(Options const& options)
 std::string commandList()
 {
     std::string list;
-    for (Container::Command const& command : Container::commands()) {
+    for (Host::Command const& command : Host::commands()) {
         std::string words = std::string(command.name) + " " + command.arguments;
         words.resize(std::max<size_t>(words.size(), 24), ' ');
         list += "  " + words + " " + command.help + "\n";

@@ -8,9 +8,9 @@
 #include "zelobox/capture/TraceObserver.h"
 #include "zelobox/commands/Commands.h"
 #include "zelobox/middleware/Timeline.h"
-#include "zelobox/protocol/BoxConfig.h"
-#include "zelobox/scenario/DistantHost.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/scenario/Player.h"
+#include "zelobox/scenario/RemoteHost.h"
 #include "zelobox/web/WebPage.h"
 
 namespace zelobox {
@@ -22,7 +22,7 @@ struct Options {
     std::string socket = defaultSocketPath;
     std::string scenario;
     std::string trace;
-    std::vector<std::string> misbehaviours;
+    std::vector<std::string> faultModes;
     bool quiet = false;
     bool input = false;
     bool unsubscribed = false;
@@ -30,10 +30,10 @@ struct Options {
     std::optional<uint16_t> port; // of the page
 };
 
-std::string misbehaviourList()
+std::string faultModeList()
 {
     std::string list;
-    for (MisbehaviourInfo const& info : misbehaviourTable()) {
+    for (FaultModeInfo const& info : faultModeTable()) {
         std::string name = info.name;
         name.resize(std::max<size_t>(name.size(), 21), ' ');
         list += "  " + name + (info.lasts ? "   " : " * ") + info.help + "\n";
@@ -42,9 +42,9 @@ std::string misbehaviourList()
 }
 
 /// @return what is wrong with @p name
-std::string checkMisbehaviour(std::string const& name)
+std::string checkFaultMode(std::string const& name)
 {
-    return findMisbehaviour(name) != nullptr ? "" : "\"" + name + "\" is none of: " + misbehaviourNames();
+    return findFaultMode(name) != nullptr ? "" : "\"" + name + "\" is none of: " + faultModeNames();
 }
 
 /// A middleware in the foreground, until Ctrl-C or the end of its scenario.
@@ -53,18 +53,18 @@ public:
     explicit Foreground(Options const& commandLine)
         : options(commandLine), timeline(std::cout, isatty(STDOUT_FILENO) != 0), host(timeline),
           scenario(options.scenario.empty() ? Scenario() : loadScenario(options.scenario)),
-          signals(loop, [] { throw Interrupted(); }), box(loop, options.socket, configuration()),
-          player(loop, box, host, timeline)
+          signals(loop, [] { throw Interrupted(); }), middleware(loop, options.socket, configuration()),
+          player(loop, middleware, host, timeline)
     {
         if (!options.quiet) {
-            box.addObserver(timeline);
+            middleware.addObserver(timeline);
         }
         if (!options.trace.empty()) {
             trace = std::make_unique<TraceObserver>(options.trace);
-            box.addObserver(*trace);
+            middleware.addObserver(*trace);
         }
-        for (std::string const& name : options.misbehaviours) {
-            box.misbehaveAlways(findMisbehaviour(name)->what);
+        for (std::string const& name : options.faultModes) {
+            middleware.applyAlways(findFaultMode(name)->what);
         }
         if (options.unsubscribed) {
             player.sendToEveryone();
@@ -75,7 +75,7 @@ public:
     {
         timeline.line("middleware", "listens on " + options.socket + "; Ctrl-C ends it");
         if (options.port) {
-            page = std::make_unique<WebPage>(loop, box, *options.port, options.socket);
+            page = std::make_unique<WebPage>(loop, middleware, *options.port, options.socket);
             timeline.line("middleware", "has its page at " + page->address());
         }
         try {
@@ -85,7 +85,7 @@ public:
             play();
             return Succeeded;
         } catch (Interrupted const&) {
-            timeline.line("middleware", "ends; its state was " + lineOf(jsonOf(box.state())));
+            timeline.line("middleware", "ends; its state was " + lineOf(jsonOf(middleware.state())));
             return options.scenario.empty() ? Succeeded : WasInterrupted;
         } catch (StepFailure const& failure) {
             timeline.line("scenario", "failed");
@@ -125,8 +125,8 @@ private:
         std::string const where = "input line " + std::to_string(number);
         try {
             Step const step = readStep(line, where, number);
-            if (step.kind != Step::Kind::Send && step.kind != Step::Kind::Misbehave && step.kind != Step::Kind::Say) {
-                throw InputError(where + ": only say, send and misbehave are for the input");
+            if (step.kind != Step::Kind::Send && step.kind != Step::Kind::Fault && step.kind != Step::Kind::Say) {
+                throw InputError(where + ": only say, send and fault are for the input");
             }
             player.carryOutAlone(step);
         } catch (InputError const& error) {
@@ -147,10 +147,10 @@ private:
     Options const& options;
     EventLoop loop;
     Timeline timeline;
-    DistantHost host;
+    RemoteHost host;
     Scenario const scenario;
     StopSignals const signals;
-    Box box;
+    Middleware middleware;
     Player player;
     std::unique_ptr<TraceObserver> trace;
     std::unique_ptr<WebPage> page;
@@ -177,15 +177,15 @@ void addMiddlewareCommand(CLI::App& app, int& exitCode)
         ->type_name("SECONDS")
         ->capture_default_str();
     command->add_flag("--quiet", options->quiet, "do not print the frames");
-    command->add_flag("--input", options->input, "take steps (say, send, misbehave) from the standard input")
+    command->add_flag("--input", options->input, "take steps (say, send, fault) from the standard input")
         ->excludes(scenario);
     command->add_flag("--unsubscribed", options->unsubscribed, "send also what a client has not subscribed to");
     command->add_option("--trace", options->trace, "write all traffic to a file; pcapng if its name ends so")
         ->type_name("FILE");
-    command->add_option("--misbehave", options->misbehaviours, "what to do wrong, may be given again")
+    command->add_option("--fault", options->faultModes, "what to do wrong, may be given again")
         ->type_name("WHAT")
         ->allow_extra_args(false)
-        ->check(CLI::Validator(checkMisbehaviour, ""));
+        ->check(CLI::Validator(checkFaultMode, ""));
     command->footer(
         "Answers configuration requests and prints all frames, decoded, until Ctrl-C.\n"
         "With a scenario it ends when that does, as \"zelobox demo\" does, but the host is yours: it prints\n"
@@ -196,13 +196,13 @@ void addMiddlewareCommand(CLI::App& app, int& exitCode)
         "\n"
         "What it can do wrong, from the start or, marked *, on each connection after each answer to a\n"
         "configuration request:\n" +
-        misbehaviourList() +
+        faultModeList() +
         "Examples:\n"
         "  zelobox middleware\n"
-        "  zelobox middleware --config box.json\n"
+        "  zelobox middleware --config middleware.json\n"
         "  zelobox middleware --scenario film --trace film.pcapng\n"
         "  echo '{\"send\":{\"frame\":\"IPC_VOLUME\",\"value\":30}}' | zelobox middleware --input --unsubscribed\n"
-        "  zelobox middleware --misbehave slow --misbehave garbage\n"
+        "  zelobox middleware --fault slow --fault garbage\n"
         "  zelobox middleware --socket /tmp/other_messenger");
     command->callback([options, &exitCode] { exitCode = Foreground(*options).run(); });
 }
@@ -221,7 +221,7 @@ void addServeCommand(CLI::App& app, int& exitCode)
     command->footer("The page and its interface for scripts answer this machine only. Until Ctrl-C.\n"
                     "Examples:\n"
                     "  zelobox serve\n"
-                    "  zelobox serve --port 0 --config box.json\n"
+                    "  zelobox serve --port 0 --config middleware.json\n"
                     "  curl -d '{\"key\":\"Return\"}' http://localhost:8420/api/key");
     command->callback([options, &exitCode] { exitCode = Foreground(*options).run(); });
 }

@@ -91,7 +91,7 @@ void addProxyCommand(CLI::App& app, int& exitCode)
                     "side closes, so does the other; a library that finds no middleware is closed and tries again.\n"
                     "On a box whose middleware has the libraries' socket, move that out of the way and back again:\n"
                     "  mv /tmp/zelo_messenger /tmp/middleware\n"
-                    "  zelobox proxy --connect /tmp/middleware --trace box.pcapng\n"
+                    "  zelobox proxy --connect /tmp/middleware --trace middleware.pcapng\n"
                     "  mv /tmp/middleware /tmp/zelo_messenger\n"
                     "Connections that are there already are not affected; restart the application.\n"
                     "Examples:\n"

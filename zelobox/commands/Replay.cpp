@@ -124,7 +124,7 @@ void addReplayCommand(CLI::App& app, int& exitCode)
         "drive the host as it was driven then, or leave these messages out with \"--ignore host\".\n"
         "The end of the last connection need not come.\n"
         "Examples:\n"
-        "  zelobox replay box.pcapng\n"
+        "  zelobox replay middleware.pcapng\n"
         "  zelobox replay trace.jsonl --fast --ignore host\n"
         "  zelobox replay trace.jsonl --tolerance 1 --wait 30 --ignore IPC_CLIENT_STATE");
     command->callback([options, &exitCode] { exitCode = run(*options); });

@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "zelobox/host/Container.h"
+#include "zelobox/host/Host.h"
 
 namespace zelobox {
 
@@ -50,7 +50,7 @@ char* nextCandidate(char const* start, int again)
     static std::vector<std::string> candidates;
     static size_t next = 0;
     if (again == 0) {
-        candidates = Container::completions(rl_line_buffer, start);
+        candidates = Host::completions(rl_line_buffer, start);
         next = 0;
     }
     return next < candidates.size() ? strdup(candidates[next++].c_str()) : nullptr;

@@ -66,12 +66,12 @@ std::vector<ClientId> Server::clients() const
     return ids;
 }
 
-void Server::setManners(Manners const& next)
+void Server::setFaults(Faults const& next)
 {
-    manners = next;
-    if (manners.isSlow && !ticker.isRunning()) {
+    faults = next;
+    if (faults.isSlow && !ticker.isRunning()) {
         ticker.start(slowPause, [this] { sendByteToEach(); });
-    } else if (!manners.isSlow) {
+    } else if (!faults.isSlow) {
         ticker.stop();
     }
     for (ClientId const id : clients()) {
@@ -83,14 +83,14 @@ void Server::setManners(Manners const& next)
 void Server::accept()
 {
     Descriptor socket(accept4(listener.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-    if (!manners.stalls) {
+    if (!faults.stalls) {
         // A client that closes one connection and makes another has done so in this order.
         for (ClientId const id : clients()) {
             for (int i = 0; i < mostReads && receive(id); ++i) {
             }
         }
     }
-    bool const hasRoom = connections.size() < manners.mostClients && lastId < manners.lastClient;
+    bool const hasRoom = connections.size() < faults.mostClients && lastId < faults.lastClient;
     if (!socket || !hasRoom) {
         return; // the client has gone again, or must
     }
@@ -103,7 +103,7 @@ void Server::accept()
 void Server::watch(ClientId id)
 {
     int const fd = connections.at(id).socket.get();
-    if (manners.stalls) {
+    if (faults.stalls) {
         loop.forget(fd);
     } else {
         loop.watch(fd, [this, id] { receive(id); });
@@ -124,7 +124,7 @@ bool Server::receive(ClientId id)
         deliver(id);
     } else if (count == 0) {
         bool const isWhole = client.reader.pending() == 0;
-        if (!isWhole && manners.diesOnVanish) {
+        if (!isWhole && faults.diesOnVanish) {
             throw Died("a client has gone in the middle of a frame");
         }
         lose(id, isWhole ? "closed by the client" : "closed by the client in the middle of a frame");
@@ -146,7 +146,7 @@ void Server::deliver(ClientId id)
             handler.onFrame(id, *frame);
         }
     } catch (PeerError const& error) {
-        if (manners.diesOnGarbage) {
+        if (faults.diesOnGarbage) {
             throw Died(error.what());
         }
         lose(id, error.what());
@@ -155,10 +155,10 @@ void Server::deliver(ClientId id)
 
 void Server::noticeIncomplete(ClientId id, FrameReader const& reader)
 {
-    if (manners.diesOnLie && reader.announced() > endurableLength) {
+    if (faults.diesOnLie && reader.announced() > endurableLength) {
         throw Died("a client has announced a frame of " + std::to_string(reader.announced()) + " bytes");
     }
-    if (manners.wantsWholeFrames && reader.pending() != 0) {
+    if (faults.wantsWholeFrames && reader.pending() != 0) {
         lose(id, "a frame did not come at once");
     }
 }
@@ -166,10 +166,10 @@ void Server::noticeIncomplete(ClientId id, FrameReader const& reader)
 void Server::flush(ClientId id)
 {
     Client& client = connections.at(id);
-    if (manners.stalls || manners.isSlow) {
+    if (faults.stalls || faults.isSlow) {
         return; // later, or by the ticker
     }
-    size_t const most = manners.splits ? 1 : SIZE_MAX;
+    size_t const most = faults.splits ? 1 : SIZE_MAX;
     while (!client.unsent.empty() && sendSome(client, most)) {
     }
     // A client that is gone is noticed by the next receive.
@@ -184,7 +184,7 @@ bool Server::sendSome(Client& client, size_t most)
 {
     size_t const size = std::min(client.unsent.size(), most);
     ssize_t count = ::send(client.socket.get(), client.unsent.data(), size, MSG_NOSIGNAL);
-    if (count < 0 && errno == EAGAIN && manners.blocks) {
+    if (count < 0 && errno == EAGAIN && faults.blocks) {
         pollfd entry = {client.socket.get(), POLLOUT, 0};
         return poll(&entry, 1, blockedMs) > 0;
     }
@@ -198,7 +198,7 @@ bool Server::sendSome(Client& client, size_t most)
 void Server::sendByteToEach()
 {
     for (auto& connection : connections) {
-        if (!manners.stalls && !connection.second.unsent.empty()) {
+        if (!faults.stalls && !connection.second.unsent.empty()) {
             sendSome(connection.second, 1);
         }
     }

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/base/Ticker.h"
+#include "zelobox/base/PeriodicTimer.h"
 #include "zelobox/protocol/FrameReader.h"
 #include "zelobox/protocol/Peer.h"
 
@@ -26,7 +26,7 @@ using ClientId = unsigned;
 class Server {
 public:
     /// How clients are treated; well by default.
-    struct Manners {
+    struct Faults {
         bool stalls = false; ///< neither reads nor sends
         bool isSlow = false; ///< a byte every 5 ms
         bool splits = false; ///< every byte in a write of its own
@@ -39,7 +39,7 @@ public:
         ClientId lastClient = UINT_MAX;
     };
 
-    /// Thrown out of a turn of the loop by a server whose manners are to die.
+    /// Thrown out of a turn of the loop by a server whose faults are to die.
     class Died : public std::runtime_error {
     public:
         using std::runtime_error::runtime_error;
@@ -69,7 +69,7 @@ public:
     void disconnect(ClientId id);
     std::vector<ClientId> clients() const;
 
-    void setManners(Manners const& next);
+    void setFaults(Faults const& next);
 
 private:
     struct Client {
@@ -95,8 +95,8 @@ private:
     Listener listener;
     std::map<ClientId, Client> connections;
     ClientId lastId = 0;
-    Manners manners;
-    Ticker ticker; ///< of a slow server
+    Faults faults;
+    PeriodicTimer ticker; ///< of a slow server
 };
 
 } // namespace zelobox

@@ -7,12 +7,12 @@
 #include <ostream>
 #include <string>
 
-#include "zelobox/middleware/Box.h"
+#include "zelobox/middleware/Middleware.h"
 
 namespace zelobox {
 
 /// Prints a line for everything that it sees; the times begin with the first line.
-class Timeline final : public Box::Observer {
+class Timeline final : public Middleware::Observer {
 public:
     /// @param coloured  for a terminal
     Timeline(std::ostream& target, bool coloured) : stream(target), colours(coloured) {}

@@ -1,7 +1,7 @@
 #include "zelobox/protocol/FrameJson.h"
 
 #include "cobalt/ZeloCobalt.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
 #include "zelobox/protocol/PayloadLayout.h"

@@ -5,7 +5,7 @@
 #include "src/common/ByteReader.h"
 #include "src/common/ByteWriter.h"
 #include "src/ipc/IPCMessage.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 
 namespace zelobox {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "zelobox/middleware/Misbehaviour.h"
+#include "zelobox/middleware/FaultModes.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/MessageTable.h"
 
@@ -52,7 +52,7 @@ std::string describe(Step const& step)
     case Step::Kind::Call:
         return "call " + step.text;
     case Step::Kind::Say:
-    case Step::Kind::Misbehave:
+    case Step::Kind::Fault:
         break;
     }
     return step.text;
@@ -60,10 +60,10 @@ std::string describe(Step const& step)
 
 } // namespace
 
-Player::Player(EventLoop& eventLoop, Box& middleware, HostSide& hostSide, Timeline& timeline)
-    : loop(eventLoop), box(middleware), host(hostSide), shown(timeline)
+Player::Player(EventLoop& eventLoop, Middleware& middleware, ScenarioHost& hostSide, Timeline& timeline)
+    : loop(eventLoop), middleware(middleware), host(hostSide), shown(timeline)
 {
-    box.addObserver(*this);
+    middleware.addObserver(*this);
 }
 
 void Player::play(Scenario const& scenario)
@@ -71,7 +71,7 @@ void Player::play(Scenario const& scenario)
     current = &scenario;
     bool const isLimited = patience == Milliseconds(0);
     limit = isLimited ? EventLoop::Clock::now() + Milliseconds(scenario.limitMs) : Time::max();
-    box.setAnswering(scenario.answering);
+    middleware.setAnswering(scenario.answering);
     for (Step const& step : scenario.steps) {
         carryOut(step);
     }
@@ -103,16 +103,16 @@ void Player::carryOut(Step const& step)
     case Step::Kind::Wait:
         loop.run(within(Milliseconds(step.ms)), [] { return false; });
         return;
-    case Step::Kind::Misbehave:
-        return box.misbehave(findMisbehaviour(step.text)->what);
+    case Step::Kind::Fault:
+        return middleware.apply(findFaultMode(step.text)->what);
     }
 }
 
 void Player::send(Step const& step)
 {
     JsonFields fields(step.body, "send");
-    Frame const frame = frameFrom(fields, box.state().config);
-    size_t const receivers = step.everyone || sendsToAll ? box.sendToAll(frame) : box.send(frame);
+    Frame const frame = frameFrom(fields, middleware.state().config);
+    size_t const receivers = step.everyone || sendsToAll ? middleware.sendToAll(frame) : middleware.send(frame);
     if (receivers == 0) {
         fail(step, "a client that has subscribed to " + messageName(frame.type), "none", false);
     }
@@ -165,7 +165,8 @@ void Player::finish()
     if (!host.finish()) {
         return;
     }
-    if (!loop.run(within(Milliseconds(hostEndMs)), [this] { return host.hasEnded() && box.clients().empty(); })) {
+    if (!loop.run(within(Milliseconds(hostEndMs)),
+                  [this] { return host.hasEnded() && middleware.clients().empty(); })) {
         fail(last, "the host ends", "it still runs", true);
     }
     if (host.exitStatus() != 0) {

@@ -6,10 +6,10 @@
 #include <deque>
 #include <stdexcept>
 
-#include "zelobox/middleware/Box.h"
+#include "zelobox/middleware/Middleware.h"
 #include "zelobox/middleware/Timeline.h"
-#include "zelobox/scenario/HostSide.h"
 #include "zelobox/scenario/Scenario.h"
+#include "zelobox/scenario/ScenarioHost.h"
 
 namespace zelobox {
 
@@ -30,9 +30,9 @@ public:
 ///
 /// What comes from the socket, the callbacks, and the answers to calls are three separate rows, each of which must come
 /// exactly as expected; nothing may be left over.
-class Player final : public Box::Observer {
+class Player final : public Middleware::Observer {
 public:
-    Player(EventLoop& eventLoop, Box& middleware, HostSide& hostSide, Timeline& timeline);
+    Player(EventLoop& eventLoop, Middleware& middleware, ScenarioHost& hostSide, Timeline& timeline);
 
     /// @throw StepFailure
     void play(Scenario const& scenario);
@@ -42,7 +42,7 @@ public:
     /// Sends frames to everyone, subscribed or not.
     void sendToEveryone() { sendsToAll = true; }
 
-    /// Carries out a step that needs no scenario around it: Say, Send or Misbehave.
+    /// Carries out a step that needs no scenario around it: Say, Send or Fault.
     void carryOutAlone(Step const& step);
 
     void onTraffic(TraceRecord const& record) override;
@@ -63,8 +63,8 @@ private:
     [[noreturn]] void fail(Step const& step, std::string const& expected, std::string const& actual, bool timedOut);
 
     EventLoop& loop;
-    Box& box;
-    HostSide& host;
+    Middleware& middleware;
+    ScenarioHost& host;
     Timeline& shown;
     std::deque<Json> traffic; ///< {"frame":"IPC_VOLUME",...}, {"connection":"connected"}
     Scenario const* current = nullptr;

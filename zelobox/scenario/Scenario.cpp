@@ -3,8 +3,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "zelobox/middleware/Misbehaviour.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/middleware/FaultModes.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/MessageTable.h"
 #include "zelobox/scenario/Embedded.h"
@@ -53,11 +53,11 @@ void readExpect(JsonFields& fields, Step& step)
     }
 }
 
-void readMisbehave(JsonFields& fields, Step& step)
+void readFault(JsonFields& fields, Step& step)
 {
-    step.text = fields.text("misbehave");
-    if (findMisbehaviour(step.text) == nullptr) {
-        fields.fail("misbehave", "expected one of " + misbehaviourNames() + "; found \"" + step.text + "\"");
+    step.text = fields.text("fault");
+    if (findFaultMode(step.text) == nullptr) {
+        fields.fail("fault", "expected one of " + faultModeNames() + "; found \"" + step.text + "\"");
     }
 }
 
@@ -75,7 +75,7 @@ StepForm const stepForms[] = {
     {"expect", Step::Kind::Expect, readExpect},
     {"quiet", Step::Kind::Quiet, [](JsonFields& fields, Step& step) { step.ms = milliseconds(fields, "quiet"); }},
     {"wait", Step::Kind::Wait, [](JsonFields& fields, Step& step) { step.ms = milliseconds(fields, "wait"); }},
-    {"misbehave", Step::Kind::Misbehave, readMisbehave},
+    {"fault", Step::Kind::Fault, readFault},
 };
 
 Step stepFrom(JsonFields& fields, unsigned line)

@@ -16,7 +16,7 @@
 ///     {"expect":{"result":"volume","volume":30}}         the next answer to a call; "within" milliseconds for each
 ///     {"quiet":200}                                      nothing happens for so many milliseconds
 ///     {"wait":100}
-///     {"misbehave":"drop"}                               one of misbehaviourTable(); "none" ends those that last
+///     {"fault":"drop"}                               one of faultModeTable(); "none" ends those that last
 ///
 /// Blank lines and lines that begin with # are passed over.
 #ifndef ZELO_ZELOBOX_SCENARIO_H
@@ -32,11 +32,11 @@
 namespace zelobox {
 
 struct Step {
-    enum class Kind { Say, Call, Send, Expect, Quiet, Wait, Misbehave };
+    enum class Kind { Say, Call, Send, Expect, Quiet, Wait, Fault };
 
     Kind kind;
     unsigned line;
-    std::string text;      ///< of Say, Call and Misbehave
+    std::string text;      ///< of Say, Call and Fault
     Json body;             ///< of Send and Expect
     unsigned ms = 0;       ///< of Expect, Quiet and Wait
     bool everyone = false; ///< of Send

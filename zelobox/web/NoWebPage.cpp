@@ -8,7 +8,7 @@ namespace zelobox {
 
 class WebPage::Impl {};
 
-WebPage::WebPage(EventLoop&, Box&, uint16_t, std::string const&)
+WebPage::WebPage(EventLoop&, Middleware&, uint16_t, std::string const&)
 {
     throw InputError("this zelobox was built without its page, for want of cpp-httplib");
 }

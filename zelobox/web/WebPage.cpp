@@ -6,7 +6,7 @@
 #include <atomic>
 #include <thread>
 
-#include "zelobox/web/Desk.h"
+#include "zelobox/web/PageApi.h"
 #include "zelobox/web/PageFiles.h"
 
 namespace zelobox {
@@ -14,7 +14,7 @@ namespace zelobox {
 namespace {
 
 char const loopback[] = "127.0.0.1";
-size_t const workers = Desk::mostStreams + 8;
+size_t const workers = PageApi::mostStreams + 8;
 size_t const longestBody = 1 << 20;
 Milliseconds const heartbeat(15000); // a page that has gone is noticed by writing to it
 
@@ -41,7 +41,7 @@ std::string foreignness(httplib::Request const& request)
     return "";
 }
 
-void give(DeskAnswer const& answer, httplib::Response& response)
+void give(PageAnswer const& answer, httplib::Response& response)
 {
     response.status = answer.status;
     response.set_content(answer.body, answer.type);
@@ -53,9 +53,9 @@ void give(DeskAnswer const& answer, httplib::Response& response)
     }
 }
 
-DeskRequest deskRequest(httplib::Request const& request)
+PageRequest deskRequest(httplib::Request const& request)
 {
-    DeskRequest made;
+    PageRequest made;
     made.method = request.method == "HEAD" ? "GET" : request.method;
     made.path = request.path;
     made.query = {request.params.begin(), request.params.end()};
@@ -74,8 +74,8 @@ void setSocketOptions(int socket)
 
 class WebPage::Impl {
 public:
-    Impl(EventLoop& loop, Box& box, uint16_t wantedPort, std::string const& socketPath)
-        : calls(loop), desk(box, calls, socketPath)
+    Impl(EventLoop& loop, Middleware& middleware, uint16_t wantedPort, std::string const& socketPath)
+        : calls(loop), api(middleware, calls, socketPath)
     {
         configure();
         route();
@@ -93,7 +93,7 @@ public:
 
     ~Impl()
     {
-        desk.closeStreams();
+        api.closeStreams();
         calls.close();
         // A server that is stopped before it listens would listen all the same.
         while (!server.is_running() && !hasEnded) {
@@ -164,8 +164,8 @@ private:
     void answer(Request const& request, Response& response)
     {
         try {
-            give(calls.call([this, made = deskRequest(request)] { return desk.answer(made); }), response);
-        } catch (LoopCalls::Closed const& closed) {
+            give(calls.call([this, made = deskRequest(request)] { return api.answer(made); }), response);
+        } catch (LoopExecutor::Closed const& closed) {
             give(errorAnswer(503, closed.what()), response);
         }
     }
@@ -176,8 +176,8 @@ private:
         std::shared_ptr<EventStream> events;
         try {
             std::string const known = request.get_header_value("Last-Event-ID");
-            events = calls.call([this, known] { return desk.openStream(known); });
-        } catch (LoopCalls::Closed const& closed) {
+            events = calls.call([this, known] { return api.openStream(known); });
+        } catch (LoopExecutor::Closed const& closed) {
             return give(errorAnswer(503, closed.what()), response);
         }
         if (!events) {
@@ -197,16 +197,16 @@ private:
             [events](bool) { events->close(); });
     }
 
-    LoopCalls calls;
-    Desk desk;
+    LoopExecutor calls;
+    PageApi api;
     httplib::Server server;
     int port = 0; // constant after construction
     std::atomic<bool> hasEnded{false};
     std::thread thread;
 };
 
-WebPage::WebPage(EventLoop& loop, Box& box, uint16_t port, std::string const& socketPath)
-    : impl(std::make_unique<Impl>(loop, box, port, socketPath))
+WebPage::WebPage(EventLoop& loop, Middleware& middleware, uint16_t port, std::string const& socketPath)
+    : impl(std::make_unique<Impl>(loop, middleware, port, socketPath))
 {
 }
 

@@ -2,14 +2,14 @@
 /// A page for the browser that shows the middleware and drives it.
 ///
 ///     thread    started by    owns                                        may block in
-///     loop      the program   Box, Desk with its history and streams      poll
+///     loop      the program   Middleware, PageApi with its history and streams      poll
 ///     web       WebPage       the listening socket                        accept
 ///     worker    httplib       one connection each, of at most 24          a turn of the loop, an EventStream, the
 ///     socket
 ///
-/// A worker never touches the box: it hands a request over by LoopCalls and waits for the answer. An open page keeps
-/// one worker, which writes out what the loop pushes into its EventStream. LoopCalls and EventStream have a lock each;
-/// neither is held while anything else happens.
+/// A worker never touches the middleware: it hands a request over by LoopExecutor and waits for the answer. An open
+/// page keeps one worker, which writes out what the loop pushes into its EventStream. LoopExecutor and EventStream have
+/// a lock each; neither is held while anything else happens.
 #ifndef ZELO_ZELOBOX_WEBPAGE_H
 #define ZELO_ZELOBOX_WEBPAGE_H
 
@@ -17,7 +17,7 @@
 #include <memory>
 #include <string>
 
-#include "zelobox/middleware/Box.h"
+#include "zelobox/middleware/Middleware.h"
 
 namespace zelobox {
 
@@ -27,11 +27,11 @@ public:
     static constexpr uint16_t defaultPort = 8420;
 
     /// @param loop  must live longer
-    /// @param box  must live longer, and take no more turns once the page has gone
+    /// @param middleware  must live longer, and take no more turns once the page has gone
     /// @param port  0 for one that is free
-    /// @param socketPath  where the box listens, for people
+    /// @param socketPath  where the middleware listens, for people
     /// @throw InputError when the port cannot be had, or this program was built without the page
-    WebPage(EventLoop& loop, Box& box, uint16_t port, std::string const& socketPath);
+    WebPage(EventLoop& loop, Middleware& middleware, uint16_t port, std::string const& socketPath);
     ~WebPage();
     WebPage(WebPage const&) = delete;
     WebPage& operator=(WebPage const&) = delete;

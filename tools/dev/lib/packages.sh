@@ -16,13 +16,13 @@ needs_build() {
   needs cmake "configures the build"
   needs ninja-build "runs the build"
   needs googletest "the tests' framework, built from its sources"
-  needs libcli11-dev "the desk box's command line"
+  needs libcli11-dev "zelobox's command line"
   needs libedit-dev "the prompt of the sample host"
   needs python3-jsonschema "checks the scenarios against their schema"
   needs libxml2-utils "reads a report in a test"
-  needs libcpp-httplib-dev "the desk box's page"
+  needs libcpp-httplib-dev "zelobox's page"
   needs pkgconf "finds that"
-  needs nlohmann-json3-dev "the desk box's files and the test vectors"
+  needs nlohmann-json3-dev "zelobox's files and the test vectors"
   needs python3 "runs the tests of the scripts"
 }
 

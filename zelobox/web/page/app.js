@@ -1,12 +1,12 @@
 // Puts the page together.
-import { get, listen } from './box.js';
+import { get, listen } from './middleware.js';
 import { addRecord, startFrames } from './frames.js';
 import { startRemote } from './remote.js';
-import { showClients, showConfig, showMisbehaviours, startSettings } from './settings.js';
+import { showClients, showConfig, showFaultModes, startSettings } from './settings.js';
 import { showTelevision, startTelevision } from './television.js';
 
 const link = document.getElementById('link');
-let misbehaviours = [];
+let faultModes = [];
 let instance;
 let lastSerial = 0;
 
@@ -23,17 +23,17 @@ function showState(state) {
   showLink(count ? 'up' : 'waiting', count ? `${count} client${count === 1 ? '' : 's'} connected` : 'Waiting for a host');
   document.getElementById('socket').textContent = state.socket;
   document.getElementById('version').textContent = `zelobox ${state.version}`;
-  showTelevision(state.box);
+  showTelevision(state.middleware);
   showClients(state.clients);
-  showConfig(state.box.config);
-  showMisbehaviours(misbehaviours, state.misbehaviours);
+  showConfig(state.middleware.config);
+  showFaultModes(faultModes, state.faults);
 }
 
 async function start() {
   document.getElementById('port').textContent = location.port;
   startFrames();
   startTelevision((problem) => showLink('lost', problem));
-  misbehaviours = await get('/api/misbehaviours');
+  faultModes = await get('/api/faults');
   await Promise.all([startRemote(), startSettings()]);
   listen({
     onState: showState,

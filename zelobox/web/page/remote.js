@@ -1,5 +1,5 @@
 // The remote control.
-import { get, post, receiversText } from './box.js';
+import { get, post, receiversText } from './middleware.js';
 import { captureKeyboard, showMapping } from './keyboard.js';
 
 const display = document.getElementById('pressed');

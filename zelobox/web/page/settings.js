@@ -1,5 +1,5 @@
-// Clients, configuration, misbehaviour, any message.
-import { get, post, receiversText } from './box.js';
+// Clients, configuration, fault mode, any message.
+import { get, post, receiversText } from './middleware.js';
 
 const byId = (id) => document.getElementById(id);
 
@@ -99,7 +99,7 @@ function editedConfig(form) {
   return config;
 }
 
-export function showMisbehaviours(available, lasting) {
+export function showFaultModes(available, lasting) {
   const bad = byId('bad');
   if (bad.childElementCount === 0) {
     bad.append(...available.map(({ name, help, lasts }) => {
@@ -154,7 +154,7 @@ export async function startSettings() {
     const what = event.target.closest('[data-what]')?.dataset.what;
     if (what) {
       say(byId('bad-note'), async () => {
-        await post('/api/misbehave', { what });
+        await post('/api/fault', { what });
         return `Done: ${event.target.title}`;
       });
     }

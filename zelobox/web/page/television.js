@@ -1,5 +1,5 @@
 // The screen: what the box shows, and the sound.
-import { post } from './box.js';
+import { post } from './middleware.js';
 
 const byId = (id) => document.getElementById(id);
 const screen = byId('screen');

@@ -1,9 +1,9 @@
-#include "zelobox/host/Container.h"
+#include "zelobox/host/Host.h"
 
 #include <algorithm>
 #include <sstream>
 
-#include "zelobox/base/Similar.h"
+#include "zelobox/base/EditDistance.h"
 #include "zelobox/protocol/KeyNames.h"
 
 namespace zelobox {
@@ -45,10 +45,10 @@ void onVolumeChanged()
 Words const envNames = {"storage", "firmware", "device", "reserved", "language"};
 
 /// @throw InputError
-Container::Command const& find(std::string const& name)
+Host::Command const& find(std::string const& name)
 {
     Words names = {"quit"};
-    for (Container::Command const& command : Container::commands()) {
+    for (Host::Command const& command : Host::commands()) {
         if (name == command.name) {
             return command;
         }
@@ -60,7 +60,7 @@ Container::Command const& find(std::string const& name)
 }
 
 /// @throw InputError
-Words argumentsOf(Container::Command const& command, std::istream& line)
+Words argumentsOf(Host::Command const& command, std::istream& line)
 {
     Words words;
     for (std::string word; words.size() < command.count && line >> word;) {
@@ -105,41 +105,41 @@ int intOf(std::string const& word)
 
 } // namespace
 
-Container::Container(HostLibrary& loadedLibrary, HostOutput& hostOutput) : library(loadedLibrary), output(hostOutput)
+Host::Host(HostLibrary& loadedLibrary, HostOutput& hostOutput) : library(loadedLibrary), output(hostOutput)
 {
     theLibrary = &library;
     theOutput = &output;
 }
 
-Container::~Container()
+Host::~Host()
 {
     stop({});
 }
 
-std::vector<Container::Command> const& Container::commands()
+std::vector<Host::Command> const& Host::commands()
 {
     static std::vector<Command> const table = {
-        {"start", "", 0, "ZeloStartApp: returns when the configuration has come", &Container::start},
-        {"stop", "", 0, "ZeloStopApp", &Container::stop},
-        {"video", "X Y WIDTH HEIGHT", 4, "ZeloSetVideoWindow; 0 0 0 0 is the whole screen", &Container::video},
-        {"previous", "", 0, "ZeloRequestPreviousController", &Container::previous},
-        {"volume", "", 0, "ZeloGetVolume", &Container::volume},
-        {"env", "KEY", 1, "ZeloGetEnv: storage, firmware, device, reserved, language or a number", &Container::env,
-         false, envNames},
-        {"display", "", 0, "ZeloGetDisplaySize", &Container::display},
-        {"ui", "", 0, "ZeloGetUISize", &Container::ui},
-        {"capabilities", "", 0, "ZeloGetCapabilities", &Container::capabilities},
-        {"key", "COMMAND", 1, "KeyCodeToSbKey", &Container::key},
-        {"cdm", "CONTEXT", 1, "ZeloCdm", &Container::cdm},
-        {"l1", "", 0, "ZeloCdmIsL1", &Container::level},
-        {"drm", "", 0, "what the stand-in's DRM object was asked to do", &Container::drm},
-        {"log", "LEVEL TEXT", 2, "ZeloLog", &Container::log, true},
-        {"help", "", 0, "this list", &Container::help},
+        {"start", "", 0, "ZeloStartApp: returns when the configuration has come", &Host::start},
+        {"stop", "", 0, "ZeloStopApp", &Host::stop},
+        {"video", "X Y WIDTH HEIGHT", 4, "ZeloSetVideoWindow; 0 0 0 0 is the whole screen", &Host::video},
+        {"previous", "", 0, "ZeloRequestPreviousController", &Host::previous},
+        {"volume", "", 0, "ZeloGetVolume", &Host::volume},
+        {"env", "KEY", 1, "ZeloGetEnv: storage, firmware, device, reserved, language or a number", &Host::env, false,
+         envNames},
+        {"display", "", 0, "ZeloGetDisplaySize", &Host::display},
+        {"ui", "", 0, "ZeloGetUISize", &Host::ui},
+        {"capabilities", "", 0, "ZeloGetCapabilities", &Host::capabilities},
+        {"key", "COMMAND", 1, "KeyCodeToSbKey", &Host::key},
+        {"cdm", "CONTEXT", 1, "ZeloCdm", &Host::cdm},
+        {"l1", "", 0, "ZeloCdmIsL1", &Host::level},
+        {"drm", "", 0, "what the stand-in's DRM object was asked to do", &Host::drm},
+        {"log", "LEVEL TEXT", 2, "ZeloLog", &Host::log, true},
+        {"help", "", 0, "this list", &Host::help},
     };
     return table;
 }
 
-Words Container::completions(std::string const& line, std::string const& start)
+Words Host::completions(std::string const& line, std::string const& start)
 {
     std::istringstream words(line);
     std::string first;
@@ -164,7 +164,7 @@ Words Container::completions(std::string const& line, std::string const& start)
     return found;
 }
 
-bool Container::carryOut(std::string const& line)
+bool Host::carryOut(std::string const& line)
 {
     std::istringstream words(line);
     std::string name;
@@ -183,7 +183,7 @@ bool Container::carryOut(std::string const& line)
     return name != "quit";
 }
 
-Json Container::start(Words const&)
+Json Host::start(Words const&)
 {
     if (isStarting(std::chrono::milliseconds(0))) {
         throw InputError("a start is still waiting for the configuration");
@@ -195,7 +195,7 @@ Json Container::start(Words const&)
     return Json();
 }
 
-Json Container::stop(Words const&)
+Json Host::stop(Words const&)
 {
     auto const begin = std::chrono::steady_clock::now();
     library.stopApp();
@@ -207,28 +207,28 @@ Json Container::stop(Words const&)
     return {{"ms", std::chrono::duration_cast<std::chrono::milliseconds>(duration).count()}};
 }
 
-bool Container::isStarting(std::chrono::milliseconds patience) const
+bool Host::isStarting(std::chrono::milliseconds patience) const
 {
     return starting.valid() && starting.wait_for(patience) != std::future_status::ready;
 }
 
-Json Container::video(Words const& arguments)
+Json Host::video(Words const& arguments)
 {
     return {{"ok", library.setVideoWindow(intOf(arguments[0]), intOf(arguments[1]), intOf(arguments[2]),
                                           intOf(arguments[3]))}};
 }
 
-Json Container::previous(Words const&)
+Json Host::previous(Words const&)
 {
     return {{"ok", library.requestPreviousController()}};
 }
 
-Json Container::volume(Words const&)
+Json Host::volume(Words const&)
 {
     return volumeOf(library);
 }
 
-Json Container::env(Words const& arguments)
+Json Host::env(Words const& arguments)
 {
     auto const named = std::find(envNames.begin(), envNames.end(), arguments[0]);
     auto const key = static_cast<uint32_t>(named != envNames.end() ? named - envNames.begin() : intOf(arguments[0]));
@@ -237,7 +237,7 @@ Json Container::env(Words const& arguments)
     return {{"key", key}, {"known", known}, {"value", value}};
 }
 
-Json Container::display(Words const&)
+Json Host::display(Words const&)
 {
     unsigned width = 0;
     unsigned height = 0;
@@ -245,7 +245,7 @@ Json Container::display(Words const&)
     return {{"width", width}, {"height", height}};
 }
 
-Json Container::ui(Words const&)
+Json Host::ui(Words const&)
 {
     unsigned width = 1280; // the container's own size, which stays without the variables
     unsigned height = 720;
@@ -253,7 +253,7 @@ Json Container::ui(Words const&)
     return {{"width", width}, {"height", height}};
 }
 
-Json Container::capabilities(Words const&)
+Json Host::capabilities(Words const&)
 {
     Capabilities record = {};
     library.getCapabilities(record);
@@ -262,37 +262,37 @@ Json Container::capabilities(Words const&)
             {"flag5", record.flag5},   {"flag6", record.flag6}, {"value2", record.value2}};
 }
 
-Json Container::key(Words const& arguments)
+Json Host::key(Words const& arguments)
 {
     SbKey const key = library.keyCodeToSbKey(static_cast<STBCommand>(intOf(arguments[0])));
     return {{"key", uint32_t{key}}, {"name", keyName(key)}};
 }
 
-Json Container::cdm(Words const& arguments)
+Json Host::cdm(Words const& arguments)
 {
     requireDrm();
     auto const context = static_cast<uintptr_t>(numberOf(arguments[0]));
     return {{"object", library.cdm(reinterpret_cast<void*>(context)) != nullptr}};
 }
 
-Json Container::level(Words const&)
+Json Host::level(Words const&)
 {
     requireDrm();
     return {{"l1", library.cdmIsL1()}};
 }
 
-Json Container::drm(Words const&)
+Json Host::drm(Words const&)
 {
     return {{"calls", library.drmCalls()}};
 }
 
-Json Container::log(Words const& arguments)
+Json Host::log(Words const& arguments)
 {
     library.log(intOf(arguments[0]), arguments[1].c_str());
     return Json::object();
 }
 
-Json Container::help(Words const&)
+Json Host::help(Words const&)
 {
     Json list;
     for (Command const& command : commands()) {
@@ -301,7 +301,7 @@ Json Container::help(Words const&)
     return list;
 }
 
-void Container::requireDrm() const
+void Host::requireDrm() const
 {
     if (!library.canCallDrm()) {
         throw InputError("the library and libzelostb.so were built with different string ABIs; build both alike");

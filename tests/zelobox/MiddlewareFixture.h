@@ -10,15 +10,18 @@
 
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
-#include "zelobox/middleware/Box.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/middleware/Middleware.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 
 namespace program {
 
 /// A middleware in this process, which has its turns only when the test lets it.
-class BoxTest : public testing::Test, private zelobox::Box::Observer {
+class MiddlewareTest : public testing::Test, private zelobox::Middleware::Observer {
 protected:
-    BoxTest() : box(loop, directory.path("messenger"), zelobox::defaultConfig()) { box.addObserver(*this); }
+    MiddlewareTest() : middleware(loop, directory.path("messenger"), zelobox::defaultConfig())
+    {
+        middleware.addObserver(*this);
+    }
 
     zelobox::Connection connect() { return connectTo(directory.path("messenger")); }
 
@@ -36,7 +39,7 @@ protected:
 
     Directory directory;
     zelobox::EventLoop loop;
-    zelobox::Box box;
+    zelobox::Middleware middleware;
 
 private:
     void onTraffic(zelobox::TraceRecord const& record) override

@@ -1,4 +1,4 @@
-#include "zelobox/scenario/SampleHost.h"
+#include "zelobox/scenario/HostProcess.h"
 
 #include <poll.h>
 
@@ -22,7 +22,7 @@ bool isReadable(int fd)
 
 } // namespace
 
-SampleHost::SampleHost(EventLoop& eventLoop, Timeline& timeline, std::vector<std::string> const& arguments)
+HostProcess::HostProcess(EventLoop& eventLoop, Timeline& timeline, std::vector<std::string> const& arguments)
     : loop(eventLoop), shown(timeline), child(arguments)
 {
     loop.watch(child.output(), [this] { onReadable(child.output()); });
@@ -30,20 +30,20 @@ SampleHost::SampleHost(EventLoop& eventLoop, Timeline& timeline, std::vector<std
     loop.watch(child.endOfProcess(), [this] { onEnd(); });
 }
 
-SampleHost::~SampleHost()
+HostProcess::~HostProcess()
 {
     loop.forget(child.output());
     loop.forget(child.errors());
     loop.forget(child.endOfProcess());
 }
 
-void SampleHost::call(std::string const& command)
+void HostProcess::call(std::string const& command)
 {
     shown.line("host", "calls " + command);
     child.write(command + "\n"); // a host that has gone is noticed by its end
 }
 
-bool SampleHost::onReadable(int fd)
+bool HostProcess::onReadable(int fd)
 {
     bool const isOutput = fd == child.output();
     LineReader& reader = isOutput ? outputReader : errorReader;
@@ -60,7 +60,7 @@ bool SampleHost::onReadable(int fd)
     return more;
 }
 
-void SampleHost::onOutput(std::string const& text)
+void HostProcess::onOutput(std::string const& text)
 {
     Json const report = Json::parse(text, nullptr, false);
     if (report.is_object() && report.contains("callback")) {
@@ -75,7 +75,7 @@ void SampleHost::onOutput(std::string const& text)
 }
 
 /// What the host wrote before its end counts; but a child of its own may still have the pipes, so they need not end.
-void SampleHost::onEnd()
+void HostProcess::onEnd()
 {
     loop.forget(child.endOfProcess());
     for (int const fd : {child.output(), child.errors()}) {

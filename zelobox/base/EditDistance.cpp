@@ -1,4 +1,4 @@
-#include "zelobox/base/Similar.h"
+#include "zelobox/base/EditDistance.h"
 
 #include <algorithm>
 

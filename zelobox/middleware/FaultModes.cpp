@@ -1,9 +1,9 @@
-#include "zelobox/middleware/Misbehaviour.h"
+#include "zelobox/middleware/FaultModes.h"
 
 #include <algorithm>
 
 #include "src/ipc/IPCFrame.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 
 namespace zelobox {
 
@@ -20,21 +20,21 @@ std::vector<char> headerAnd(IPCFrameHeader const& header, std::vector<char> cons
     return bytes;
 }
 
-template <typename Predicate> MisbehaviourInfo const* findIf(Predicate predicate)
+template <typename Predicate> FaultModeInfo const* findIf(Predicate predicate)
 {
-    auto const& table = misbehaviourTable();
+    auto const& table = faultModeTable();
     auto const found = std::find_if(table.begin(), table.end(), predicate);
     return found != table.end() ? &*found : nullptr;
 }
 
 } // namespace
 
-std::vector<MisbehaviourInfo> const& misbehaviourTable()
+std::vector<FaultModeInfo> const& faultModeTable()
 {
-    using M = Misbehaviour;
+    using M = FaultMode;
     bool const once = false;
     bool const lasts = true;
-    static std::vector<MisbehaviourInfo> const table = {
+    static std::vector<FaultModeInfo> const table = {
         {M::None, "none", once, "ends all that last"},
         {M::Drop, "drop", once, "closes the connection"},
         {M::Garbage, "garbage", once, "sends bytes that are no frame"},
@@ -64,55 +64,55 @@ std::vector<MisbehaviourInfo> const& misbehaviourTable()
     return table;
 }
 
-MisbehaviourInfo const& infoOf(Misbehaviour what)
+FaultModeInfo const& infoOf(FaultMode what)
 {
-    return *findIf([what](MisbehaviourInfo const& info) { return info.what == what; });
+    return *findIf([what](FaultModeInfo const& info) { return info.what == what; });
 }
 
-MisbehaviourInfo const* findMisbehaviour(std::string const& name)
+FaultModeInfo const* findFaultMode(std::string const& name)
 {
-    return findIf([&name](MisbehaviourInfo const& info) { return info.name == name; });
+    return findIf([&name](FaultModeInfo const& info) { return info.name == name; });
 }
 
-std::string misbehaviourNames()
+std::string faultModeNames()
 {
     std::string names;
-    for (MisbehaviourInfo const& info : misbehaviourTable()) {
+    for (FaultModeInfo const& info : faultModeTable()) {
         names += std::string(names.empty() ? "" : ", ") + info.name;
     }
     return names;
 }
 
-Server::Manners mannersOf(Misbehaviours const& all)
+Server::Faults serverFaultsOf(FaultModes const& all)
 {
-    auto const has = [&all](Misbehaviour what) { return all.count(what) != 0; };
-    Server::Manners manners;
-    manners.stalls = has(Misbehaviour::Stall);
-    manners.isSlow = has(Misbehaviour::Slow);
-    manners.splits = has(Misbehaviour::Split);
-    manners.wantsWholeFrames = has(Misbehaviour::RefuseSplit);
-    manners.blocks = has(Misbehaviour::BlockOnWrite);
-    manners.diesOnVanish = has(Misbehaviour::DieOnVanish);
-    manners.diesOnGarbage = has(Misbehaviour::DieOnGarbage);
-    manners.diesOnLie = has(Misbehaviour::DieOnLie);
-    if (has(Misbehaviour::SingleClient)) {
-        manners.mostClients = 1;
+    auto const has = [&all](FaultMode what) { return all.count(what) != 0; };
+    Server::Faults faults;
+    faults.stalls = has(FaultMode::Stall);
+    faults.isSlow = has(FaultMode::Slow);
+    faults.splits = has(FaultMode::Split);
+    faults.wantsWholeFrames = has(FaultMode::RefuseSplit);
+    faults.blocks = has(FaultMode::BlockOnWrite);
+    faults.diesOnVanish = has(FaultMode::DieOnVanish);
+    faults.diesOnGarbage = has(FaultMode::DieOnGarbage);
+    faults.diesOnLie = has(FaultMode::DieOnLie);
+    if (has(FaultMode::SingleClient)) {
+        faults.mostClients = 1;
     }
-    if (has(Misbehaviour::Tire)) {
-        manners.lastClient = tiredAfter;
+    if (has(FaultMode::Tire)) {
+        faults.lastClient = tiredAfter;
     }
-    return manners;
+    return faults;
 }
 
-std::vector<char> wrongBytesOf(Misbehaviour what)
+std::vector<char> wrongBytesOf(FaultMode what)
 {
     std::vector<char> const number = {0, 0, 0, 1};
     switch (what) {
-    case Misbehaviour::Lie:
+    case FaultMode::Lie:
         return headerAnd({IPC_PAYLOAD_UINT32, IPC_VOLUME, 1000}, number);
-    case Misbehaviour::LieHugely:
+    case FaultMode::LieHugely:
         return headerAnd({IPC_PAYLOAD_UINT32, IPC_VOLUME, UINT32_MAX}, number);
-    case Misbehaviour::LieInside: {
+    case FaultMode::LieInside: {
         std::vector<char> const text = {0, 0, 0, 100, 'o', 'n', 'p', 'a', 'u', 's', 'e', 0};
         return headerAnd({IPC_PAYLOAD_STRING, IPC_APP_LIFECYCLE, static_cast<uint32_t>(text.size())}, text);
     }
@@ -121,19 +121,19 @@ std::vector<char> wrongBytesOf(Misbehaviour what)
     }
 }
 
-void spoilConfig(Misbehaviours const& all, Frame& message)
+void spoilConfig(FaultModes const& all, Frame& message)
 {
-    if (all.count(Misbehaviour::NoDisplay) != 0) {
+    if (all.count(FaultMode::NoDisplay) != 0) {
         IPCBrowserConfig config;
         config.read(message.payload);
         config.displayWidth = 0;
         config.displayHeight = 0;
         message.payload = payloadOf(config);
     }
-    if (all.count(Misbehaviour::CutConfig) != 0) {
+    if (all.count(FaultMode::CutConfig) != 0) {
         message.payload.resize(message.payload.size() / 2);
     }
-    if (all.count(Misbehaviour::WrongKind) != 0) {
+    if (all.count(FaultMode::WrongKind) != 0) {
         message.kind = unknownKind;
     }
 }

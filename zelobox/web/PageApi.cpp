@@ -1,4 +1,4 @@
-#include "zelobox/web/Desk.h"
+#include "zelobox/web/PageApi.h"
 
 #include <algorithm>
 
@@ -66,23 +66,24 @@ Json shownOf(TraceRecord const& record)
 
 } // namespace
 
-DeskAnswer errorAnswer(int status, std::string const& problem)
+PageAnswer errorAnswer(int status, std::string const& problem)
 {
-    DeskAnswer answer;
+    PageAnswer answer;
     answer.status = status;
     answer.body = lineOf({{"error", problem}}) + "\n";
     return answer;
 }
 
-Desk::Desk(Box& controlledBox, LoopCalls& loopCalls, std::string socketPath)
-    : box(controlledBox), calls(loopCalls), socket(std::move(socketPath)), instance(std::to_string(traceTime()))
+PageApi::PageApi(Middleware& controlledMiddleware, LoopExecutor& loopExecutor, std::string socketPath)
+    : middleware(controlledMiddleware), calls(loopExecutor), socket(std::move(socketPath)),
+      instance(std::to_string(traceTime()))
 {
-    box.addObserver(*this);
+    middleware.addObserver(*this);
 }
 
-DeskAnswer Desk::answer(DeskRequest const& request)
+PageAnswer PageApi::answer(PageRequest const& request)
 {
-    DeskAnswer wrongMethod = errorAnswer(404, request.path + " is nothing here; docs/desk-box.md lists what is");
+    PageAnswer wrongMethod = errorAnswer(404, request.path + " is nothing here; docs/zelobox.md lists what is");
     for (Route const& route : routes()) {
         if (request.path == route.path && request.method == route.method) {
             try {
@@ -99,7 +100,7 @@ DeskAnswer Desk::answer(DeskRequest const& request)
     return wrongMethod;
 }
 
-std::shared_ptr<EventStream> Desk::openStream(std::string const& lastEventId)
+std::shared_ptr<EventStream> PageApi::openStream(std::string const& lastEventId)
 {
     tell(""); // forgets those that have gone
     if (streams.size() >= mostStreams) {
@@ -119,7 +120,7 @@ std::shared_ptr<EventStream> Desk::openStream(std::string const& lastEventId)
     return stream;
 }
 
-void Desk::closeStreams()
+void PageApi::closeStreams()
 {
     for (auto const& stream : streams) {
         stream->close();
@@ -127,33 +128,33 @@ void Desk::closeStreams()
     streams.clear();
 }
 
-void Desk::onTraffic(TraceRecord const& record)
+void PageApi::onTraffic(TraceRecord const& record)
 {
     noteClient(record);
     tell(recordEvent(history.add(record)));
     tellStateSoon();
 }
 
-Json Desk::state() const
+Json PageApi::state() const
 {
     Json list = Json::array();
     for (auto const& [id, client] : clients) {
         list.push_back({{"id", id}, {"since", static_cast<double>(client.since) / 1e6}, {"allowed", client.allowed}});
     }
     Json lasting = Json::array();
-    for (Misbehaviour const what : box.misbehaviours()) {
+    for (FaultMode const what : middleware.faultModes()) {
         lasting.push_back(infoOf(what).name);
     }
     return {{"version", ZELOBOX_VERSION},
             {"instance", instance},
             {"socket", socket},
-            {"box", jsonOf(box.state())},
+            {"middleware", jsonOf(middleware.state())},
             {"clients", list},
-            {"misbehaviours", lasting},
+            {"faults", lasting},
             {"records", {{"kept", history.entries().size()}, {"total", history.lastSerial()}}}};
 }
 
-void Desk::noteClient(TraceRecord const& record)
+void PageApi::noteClient(TraceRecord const& record)
 {
     if (record.event == Event::Connected) {
         clients[record.connection].since = record.time;
@@ -165,7 +166,7 @@ void Desk::noteClient(TraceRecord const& record)
     }
 }
 
-void Desk::tell(std::string const& text)
+void PageApi::tell(std::string const& text)
 {
     for (auto const& stream : streams) {
         stream->push(text);
@@ -174,7 +175,7 @@ void Desk::tell(std::string const& text)
     streams.erase(std::remove_if(streams.begin(), streams.end(), hasGone), streams.end());
 }
 
-std::string Desk::recordEvent(History::Entry const& entry) const
+std::string PageApi::recordEvent(History::Entry const& entry) const
 {
     Json shown = {{"serial", entry.serial}};
     shown.update(shownOf(entry.record));
@@ -182,7 +183,7 @@ std::string Desk::recordEvent(History::Entry const& entry) const
 }
 
 /// @return 0 for an id that is not one of this process's
-uint64_t Desk::knownSerial(std::string const& lastEventId) const
+uint64_t PageApi::knownSerial(std::string const& lastEventId) const
 {
     std::string const prefix = instance + "-";
     if (lastEventId.compare(0, prefix.size(), prefix) != 0) {
@@ -195,8 +196,8 @@ uint64_t Desk::knownSerial(std::string const& lastEventId) const
     }
 }
 
-/// The box is told of before it changes, and often several times in a turn.
-void Desk::tellStateSoon()
+/// The middleware is told of before it changes, and often several times in a turn.
+void PageApi::tellStateSoon()
 {
     if (!willTellState) {
         willTellState = true;

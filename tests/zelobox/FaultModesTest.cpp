@@ -2,18 +2,18 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 
-#include "tests/zelobox/BoxFixture.h"
+#include "tests/zelobox/MiddlewareFixture.h"
 #include "zelobox/protocol/FrameJson.h"
 
 using namespace zelobox;
-using program::BoxTest;
+using program::MiddlewareTest;
 using testing::HasSubstr;
 
 namespace {
 
 Frame const request = {IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}};
 
-class MisbehavingBox : public BoxTest {
+class FaultyMiddleware : public MiddlewareTest {
 protected:
     /// Has the middleware take all that is on its way.
     void settle()
@@ -60,87 +60,87 @@ protected:
 
 } // namespace
 
-TEST(Misbehaviours, HaveANameEach)
+TEST(FaultModes, HaveANameEach)
 {
     std::set<std::string> names;
-    for (MisbehaviourInfo const& info : misbehaviourTable()) {
+    for (FaultModeInfo const& info : faultModeTable()) {
         EXPECT_TRUE(names.insert(info.name).second) << info.name;
-        EXPECT_EQ(info.what, findMisbehaviour(info.name)->what);
+        EXPECT_EQ(info.what, findFaultMode(info.name)->what);
         EXPECT_EQ(info.name, infoOf(info.what).name);
-        EXPECT_THAT(misbehaviourNames(), HasSubstr(info.name));
+        EXPECT_THAT(faultModeNames(), HasSubstr(info.name));
     }
-    EXPECT_EQ(static_cast<size_t>(Misbehaviour::DieOnLie) + 1, names.size());
-    EXPECT_EQ(nullptr, findMisbehaviour("politeness"));
+    EXPECT_EQ(static_cast<size_t>(FaultMode::DieOnLie) + 1, names.size());
+    EXPECT_EQ(nullptr, findFaultMode("politeness"));
 }
 
-TEST_F(MisbehavingBox, DropsItsClientsAndTakesNewOnes)
+TEST_F(FaultyMiddleware, DropsItsClientsAndTakesNewOnes)
 {
     Connection client = connect();
     seen(1);
-    box.misbehave(Misbehaviour::Drop);
+    middleware.apply(FaultMode::Drop);
     EXPECT_TRUE(closes(client));
     Connection next = connect();
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(next).type);
 }
 
-TEST_F(MisbehavingBox, SendsBytesThatAreNoFrame)
+TEST_F(FaultyMiddleware, SendsBytesThatAreNoFrame)
 {
     Connection client = connect();
     seen(1);
-    box.misbehave(Misbehaviour::Garbage);
+    middleware.apply(FaultMode::Garbage);
     EXPECT_THROW(client.receive(), PeerError);
     EXPECT_THAT(seen(2).back(), testing::StartsWith("1 raw bytes "));
 }
 
-TEST_F(MisbehavingBox, LiesAboutTheLengthOfAFrame)
+TEST_F(FaultyMiddleware, LiesAboutTheLengthOfAFrame)
 {
     for (auto const& [lie, length] :
-         std::map<Misbehaviour, std::string>{{Misbehaviour::Lie, "000003e8"}, {Misbehaviour::LieHugely, "ffffffff"}}) {
+         std::map<FaultMode, std::string>{{FaultMode::Lie, "000003e8"}, {FaultMode::LieHugely, "ffffffff"}}) {
         Connection client = connect();
         settle();
-        box.misbehave(lie);
+        middleware.apply(lie);
         EXPECT_EQ("6d010027" + length + "00000001", hexOf(client.receiveBytes(12)));
         EXPECT_TRUE(isSilent(client));
     }
 }
 
-TEST_F(MisbehavingBox, LiesInsideAWholeFrame)
+TEST_F(FaultyMiddleware, LiesInsideAWholeFrame)
 {
     Connection client = connect();
     Connection other = connect();
     client.send(frameOf(IPCMessageAllowedMessageList({IPC_APP_LIFECYCLE})));
     seen(3);
-    box.misbehave(Misbehaviour::LieInside);
+    middleware.apply(FaultMode::LieInside);
     EXPECT_EQ(true, fieldsOf(client.receive())["inexact"]);
     EXPECT_TRUE(isSilent(other));
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(client).type);
 }
 
-TEST_F(MisbehavingBox, StallsUntilItIsToldOtherwise)
+TEST_F(FaultyMiddleware, StallsUntilItIsToldOtherwise)
 {
     Connection client = connect();
     seen(1);
-    box.misbehave(Misbehaviour::Stall);
+    middleware.apply(FaultMode::Stall);
     client.send(request);
-    box.sendToAll(request);
+    middleware.sendToAll(request);
     Connection other = connect();
     other.send(request);
     EXPECT_TRUE(isSilent(client));
     EXPECT_TRUE(isSilent(other));
-    box.misbehave(Misbehaviour::None);
+    middleware.apply(FaultMode::None);
     settle();
     EXPECT_EQ(IPC_CONFIG_REQUEST, client.receive().type);
     EXPECT_EQ(IPC_BROWSER_CONFIG, client.receive().type);
     EXPECT_EQ(IPC_BROWSER_CONFIG, other.receive().type);
 }
 
-TEST_F(MisbehavingBox, SendsSlowlyByteByByte)
+TEST_F(FaultyMiddleware, SendsSlowlyByteByByte)
 {
     Connection client = connect();
     seen(1);
     auto const begin = EventLoop::Clock::now();
-    box.misbehave(Misbehaviour::Slow);
-    box.sendToAll(request);
+    middleware.apply(FaultMode::Slow);
+    middleware.sendToAll(request);
     for (char const byte : bytesOf(request)) {
         while (isSilent(client)) { // a loop that comes late catches up
             ASSERT_TRUE(loop.turn(begin + std::chrono::seconds(30)));
@@ -148,17 +148,17 @@ TEST_F(MisbehavingBox, SendsSlowlyByteByByte)
         EXPECT_EQ(byte, client.receiveBytes(1)[0]);
     }
     EXPECT_GE(EventLoop::Clock::now() - begin, Milliseconds(5 * 8));
-    box.misbehave(Misbehaviour::None);
+    middleware.apply(FaultMode::None);
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(client).type);
 }
 
-TEST_F(MisbehavingBox, SplitsWhatItSendsIntoWritesOfOneByte)
+TEST_F(FaultyMiddleware, SplitsWhatItSendsIntoWritesOfOneByte)
 {
     Connection client = connect();
     seen(1);
-    box.misbehave(Misbehaviour::Split);
+    middleware.apply(FaultMode::Split);
     Frame const frame = {IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, std::vector<char>(5000)};
-    box.sendToAll(frame);
+    middleware.sendToAll(frame);
     int arrived = 0; // the kernel counts each write as a buffer, so it does not take that many
     ASSERT_EQ(0, ioctl(client.descriptor(), FIONREAD, &arrived));
     EXPECT_LT(0, arrived);
@@ -171,83 +171,83 @@ TEST_F(MisbehavingBox, SplitsWhatItSendsIntoWritesOfOneByte)
     EXPECT_EQ(bytesOf(frame), received);
 }
 
-TEST_F(MisbehavingBox, LeavesConfigurationRequestsUnanswered)
+TEST_F(FaultyMiddleware, LeavesConfigurationRequestsUnanswered)
 {
     Connection client = connect();
-    box.misbehave(Misbehaviour::AnswerOnce);
+    middleware.apply(FaultMode::AnswerOnce);
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(client).type);
     client.send(request);
     EXPECT_TRUE(isSilent(client));
     Connection other = connect();
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(other).type);
-    box.misbehave(Misbehaviour::Silent);
+    middleware.apply(FaultMode::Silent);
     Connection third = connect();
     third.send(request);
     EXPECT_TRUE(isSilent(third));
 }
 
-TEST_F(MisbehavingBox, SpoilsTheConfigurationThatItSendsAndNotItsOwn)
+TEST_F(FaultyMiddleware, SpoilsTheConfigurationThatItSendsAndNotItsOwn)
 {
     Connection client = connect();
     IPCBrowserConfig config;
-    box.misbehave(Misbehaviour::NoDisplay);
+    middleware.apply(FaultMode::NoDisplay);
     ASSERT_TRUE(config.read(answerTo(client).payload));
     EXPECT_EQ(0, config.displayWidth);
     EXPECT_EQ(0, config.displayHeight);
     EXPECT_EQ(defaultConfig().language, config.language);
-    box.misbehave(Misbehaviour::WrongKind);
+    middleware.apply(FaultMode::WrongKind);
     EXPECT_EQ(200, answerTo(client).kind);
-    box.misbehave(Misbehaviour::CutConfig);
+    middleware.apply(FaultMode::CutConfig);
     EXPECT_FALSE(config.read(answerTo(client).payload));
-    box.misbehave(Misbehaviour::None);
+    middleware.apply(FaultMode::None);
     EXPECT_EQ((Frame{IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(defaultConfig())}), answerTo(client));
 }
 
-TEST_F(MisbehavingBox, SendsWhatNobodyHasSubscribedTo)
+TEST_F(FaultyMiddleware, SendsWhatNobodyHasSubscribedTo)
 {
     Connection client = connect();
     seen(1);
-    box.misbehave(Misbehaviour::IgnoreAllowedList);
-    EXPECT_EQ(1U, box.send(request));
+    middleware.apply(FaultMode::IgnoreAllowedList);
+    EXPECT_EQ(1U, middleware.send(request));
     EXPECT_EQ(request, client.receive());
 }
 
-TEST_F(MisbehavingBox, RefusesARepeatedList)
+TEST_F(FaultyMiddleware, RefusesARepeatedList)
 {
     Frame const list = frameOf(IPCMessageAllowedMessageList({IPC_VOLUME}));
     Connection client = connect();
     client.send(list);
     client.send(list);
     EXPECT_TRUE(isSilent(client));
-    box.misbehave(Misbehaviour::RefuseRepeatedList);
+    middleware.apply(FaultMode::RefuseRepeatedList);
     client.send(list);
     EXPECT_TRUE(closes(client));
 }
 
-TEST_F(MisbehavingBox, RefusesATypeThatIsNotKnown)
+TEST_F(FaultyMiddleware, RefusesATypeThatIsNotKnown)
 {
     Frame const unknown = {IPC_PAYLOAD_RAW, 999, {1}};
     Connection client = connect();
     client.send(unknown);
     EXPECT_TRUE(isSilent(client));
-    box.misbehave(Misbehaviour::RefuseUnknown);
+    middleware.apply(FaultMode::RefuseUnknown);
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(client).type);
     client.send(unknown);
     EXPECT_TRUE(closes(client));
 }
 
-TEST_F(MisbehavingBox, RefusesAFrameThatDoesNotComeAtOnce)
+TEST_F(FaultyMiddleware, RefusesAFrameThatDoesNotComeAtOnce)
 {
     Connection client = connect();
-    box.misbehave(Misbehaviour::RefuseSplit);
+    middleware.apply(FaultMode::RefuseSplit);
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(client).type);
     client.sendBytes({'m', 0, 0, 23});
     EXPECT_TRUE(closes(client));
 }
 
-TEST_F(MisbehavingBox, ServesASingleClient)
+TEST_F(FaultyMiddleware, ServesASingleClient)
 {
-    box.misbehave(Misbehaviour::SingleClient);
+    middleware.apply(FaultMode::SingleClient);
     Connection first = connect();
     Connection second = connect();
     EXPECT_TRUE(closes(second));
@@ -258,9 +258,9 @@ TEST_F(MisbehavingBox, ServesASingleClient)
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(third).type);
 }
 
-TEST_F(MisbehavingBox, TiresOfItsClients)
+TEST_F(FaultyMiddleware, TiresOfItsClients)
 {
-    box.misbehave(Misbehaviour::Tire);
+    middleware.apply(FaultMode::Tire);
     for (int i = 0; i < 60; ++i) {
         Connection client = connect();
         EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(client).type);
@@ -269,43 +269,43 @@ TEST_F(MisbehavingBox, TiresOfItsClients)
     EXPECT_TRUE(closes(client));
 }
 
-TEST_F(MisbehavingBox, LivesUnlessItIsToldOtherwise)
+TEST_F(FaultyMiddleware, LivesUnlessItIsToldOtherwise)
 {
     EXPECT_EQ("lives", deathBy({'m', 1, 0, 39, 0, 0, 0, 4, 0}, true));
     EXPECT_EQ("lives", deathBy({'x', 0, 0, 0, 0, 0, 0, 0}, false));
     EXPECT_EQ("lives", deathBy({'m', 1, 0, 39, '\xFF', '\xFF', '\xFF', '\xFF', 0}, false));
 }
 
-TEST_F(MisbehavingBox, DiesOfAClientThatVanishes)
+TEST_F(FaultyMiddleware, DiesOfAClientThatVanishes)
 {
-    box.misbehave(Misbehaviour::DieOnVanish);
+    middleware.apply(FaultMode::DieOnVanish);
     EXPECT_EQ("lives", deathBy(bytesOf(request), true));
     EXPECT_EQ("a client has gone in the middle of a frame", deathBy({'m', 1, 0, 39, 0, 0, 0, 4, 0}, true));
 }
 
-TEST_F(MisbehavingBox, DiesOfGarbage)
+TEST_F(FaultyMiddleware, DiesOfGarbage)
 {
-    box.misbehave(Misbehaviour::DieOnGarbage);
+    middleware.apply(FaultMode::DieOnGarbage);
     EXPECT_EQ("a frame began with a wrong sync byte", deathBy({'x', 0, 0, 0, 0, 0, 0, 0}, false));
 }
 
-TEST_F(MisbehavingBox, DiesOfALie)
+TEST_F(FaultyMiddleware, DiesOfALie)
 {
-    box.misbehave(Misbehaviour::DieOnLie);
+    middleware.apply(FaultMode::DieOnLie);
     EXPECT_EQ("lives", deathBy({'m', 1, 0, 39, 1, 0, 0, 0}, false));
     EXPECT_EQ("a client has announced a frame of 16777217 bytes", deathBy({'m', 1, 0, 39, 1, 0, 0, 1}, false));
 }
 
-TEST_F(MisbehavingBox, MakesAHabitOfWhatIsDoneOnce)
+TEST_F(FaultyMiddleware, RepeatsWhatIsDoneOnceForEachClient)
 {
-    box.misbehaveAlways(Misbehaviour::LieInside);
-    box.misbehaveAlways(Misbehaviour::Drop);
+    middleware.applyAlways(FaultMode::LieInside);
+    middleware.applyAlways(FaultMode::Drop);
     for (int i = 0; i < 2; ++i) {
         Connection client = connect();
         EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(client).type);
         EXPECT_TRUE(closes(client));
     }
-    box.misbehave(Misbehaviour::None);
+    middleware.apply(FaultMode::None);
     Connection client = connect();
     EXPECT_EQ(IPC_BROWSER_CONFIG, answerTo(client).type);
     EXPECT_TRUE(isSilent(client));

@@ -1,4 +1,4 @@
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 
 #include <fstream>
 

@@ -3,11 +3,11 @@
 
 #include "cobalt/ZeloCobalt.h"
 #include "zelobox/capture/TraceFile.h"
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
-#include "zelobox/web/Desk.h"
+#include "zelobox/web/PageApi.h"
 
 namespace zelobox {
 
@@ -18,22 +18,22 @@ uint32_t const firstCommand = 2;
 uint32_t const lastCommand = 76;
 
 /// Whether @p what ends or blocks the thread that the page needs too.
-bool takesThePageAlong(Misbehaviour what)
+bool takesThePageAlong(FaultMode what)
 {
-    std::set<Misbehaviour> const all = {Misbehaviour::BlockOnWrite, Misbehaviour::DieOnVanish,
-                                        Misbehaviour::DieOnGarbage, Misbehaviour::DieOnLie};
+    std::set<FaultMode> const all = {FaultMode::BlockOnWrite, FaultMode::DieOnVanish, FaultMode::DieOnGarbage,
+                                     FaultMode::DieOnLie};
     return all.count(what) != 0;
 }
 
-DeskAnswer jsonAnswer(Json const& json)
+PageAnswer jsonAnswer(Json const& json)
 {
-    DeskAnswer answer;
+    PageAnswer answer;
     answer.body = lineOf(json) + "\n";
     return answer;
 }
 
 /// @throw InputError
-Json parsed(DeskRequest const& request)
+Json parsed(PageRequest const& request)
 {
     try {
         return Json::parse(request.body);
@@ -60,28 +60,24 @@ uint32_t commandNamed(std::string const& name, JsonFields const& fields)
 
 } // namespace
 
-std::vector<Desk::Route> const& Desk::routes()
+std::vector<PageApi::Route> const& PageApi::routes()
 {
     static std::vector<Route> const table = {
-        {"GET", "/api/state", &Desk::getState},
-        {"GET", "/api/keys", &Desk::getKeys},
-        {"GET", "/api/messages", &Desk::getMessages},
-        {"GET", "/api/misbehaviours", &Desk::getMisbehaviours},
-        {"GET", "/api/trace", &Desk::getTrace},
-        {"POST", "/api/send", &Desk::postSend},
-        {"POST", "/api/key", &Desk::postKey},
-        {"POST", "/api/config", &Desk::postConfig},
-        {"POST", "/api/misbehave", &Desk::postMisbehave},
+        {"GET", "/api/state", &PageApi::getState},       {"GET", "/api/keys", &PageApi::getKeys},
+        {"GET", "/api/messages", &PageApi::getMessages}, {"GET", "/api/faults", &PageApi::getFaults},
+        {"GET", "/api/trace", &PageApi::getTrace},       {"POST", "/api/send", &PageApi::postSend},
+        {"POST", "/api/key", &PageApi::postKey},         {"POST", "/api/config", &PageApi::postConfig},
+        {"POST", "/api/fault", &PageApi::postFault},
     };
     return table;
 }
 
-DeskAnswer Desk::getState(DeskRequest const&)
+PageAnswer PageApi::getState(PageRequest const&)
 {
     return jsonAnswer(state());
 }
 
-DeskAnswer Desk::getKeys(DeskRequest const&)
+PageAnswer PageApi::getKeys(PageRequest const&)
 {
     Json keys = Json::array();
     for (uint32_t command = firstCommand; command <= lastCommand; ++command) {
@@ -92,7 +88,7 @@ DeskAnswer Desk::getKeys(DeskRequest const&)
     return jsonAnswer(keys);
 }
 
-DeskAnswer Desk::getMessages(DeskRequest const&)
+PageAnswer PageApi::getMessages(PageRequest const&)
 {
     Json messages = Json::array();
     for (MessageInfo const& info : messageTable()) {
@@ -101,10 +97,10 @@ DeskAnswer Desk::getMessages(DeskRequest const&)
     return jsonAnswer(messages);
 }
 
-DeskAnswer Desk::getMisbehaviours(DeskRequest const&)
+PageAnswer PageApi::getFaults(PageRequest const&)
 {
     Json list = Json::array();
-    for (MisbehaviourInfo const& info : misbehaviourTable()) {
+    for (FaultModeInfo const& info : faultModeTable()) {
         if (!takesThePageAlong(info.what)) {
             list.push_back({{"name", info.name}, {"lasts", info.lasts}, {"help", info.help}});
         }
@@ -112,14 +108,14 @@ DeskAnswer Desk::getMisbehaviours(DeskRequest const&)
     return jsonAnswer(list);
 }
 
-DeskAnswer Desk::getTrace(DeskRequest const& request)
+PageAnswer PageApi::getTrace(PageRequest const& request)
 {
     auto const found = request.query.find("format");
     std::string const format = found != request.query.end() ? found->second : "jsonl";
     if (format != "jsonl" && format != "pcapng") {
         throw InputError("format: expected jsonl or pcapng, found " + format);
     }
-    DeskAnswer answer;
+    PageAnswer answer;
     answer.type = format == "jsonl" ? "application/jsonl" : "application/x-pcapng";
     answer.fileName = "zelobox." + format;
     std::ostringstream file;
@@ -131,19 +127,19 @@ DeskAnswer Desk::getTrace(DeskRequest const& request)
     return answer;
 }
 
-DeskAnswer Desk::postSend(DeskRequest const& request)
+PageAnswer PageApi::postSend(PageRequest const& request)
 {
     Json const body = parsed(request);
     JsonFields fields(body, request.path);
     bool const everyone = fields.flag("unsubscribed", false);
-    Frame const frame = frameFrom(fields, box.state().config);
+    Frame const frame = frameFrom(fields, middleware.state().config);
     fields.end();
-    size_t const receivers = everyone ? box.sendToAll(frame) : box.send(frame);
+    size_t const receivers = everyone ? middleware.sendToAll(frame) : middleware.send(frame);
     tellStateSoon();
     return jsonAnswer({{"receivers", receivers}, {"sent", textOf(frame)}});
 }
 
-DeskAnswer Desk::postKey(DeskRequest const& request)
+PageAnswer PageApi::postKey(PageRequest const& request)
 {
     Json const body = parsed(request);
     JsonFields fields(body, request.path);
@@ -152,33 +148,33 @@ DeskAnswer Desk::postKey(DeskRequest const& request)
         fields.has("key") ? commandNamed(fields.text("key"), fields) : fields.number("command", 0xFFFF);
     fields.end();
     Frame const frame = frameOf(IPCMessageUnsignedInt(IPC_REMOTE_KEY, static_cast<uint32_t>(modifier << 16 | command)));
-    return jsonAnswer({{"receivers", box.send(frame)}, {"sent", textOf(frame)}});
+    return jsonAnswer({{"receivers", middleware.send(frame)}, {"sent", textOf(frame)}});
 }
 
-DeskAnswer Desk::postConfig(DeskRequest const& request)
+PageAnswer PageApi::postConfig(PageRequest const& request)
 {
     Json const body = parsed(request);
     JsonFields fields(body, request.path);
-    IPCBrowserConfig config = box.state().config;
+    IPCBrowserConfig config = middleware.state().config;
     mergeConfig(fields, config);
     fields.end();
-    size_t const receivers = box.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(config)});
+    size_t const receivers = middleware.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(config)});
     tellStateSoon();
-    return jsonAnswer({{"receivers", receivers}, {"config", jsonOf(box.state().config)}});
+    return jsonAnswer({{"receivers", receivers}, {"config", jsonOf(middleware.state().config)}});
 }
 
-DeskAnswer Desk::postMisbehave(DeskRequest const& request)
+PageAnswer PageApi::postFault(PageRequest const& request)
 {
     Json const body = parsed(request);
     JsonFields fields(body, request.path);
     std::string const what = fields.text("what");
-    MisbehaviourInfo const* const info = findMisbehaviour(what);
+    FaultModeInfo const* const info = findFaultMode(what);
     if (info == nullptr || takesThePageAlong(info->what)) {
-        fields.fail("what", "expected a name of /api/misbehaviours, found \"" + what + "\"");
+        fields.fail("what", "expected a name of /api/faults, found \"" + what + "\"");
     }
     fields.end();
-    size_t const receivers = box.clients().size();
-    box.misbehave(info->what);
+    size_t const receivers = middleware.clients().size();
+    middleware.apply(info->what);
     tellStateSoon();
     return jsonAnswer({{"receivers", receivers}});
 }

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "zelobox/base/Similar.h"
+#include "zelobox/base/EditDistance.h"
 
 using namespace zelobox;
 

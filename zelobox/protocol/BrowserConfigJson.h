@@ -1,7 +1,7 @@
 /// @file
 /// The configuration that the middleware sends: as JSON and as a payload.
-#ifndef ZELO_ZELOBOX_BOXCONFIG_H
-#define ZELO_ZELOBOX_BOXCONFIG_H
+#ifndef ZELO_ZELOBOX_BROWSERCONFIGJSON_H
+#define ZELO_ZELOBOX_BROWSERCONFIGJSON_H
 
 #include <string>
 #include <vector>

@@ -1,17 +1,17 @@
 /// @file
 /// A host that only a person can reach.
-#ifndef ZELO_ZELOBOX_DISTANTHOST_H
-#define ZELO_ZELOBOX_DISTANTHOST_H
+#ifndef ZELO_ZELOBOX_REMOTEHOST_H
+#define ZELO_ZELOBOX_REMOTEHOST_H
 
 #include "zelobox/middleware/Timeline.h"
-#include "zelobox/scenario/HostSide.h"
+#include "zelobox/scenario/ScenarioHost.h"
 
 namespace zelobox {
 
 /// Prints what is to be done at the host, and what is to be seen there.
-class DistantHost final : public HostSide {
+class RemoteHost final : public ScenarioHost {
 public:
-    explicit DistantHost(Timeline& timeline) : shown(timeline) {}
+    explicit RemoteHost(Timeline& timeline) : shown(timeline) {}
 
     void call(std::string const& command) override { shown.line("host", "please call " + command); }
     bool expects(Json const& report) override

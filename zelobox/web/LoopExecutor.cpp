@@ -1,4 +1,4 @@
-#include "zelobox/web/LoopCalls.h"
+#include "zelobox/web/LoopExecutor.h"
 
 #include <sys/eventfd.h>
 
@@ -7,7 +7,7 @@
 
 namespace zelobox {
 
-LoopCalls::LoopCalls(EventLoop& eventLoop) : loop(eventLoop), wakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+LoopExecutor::LoopExecutor(EventLoop& eventLoop) : loop(eventLoop), wakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
     if (!wakeUp) {
         throw std::system_error(errno, std::generic_category(), "eventfd");
@@ -15,13 +15,13 @@ LoopCalls::LoopCalls(EventLoop& eventLoop) : loop(eventLoop), wakeUp(eventfd(0, 
     loop.watch(wakeUp.get(), [this] { carryOut(); });
 }
 
-LoopCalls::~LoopCalls()
+LoopExecutor::~LoopExecutor()
 {
     close();
     loop.forget(wakeUp.get());
 }
 
-void LoopCalls::post(std::function<void()> work)
+void LoopExecutor::post(std::function<void()> work)
 {
     {
         std::lock_guard<std::mutex> const lock(mutex);
@@ -33,7 +33,7 @@ void LoopCalls::post(std::function<void()> work)
     eventfd_write(wakeUp.get(), 1);
 }
 
-void LoopCalls::close()
+void LoopExecutor::close()
 {
     std::deque<std::function<void()>> refused; // destroyed without the lock
     std::lock_guard<std::mutex> const lock(mutex);
@@ -41,7 +41,7 @@ void LoopCalls::close()
     refused.swap(waiting);
 }
 
-void LoopCalls::carryOut()
+void LoopExecutor::carryOut()
 {
     eventfd_t count = 0;
     eventfd_read(wakeUp.get(), &count);

@@ -1,8 +1,8 @@
 /// @file
 /// What a middleware can do wrong, each under a name: for hosts that must bear it, and to prove what `zelobox check`
 /// finds.
-#ifndef ZELO_ZELOBOX_MISBEHAVIOUR_H
-#define ZELO_ZELOBOX_MISBEHAVIOUR_H
+#ifndef ZELO_ZELOBOX_FAULTMODES_H
+#define ZELO_ZELOBOX_FAULTMODES_H
 
 #include <set>
 #include <string>
@@ -13,7 +13,7 @@
 
 namespace zelobox {
 
-enum class Misbehaviour {
+enum class FaultMode {
     None, ///< ends all that last
     // Done once.
     Drop,
@@ -42,31 +42,31 @@ enum class Misbehaviour {
     DieOnLie,
 };
 
-struct MisbehaviourInfo {
-    Misbehaviour what;
+struct FaultModeInfo {
+    FaultMode what;
     char const* name;
     bool lasts; ///< until None; otherwise it is done once
     char const* help;
 };
 
 /// In the order of the enumeration.
-std::vector<MisbehaviourInfo> const& misbehaviourTable();
-MisbehaviourInfo const& infoOf(Misbehaviour what);
+std::vector<FaultModeInfo> const& faultModeTable();
+FaultModeInfo const& infoOf(FaultMode what);
 /// @return null for a name that is not in the table
-MisbehaviourInfo const* findMisbehaviour(std::string const& name);
+FaultModeInfo const* findFaultMode(std::string const& name);
 /// @return "none, drop, garbage, ..."
-std::string misbehaviourNames();
+std::string faultModeNames();
 
-using Misbehaviours = std::set<Misbehaviour>;
+using FaultModes = std::set<FaultMode>;
 
-/// @return what all of them together make of the server's manners
-Server::Manners mannersOf(Misbehaviours const& all);
+/// @return what all of them together make of the server's faults
+Server::Faults serverFaultsOf(FaultModes const& all);
 
 /// @return what Garbage or one of the lies puts on the wire
-std::vector<char> wrongBytesOf(Misbehaviour what);
+std::vector<char> wrongBytesOf(FaultMode what);
 
 /// Makes of a configuration message what @p all make of it.
-void spoilConfig(Misbehaviours const& all, Frame& message);
+void spoilConfig(FaultModes const& all, Frame& message);
 
 } // namespace zelobox
 

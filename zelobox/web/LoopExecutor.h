@@ -1,7 +1,7 @@
 /// @file
 /// From any thread into the event loop's.
-#ifndef ZELO_ZELOBOX_LOOPCALLS_H
-#define ZELO_ZELOBOX_LOOPCALLS_H
+#ifndef ZELO_ZELOBOX_LOOPEXECUTOR_H
+#define ZELO_ZELOBOX_LOOPEXECUTOR_H
 
 #include <deque>
 #include <exception>
@@ -21,7 +21,7 @@ namespace zelobox {
 /// Functions that other threads want carried out on the loop's thread, in the order in which they came.
 ///
 /// Made, closed and destroyed on the loop's thread.
-class LoopCalls {
+class LoopExecutor {
 public:
     /// No more calls are taken: the loop ends.
     class Closed : public std::runtime_error {
@@ -30,10 +30,10 @@ public:
     };
 
     /// @param eventLoop  must live longer
-    explicit LoopCalls(EventLoop& eventLoop);
-    ~LoopCalls();
-    LoopCalls(LoopCalls const&) = delete;
-    LoopCalls& operator=(LoopCalls const&) = delete;
+    explicit LoopExecutor(EventLoop& eventLoop);
+    ~LoopExecutor();
+    LoopExecutor(LoopExecutor const&) = delete;
+    LoopExecutor& operator=(LoopExecutor const&) = delete;
 
     /// Has @p work done in a later turn of the loop.
     ///

@@ -1,7 +1,7 @@
 /// @file
 /// The sample container: starts the library, is called back by it, and carries out commands.
-#ifndef ZELO_ZELOBOX_CONTAINER_H
-#define ZELO_ZELOBOX_CONTAINER_H
+#ifndef ZELO_ZELOBOX_HOST_H
+#define ZELO_ZELOBOX_HOST_H
 
 #include <chrono>
 #include <future>
@@ -16,7 +16,7 @@ namespace zelobox {
 using Words = std::vector<std::string>;
 
 /// One for the process: the library's callbacks carry no context.
-class Container {
+class Host {
 public:
     struct Command {
         char const* name;
@@ -24,16 +24,16 @@ public:
         size_t count;          ///< of the arguments
         char const* help;
         /// @return what the call answered; null if the answer comes later
-        Json (Container::*carryOut)(Words const& arguments);
+        Json (Host::*carryOut)(Words const& arguments);
         bool takesRest = false; ///< the last argument is the rest of the line
         Words choices = {};     ///< what the first argument may be, if it has names
     };
 
-    Container(HostLibrary& loadedLibrary, HostOutput& hostOutput);
+    Host(HostLibrary& loadedLibrary, HostOutput& hostOutput);
     /// Stops the library.
-    ~Container();
-    Container(Container const&) = delete;
-    Container& operator=(Container const&) = delete;
+    ~Host();
+    Host(Host const&) = delete;
+    Host& operator=(Host const&) = delete;
 
     static std::vector<Command> const& commands();
     /// @return the words that begin with @p start and may stand at the end of @p line, of which it is the last word

@@ -1,7 +1,7 @@
 /// @file
 /// The sample host in a process of its own.
-#ifndef ZELO_ZELOBOX_SAMPLEHOST_H
-#define ZELO_ZELOBOX_SAMPLEHOST_H
+#ifndef ZELO_ZELOBOX_HOSTPROCESS_H
+#define ZELO_ZELOBOX_HOSTPROCESS_H
 
 #include <string>
 #include <vector>
@@ -11,18 +11,18 @@
 #include "zelobox/base/LineReader.h"
 #include "zelobox/middleware/Timeline.h"
 #include "zelobox/protocol/Json.h"
-#include "zelobox/scenario/HostSide.h"
+#include "zelobox/scenario/ScenarioHost.h"
 
 namespace zelobox {
 
 /// Runs `zelobox host --json --no-start` and keeps what it reports.
-class SampleHost final : public HostSide {
+class HostProcess final : public ScenarioHost {
 public:
     /// @param arguments  the command; see ChildProcess
-    SampleHost(EventLoop& eventLoop, Timeline& timeline, std::vector<std::string> const& arguments);
-    ~SampleHost();
-    SampleHost(SampleHost const&) = delete;
-    SampleHost& operator=(SampleHost const&) = delete;
+    HostProcess(EventLoop& eventLoop, Timeline& timeline, std::vector<std::string> const& arguments);
+    ~HostProcess();
+    HostProcess(HostProcess const&) = delete;
+    HostProcess& operator=(HostProcess const&) = delete;
 
     void call(std::string const& command) override;
     bool expects(Json const&) override { return true; }

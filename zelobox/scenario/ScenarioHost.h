@@ -1,7 +1,7 @@
 /// @file
 /// The host's side of a scenario.
-#ifndef ZELO_ZELOBOX_HOSTSIDE_H
-#define ZELO_ZELOBOX_HOSTSIDE_H
+#ifndef ZELO_ZELOBOX_SCENARIOHOST_H
+#define ZELO_ZELOBOX_SCENARIOHOST_H
 
 #include <deque>
 #include <string>
@@ -10,7 +10,7 @@
 
 namespace zelobox {
 
-class HostSide {
+class ScenarioHost {
 public:
     /// Has the host carry out one command.
     virtual void call(std::string const& command) = 0;
@@ -32,7 +32,7 @@ public:
     std::deque<Json> results;   ///< {"result":"volume",...}, oldest first
 
 protected:
-    ~HostSide() = default;
+    ~ScenarioHost() = default;
 };
 
 } // namespace zelobox

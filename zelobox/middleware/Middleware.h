@@ -1,7 +1,7 @@
 /// @file
 /// The middleware: what it knows, and how it answers.
-#ifndef ZELO_ZELOBOX_BOX_H
-#define ZELO_ZELOBOX_BOX_H
+#ifndef ZELO_ZELOBOX_MIDDLEWARE_H
+#define ZELO_ZELOBOX_MIDDLEWARE_H
 
 #include <map>
 #include <set>
@@ -9,14 +9,14 @@
 #include <vector>
 
 #include "src/ipc/IPCBrowserConfig.h"
-#include "zelobox/middleware/Misbehaviour.h"
+#include "zelobox/middleware/FaultModes.h"
 #include "zelobox/middleware/Server.h"
 #include "zelobox/protocol/Trace.h"
 
 namespace zelobox {
 
-/// What the middleware believes about the box.
-struct BoxState {
+/// What the middleware believes about the middleware.
+struct MiddlewareState {
     IPCBrowserConfig config;
     uint32_t volume = 0;
     bool muted = false;
@@ -29,10 +29,10 @@ struct BoxState {
     bool applicationHasControl = true; ///< until it asks for the previous controller
 };
 
-Json jsonOf(BoxState const& state);
+Json jsonOf(MiddlewareState const& state);
 
 /// A middleware with its server. Everything happens in turns of the loop.
-class Box : private Server::Handler {
+class Middleware : private Server::Handler {
 public:
     /// Sees all traffic, in order.
     class Observer {
@@ -44,9 +44,9 @@ public:
     };
 
     /// @throw PeerError when another server listens there or the socket cannot be made
-    Box(EventLoop& loop, std::string const& socketPath, IPCBrowserConfig const& config);
+    Middleware(EventLoop& loop, std::string const& socketPath, IPCBrowserConfig const& config);
 
-    /// @param observer  not owned; until the box is destroyed
+    /// @param observer  not owned; until the middleware is destroyed
     void addObserver(Observer& observer) { observers.push_back(&observer); }
 
     /// Whether configuration requests are answered; on at first.
@@ -64,14 +64,14 @@ public:
     void dropClients();
 
     /// Does @p what now to every client, or, if it lasts, until None.
-    void misbehave(Misbehaviour what);
+    void apply(FaultMode what);
     /// From now on: what lasts begins at once; what is done once is done to each client whose configuration request has
     /// been answered, each time.
-    void misbehaveAlways(Misbehaviour what);
+    void applyAlways(FaultMode what);
     /// @return those that last, and are lasting
-    Misbehaviours const& misbehaviours() const { return lasting; }
+    FaultModes const& faultModes() const { return lasting; }
 
-    BoxState const& state() const { return boxState; }
+    MiddlewareState const& state() const { return current; }
     std::vector<ClientId> clients() const { return server.clients(); }
 
 private:
@@ -85,10 +85,10 @@ private:
         bool hasConfig = false;
     };
 
-    bool is(Misbehaviour what) const { return lasting.count(what) != 0; }
+    bool is(FaultMode what) const { return lasting.count(what) != 0; }
     void subscribe(ClientId id, Frame const& list);
     void answer(ClientId id);
-    void misbehaveTo(ClientId client, Misbehaviour what);
+    void applyTo(ClientId client, FaultMode what);
     void sendRawTo(ClientId client, std::vector<char> const& bytes);
     void drop(ClientId client, std::string const& reason);
     void sendTo(std::vector<ClientId> const& receivers, Frame const& frame);
@@ -96,10 +96,10 @@ private:
     void tell(TraceRecord record);
 
     std::vector<Observer*> observers;
-    BoxState boxState;
+    MiddlewareState current;
     bool answering = true;
-    Misbehaviours lasting;
-    Misbehaviours habits; ///< done once after each answer
+    FaultModes lasting;
+    FaultModes repeated; ///< done once after each answer
     std::map<ClientId, Client> connected;
     Server server;
 };

@@ -1,6 +1,6 @@
-#include "zelobox/middleware/Box.h"
+#include "zelobox/middleware/Middleware.h"
 
-#include "zelobox/protocol/BoxConfig.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/MessageTable.h"
 
@@ -34,7 +34,7 @@ uint32_t valueOf(Json const& fields)
 
 } // namespace
 
-Json jsonOf(BoxState const& state)
+Json jsonOf(MiddlewareState const& state)
 {
     return {{"config", jsonOf(state.config)},
             {"volume", state.volume},
@@ -45,17 +45,17 @@ Json jsonOf(BoxState const& state)
             {"applicationHasControl", state.applicationHasControl}};
 }
 
-Box::Box(EventLoop& loop, std::string const& socketPath, IPCBrowserConfig const& config)
+Middleware::Middleware(EventLoop& loop, std::string const& socketPath, IPCBrowserConfig const& config)
     : server(loop, *this, socketPath)
 {
-    boxState.config = config;
+    current.config = config;
 }
 
-size_t Box::send(Frame const& frame)
+size_t Middleware::send(Frame const& frame)
 {
     std::vector<ClientId> receivers;
     for (auto const& [id, client] : connected) {
-        if (client.types.count(frame.type) != 0 || is(Misbehaviour::IgnoreAllowedList)) {
+        if (client.types.count(frame.type) != 0 || is(FaultMode::IgnoreAllowedList)) {
             receivers.push_back(id);
         }
     }
@@ -63,21 +63,21 @@ size_t Box::send(Frame const& frame)
     return receivers.size();
 }
 
-size_t Box::sendToAll(Frame const& frame)
+size_t Middleware::sendToAll(Frame const& frame)
 {
     std::vector<ClientId> const receivers = clients();
     sendTo(receivers, frame);
     return receivers.size();
 }
 
-void Box::sendRaw(std::vector<char> const& bytes)
+void Middleware::sendRaw(std::vector<char> const& bytes)
 {
     for (ClientId const client : clients()) {
         sendRawTo(client, bytes);
     }
 }
 
-void Box::sendRawTo(ClientId client, std::vector<char> const& bytes)
+void Middleware::sendRawTo(ClientId client, std::vector<char> const& bytes)
 {
     TraceRecord record = eventRecord(client, Event::Raw);
     record.bytes = bytes;
@@ -85,51 +85,51 @@ void Box::sendRawTo(ClientId client, std::vector<char> const& bytes)
     server.send(client, bytes);
 }
 
-void Box::dropClients()
+void Middleware::dropClients()
 {
-    misbehave(Misbehaviour::Drop);
+    apply(FaultMode::Drop);
 }
 
-void Box::misbehave(Misbehaviour what)
+void Middleware::apply(FaultMode what)
 {
-    if (what == Misbehaviour::None) {
+    if (what == FaultMode::None) {
         lasting.clear();
-        habits.clear();
+        repeated.clear();
     } else if (infoOf(what).lasts) {
         lasting.insert(what);
     } else {
         for (ClientId const client : clients()) {
-            misbehaveTo(client, what);
+            applyTo(client, what);
         }
     }
-    server.setManners(mannersOf(lasting));
+    server.setFaults(serverFaultsOf(lasting));
 }
 
-void Box::misbehaveAlways(Misbehaviour what)
+void Middleware::applyAlways(FaultMode what)
 {
-    if (what == Misbehaviour::None || infoOf(what).lasts) {
-        misbehave(what);
+    if (what == FaultMode::None || infoOf(what).lasts) {
+        apply(what);
     } else {
-        habits.insert(what);
+        repeated.insert(what);
     }
 }
 
-void Box::misbehaveTo(ClientId client, Misbehaviour what)
+void Middleware::applyTo(ClientId client, FaultMode what)
 {
-    if (what == Misbehaviour::Drop) {
+    if (what == FaultMode::Drop) {
         drop(client, "dropped by the middleware");
-    } else if (what != Misbehaviour::LieInside || connected[client].types.count(IPC_APP_LIFECYCLE) != 0) {
+    } else if (what != FaultMode::LieInside || connected[client].types.count(IPC_APP_LIFECYCLE) != 0) {
         sendRawTo(client, wrongBytesOf(what));
     }
 }
 
-void Box::onConnected(ClientId client)
+void Middleware::onConnected(ClientId client)
 {
     connected[client]; // subscribed to nothing, so far
     tell(eventRecord(client, Event::Connected));
 }
 
-void Box::onFrame(ClientId client, Frame const& frame)
+void Middleware::onFrame(ClientId client, Frame const& frame)
 {
     tell(frameRecord(client, Direction::ToMiddleware, frame));
     takeOver(frame);
@@ -137,45 +137,45 @@ void Box::onFrame(ClientId client, Frame const& frame)
         subscribe(client, frame);
     } else if (frame.type == IPC_CONFIG_REQUEST) {
         answer(client);
-    } else if (findMessage(frame.type) == nullptr && is(Misbehaviour::RefuseUnknown)) {
+    } else if (findMessage(frame.type) == nullptr && is(FaultMode::RefuseUnknown)) {
         drop(client, "sent a type that is not known");
     }
 }
 
-void Box::subscribe(ClientId id, Frame const& list)
+void Middleware::subscribe(ClientId id, Frame const& list)
 {
     Client& client = connected[id];
     client.types = fieldsOf(list).value("types", std::set<uint32_t>());
-    if (client.hasList && is(Misbehaviour::RefuseRepeatedList)) {
+    if (client.hasList && is(FaultMode::RefuseRepeatedList)) {
         return drop(id, "subscribed twice");
     }
     client.hasList = true;
 }
 
-void Box::answer(ClientId id)
+void Middleware::answer(ClientId id)
 {
     Client& client = connected[id];
-    bool const isEnough = client.hasConfig && is(Misbehaviour::AnswerOnce);
-    if (!answering || isEnough || is(Misbehaviour::Silent)) {
+    bool const isEnough = client.hasConfig && is(FaultMode::AnswerOnce);
+    if (!answering || isEnough || is(FaultMode::Silent)) {
         return;
     }
     client.hasConfig = true;
-    Frame message = {IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(boxState.config)};
+    Frame message = {IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(current.config)};
     spoilConfig(lasting, message);
     tell(frameRecord(id, Direction::ToHost, message));
     server.send(id, bytesOf(message));
-    for (Misbehaviour const habit : habits) {
-        misbehaveTo(id, habit);
+    for (FaultMode const mode : repeated) {
+        applyTo(id, mode);
     }
 }
 
-void Box::drop(ClientId client, std::string const& reason)
+void Middleware::drop(ClientId client, std::string const& reason)
 {
     server.disconnect(client);
     onDisconnected(client, reason);
 }
 
-void Box::onDisconnected(ClientId client, std::string const& reason)
+void Middleware::onDisconnected(ClientId client, std::string const& reason)
 {
     connected.erase(client);
     TraceRecord record = eventRecord(client, Event::Disconnected);
@@ -183,7 +183,7 @@ void Box::onDisconnected(ClientId client, std::string const& reason)
     tell(record);
 }
 
-void Box::sendTo(std::vector<ClientId> const& receivers, Frame const& frame)
+void Middleware::sendTo(std::vector<ClientId> const& receivers, Frame const& frame)
 {
     std::vector<char> const bytes = bytesOf(frame);
     for (ClientId const client : receivers) {
@@ -193,45 +193,45 @@ void Box::sendTo(std::vector<ClientId> const& receivers, Frame const& frame)
     takeOver(frame);
 }
 
-void Box::takeOver(Frame const& frame)
+void Middleware::takeOver(Frame const& frame)
 {
     Json const fields = fieldsOf(frame);
     switch (frame.type) {
     case IPC_BROWSER_CONFIG:
         if (IPCBrowserConfig received; received.read(frame.payload)) {
-            boxState.config = received;
+            current.config = received;
         }
         break;
     case IPC_VOLUME:
-        boxState.volume = valueOf(fields);
+        current.volume = valueOf(fields);
         break;
     case IPC_MUTE:
-        boxState.muted = valueOf(fields) != 0;
+        current.muted = valueOf(fields) != 0;
         break;
     case IPC_APP_LIFECYCLE:
-        boxState.paused = fields.value("text", "") == "onpause";
+        current.paused = fields.value("text", "") == "onpause";
         break;
     case IPC_VIDEO_WINDOW:
-        boxState.x = fields.value("x", uint16_t{0});
-        boxState.y = fields.value("y", uint16_t{0});
-        boxState.width = fields.value("width", uint16_t{0});
-        boxState.height = fields.value("height", uint16_t{0});
+        current.x = fields.value("x", uint16_t{0});
+        current.y = fields.value("y", uint16_t{0});
+        current.width = fields.value("width", uint16_t{0});
+        current.height = fields.value("height", uint16_t{0});
         break;
     case IPC_VIDEO_WINDOW_MODE:
-        boxState.windowMode = fields.value("text", "");
+        current.windowMode = fields.value("text", "");
         break;
     case IPC_PREVIOUS_CONTROLLER:
-        boxState.applicationHasControl = false;
+        current.applicationHasControl = false;
         break;
     case IPC_CLIENT_STATE:
-        boxState.applicationHasControl = true;
+        current.applicationHasControl = true;
         break;
     default:
         break;
     }
 }
 
-void Box::tell(TraceRecord record)
+void Middleware::tell(TraceRecord record)
 {
     record.time = traceTime();
     for (Observer* const observer : observers) {

@@ -1,7 +1,7 @@
 /// @file
 /// What somebody who mistyped a word may have meant.
-#ifndef ZELO_ZELOBOX_SIMILAR_H
-#define ZELO_ZELOBOX_SIMILAR_H
+#ifndef ZELO_ZELOBOX_EDITDISTANCE_H
+#define ZELO_ZELOBOX_EDITDISTANCE_H
 
 #include <string>
 #include <vector>

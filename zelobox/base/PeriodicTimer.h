@@ -1,7 +1,7 @@
 /// @file
 /// Something that is to happen again and again.
-#ifndef ZELO_ZELOBOX_TICKER_H
-#define ZELO_ZELOBOX_TICKER_H
+#ifndef ZELO_ZELOBOX_PERIODICTIMER_H
+#define ZELO_ZELOBOX_PERIODICTIMER_H
 
 #include "zelobox/base/EventLoop.h"
 #include "zelobox/protocol/Peer.h"
@@ -9,12 +9,12 @@
 namespace zelobox {
 
 /// Calls back in turns of the loop, as often as it is told to.
-class Ticker {
+class PeriodicTimer {
 public:
-    explicit Ticker(EventLoop& eventLoop) : loop(eventLoop) {}
-    ~Ticker() { stop(); }
-    Ticker(Ticker const&) = delete;
-    Ticker& operator=(Ticker const&) = delete;
+    explicit PeriodicTimer(EventLoop& eventLoop) : loop(eventLoop) {}
+    ~PeriodicTimer() { stop(); }
+    PeriodicTimer(PeriodicTimer const&) = delete;
+    PeriodicTimer& operator=(PeriodicTimer const&) = delete;
 
     /// @throw std::system_error
     void start(Milliseconds interval, EventLoop::Callback onTick);

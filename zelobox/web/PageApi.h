@@ -1,28 +1,28 @@
 /// @file
 /// What the page and its scripts see of the middleware, and what they can have it do.
-#ifndef ZELO_ZELOBOX_DESK_H
-#define ZELO_ZELOBOX_DESK_H
+#ifndef ZELO_ZELOBOX_PAGEAPI_H
+#define ZELO_ZELOBOX_PAGEAPI_H
 
 #include <map>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "zelobox/middleware/Box.h"
+#include "zelobox/middleware/Middleware.h"
 #include "zelobox/web/EventStream.h"
 #include "zelobox/web/History.h"
-#include "zelobox/web/LoopCalls.h"
+#include "zelobox/web/LoopExecutor.h"
 
 namespace zelobox {
 
-struct DeskRequest {
+struct PageRequest {
     std::string method;
     std::string path;
     std::map<std::string, std::string> query;
     std::string body;
 };
 
-struct DeskAnswer {
+struct PageAnswer {
     int status = 200;
     std::string type = "application/json";
     std::string body;
@@ -31,23 +31,23 @@ struct DeskAnswer {
 };
 
 /// @return {"error":"..."}
-DeskAnswer errorAnswer(int status, std::string const& problem);
+PageAnswer errorAnswer(int status, std::string const& problem);
 
-/// Lives on the loop's thread, as the box does. docs/desk-box.md lists the requests and the events.
-class Desk final : public Box::Observer {
+/// Lives on the loop's thread, as the middleware does. docs/zelobox.md lists the requests and the events.
+class PageApi final : public Middleware::Observer {
 public:
     static constexpr size_t mostStreams = 16;
     /// How many records a page is told when it opens.
     static constexpr size_t mostTold = 2000;
 
-    /// @param controlledBox  must live longer
-    /// @param loopCalls  must live longer
-    Desk(Box& controlledBox, LoopCalls& loopCalls, std::string socketPath);
-    Desk(Desk const&) = delete;
-    Desk& operator=(Desk const&) = delete;
+    /// @param controlledMiddleware  must live longer
+    /// @param loopExecutor  must live longer
+    PageApi(Middleware& controlledMiddleware, LoopExecutor& loopExecutor, std::string socketPath);
+    PageApi(PageApi const&) = delete;
+    PageApi& operator=(PageApi const&) = delete;
 
     /// Does not throw for anything that a request can get wrong.
-    DeskAnswer answer(DeskRequest const& request);
+    PageAnswer answer(PageRequest const& request);
 
     /// @param lastEventId  of the last record that the page knows; empty for none
     /// @return a stream that begins with all that the page does not know yet; null when too many are open
@@ -60,19 +60,19 @@ private:
     struct Route {
         char const* method;
         char const* path;
-        DeskAnswer (Desk::*carryOut)(DeskRequest const& request);
+        PageAnswer (PageApi::*carryOut)(PageRequest const& request);
     };
 
     static std::vector<Route> const& routes();
-    DeskAnswer getState(DeskRequest const& request);
-    DeskAnswer getKeys(DeskRequest const& request);
-    DeskAnswer getMessages(DeskRequest const& request);
-    DeskAnswer getMisbehaviours(DeskRequest const& request);
-    DeskAnswer getTrace(DeskRequest const& request);
-    DeskAnswer postSend(DeskRequest const& request);
-    DeskAnswer postKey(DeskRequest const& request);
-    DeskAnswer postConfig(DeskRequest const& request);
-    DeskAnswer postMisbehave(DeskRequest const& request);
+    PageAnswer getState(PageRequest const& request);
+    PageAnswer getKeys(PageRequest const& request);
+    PageAnswer getMessages(PageRequest const& request);
+    PageAnswer getFaults(PageRequest const& request);
+    PageAnswer getTrace(PageRequest const& request);
+    PageAnswer postSend(PageRequest const& request);
+    PageAnswer postKey(PageRequest const& request);
+    PageAnswer postConfig(PageRequest const& request);
+    PageAnswer postFault(PageRequest const& request);
 
     Json state() const;
     void noteClient(TraceRecord const& record);
@@ -86,8 +86,8 @@ private:
         Json allowed = Json::array();
     };
 
-    Box& box;
-    LoopCalls& calls;
+    Middleware& middleware;
+    LoopExecutor& calls;
     std::string const socket;
     std::string const instance; // tells this process's records from an earlier one's
     History history;

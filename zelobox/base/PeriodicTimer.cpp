@@ -1,4 +1,4 @@
-#include "zelobox/base/Ticker.h"
+#include "zelobox/base/PeriodicTimer.h"
 
 #include <sys/timerfd.h>
 #include <unistd.h>
@@ -8,7 +8,7 @@
 
 namespace zelobox {
 
-void Ticker::start(Milliseconds interval, EventLoop::Callback onTick)
+void PeriodicTimer::start(Milliseconds interval, EventLoop::Callback onTick)
 {
     stop();
     timer.reset(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK));
@@ -26,7 +26,7 @@ void Ticker::start(Milliseconds interval, EventLoop::Callback onTick)
     });
 }
 
-void Ticker::stop()
+void PeriodicTimer::stop()
 {
     if (timer) {
         loop.forget(timer.get());
