@@ -7,17 +7,17 @@
 
 #include <memory>
 
-#include "src/common/Immortal.h"
 #include "src/common/Log.h"
+#include "src/common/NoDestructor.h"
 #include "src/common/RealTime.h"
-#include "src/common/ThreadMarks.h"
+#include "src/common/ThreadRegistry.h"
 
 namespace {
 
 char const sourceFile[] = "src/common/STBThread";
 
-Immortal<ThreadMarks> ownThreadsRoom;
-ThreadMarks& ownThreads = ownThreadsRoom.make();
+NoDestructor<ThreadRegistry> ownThreadsRoom;
+ThreadRegistry& ownThreads = ownThreadsRoom.make();
 
 } // namespace
 
@@ -71,8 +71,8 @@ bool STBThread::endThread()
 
 void STBThread::thread()
 {
-    ThreadMarks::Mark mark(ownThreads);
-    mark.putUp();
+    ThreadRegistry::Entry entry(ownThreads);
+    entry.enter();
     run();
     OnThreadCompletedListener* completed;
     {
