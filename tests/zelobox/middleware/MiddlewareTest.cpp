@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/zelobox/MiddlewareFixture.h"
+#include "tests/zelobox/middleware/MiddlewareFixture.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
 
 using namespace zelobox;

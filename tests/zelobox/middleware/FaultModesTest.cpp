@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 
-#include "tests/zelobox/MiddlewareFixture.h"
+#include "tests/zelobox/middleware/MiddlewareFixture.h"
 #include "zelobox/protocol/FrameJson.h"
 
 using namespace zelobox;
