@@ -6,14 +6,14 @@
 #include "zelobox/protocol/FrameJson.h"
 
 using namespace zelobox;
-using program::MiddlewareTest;
+using program::MiddlewareFixture;
 using testing::HasSubstr;
 
 namespace {
 
 Frame const request = {IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}};
 
-class FaultyMiddleware : public MiddlewareTest {
+class FaultyMiddleware : public MiddlewareFixture {
 protected:
     /// Has the middleware take all that is on its way.
     void settle()
