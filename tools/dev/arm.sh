@@ -44,7 +44,7 @@ static_proxy() {
   rm -rf "$directory"
   mkdir -p "$directory"
   "$host" demo >"$directory/timeline.txt" \
-    --host-command "$ZELO_ROOT/tests/zelobox/through_proxy.sh $directory/demo.jsonl 'qemu-arm $proxy proxy' $host"
+    --host-command "$ZELO_ROOT/tests/zelobox/commands/through_proxy.sh $directory/demo.jsonl 'qemu-arm $proxy proxy' $host"
   "$host" decode "$directory/demo.jsonl" >"$directory/decoded.txt"
   diff <(sent "$directory/timeline.txt") <(sent "$directory/decoded.txt")
   echo "The box's static proxy has passed and recorded $(sent "$directory/decoded.txt" | wc -l) frames."

@@ -11,7 +11,7 @@ packages() {
 
 # What drives the browser, as the lock file says, in build/browser.
 install_driver() {
-  local directory=$ZELO_BUILD/browser source=$ZELO_ROOT/tests/browser
+  local directory=$ZELO_BUILD/browser source=$ZELO_ROOT/tests/zelobox/browser
   if ! cmp --quiet "$source/package-lock.json" "$directory/installed-lock.json"; then
     mkdir -p "$directory"
     cp "$source/package.json" "$source/package-lock.json" "$source/.npmrc" "$directory"
@@ -23,7 +23,7 @@ install_driver() {
 take_screenshots() {
   needs pngquant "makes the pictures small"
   install_missing "./dev browser --screenshots"
-  node "$ZELO_ROOT/tests/browser/screenshots.js"
+  node "$ZELO_ROOT/tests/zelobox/browser/screenshots.js"
   pngquant --force --ext .png --skip-if-larger --speed 1 "$ZELO_ROOT"/docs/images/page-*.png
 }
 
@@ -35,7 +35,7 @@ run() {
   build default zelobox
   install_driver
   if [ $# = 0 ]; then
-    node --test-reporter=spec "$ZELO_ROOT/tests/browser/page.test.js"
+    node --test-reporter=spec "$ZELO_ROOT/tests/zelobox/browser/page.test.js"
   else
     take_screenshots
   fi

@@ -16,7 +16,7 @@ using testing::HasSubstr;
 namespace {
 
 /// A running middleware with a socket of its own.
-class Middleware : public testing::Test {
+class MiddlewareCommand : public testing::Test {
 protected:
     void start(program::Words more = {})
     {
@@ -45,7 +45,7 @@ zelobox::Frame configurationRequest()
 
 } // namespace
 
-TEST_F(Middleware, AnswersTheConfigurationRequestFromItsFile)
+TEST_F(MiddlewareCommand, AnswersTheConfigurationRequestFromItsFile)
 {
     std::string const file =
         directory.file("middleware.json", R"({"language":"fr","displayWidth":640,"auxText2":"more"})");
@@ -65,7 +65,7 @@ TEST_F(Middleware, AnswersTheConfigurationRequestFromItsFile)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(Middleware, PrintsEveryFrameAndKeepsItsState)
+TEST_F(MiddlewareCommand, PrintsEveryFrameAndKeepsItsState)
 {
     start();
     zelobox::Connection client = program::subscribe(socket(), {IPC_REMOTE_KEY, IPC_VOLUME});
@@ -88,7 +88,7 @@ TEST_F(Middleware, PrintsEveryFrameAndKeepsItsState)
          "\"applicationHasControl\":false"}));
 }
 
-TEST_F(Middleware, ServesSeveralClients)
+TEST_F(MiddlewareCommand, ServesSeveralClients)
 {
     start();
     zelobox::Connection first = connectTo(socket());
@@ -103,7 +103,7 @@ TEST_F(Middleware, ServesSeveralClients)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(Middleware, DropsAClientThatIsOutOfStepAndServesTheOthers)
+TEST_F(MiddlewareCommand, DropsAClientThatIsOutOfStepAndServesTheOthers)
 {
     start();
     zelobox::Connection good = connectTo(socket());
@@ -115,7 +115,7 @@ TEST_F(Middleware, DropsAClientThatIsOutOfStepAndServesTheOthers)
     EXPECT_THAT(stop().output, HasSubstr("connection 2 disconnected: a frame began with a wrong sync byte\n"));
 }
 
-TEST_F(Middleware, SurvivesAClientThatVanishesInTheMiddleOfAFrame)
+TEST_F(MiddlewareCommand, SurvivesAClientThatVanishesInTheMiddleOfAFrame)
 {
     start();
     zelobox::Connection client = connectTo(socket());
@@ -128,7 +128,7 @@ TEST_F(Middleware, SurvivesAClientThatVanishesInTheMiddleOfAFrame)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(Middleware, RemovesItsSocketFileOnCtrlC)
+TEST_F(MiddlewareCommand, RemovesItsSocketFileOnCtrlC)
 {
     start();
     EXPECT_TRUE(program::exists(socket()));
@@ -138,7 +138,7 @@ TEST_F(Middleware, RemovesItsSocketFileOnCtrlC)
     EXPECT_FALSE(program::exists(socket()));
 }
 
-TEST_F(Middleware, EndsInTheSameWayWhenTerminated)
+TEST_F(MiddlewareCommand, EndsInTheSameWayWhenTerminated)
 {
     start();
     running->signal(SIGTERM);
@@ -146,7 +146,7 @@ TEST_F(Middleware, EndsInTheSameWayWhenTerminated)
     EXPECT_FALSE(program::exists(socket()));
 }
 
-TEST_F(Middleware, LeavesASocketFileThatIsNotItsOwn)
+TEST_F(MiddlewareCommand, LeavesASocketFileThatIsNotItsOwn)
 {
     start();
     ASSERT_EQ(0, unlink(socket().c_str()));
@@ -155,7 +155,7 @@ TEST_F(Middleware, LeavesASocketFileThatIsNotItsOwn)
     EXPECT_TRUE(program::exists(socket()));
 }
 
-TEST_F(Middleware, TakesOverASocketFileThatNobodyListensOn)
+TEST_F(MiddlewareCommand, TakesOverASocketFileThatNobodyListensOn)
 {
     start();
     running->signal(SIGKILL);
@@ -165,7 +165,7 @@ TEST_F(Middleware, TakesOverASocketFileThatNobodyListensOn)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(Middleware, RefusesToRunBesideAnotherServer)
+TEST_F(MiddlewareCommand, RefusesToRunBesideAnotherServer)
 {
     start();
     Ended const second = run({"middleware", "--socket", socket()});
@@ -177,7 +177,7 @@ TEST_F(Middleware, RefusesToRunBesideAnotherServer)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(Middleware, HasTheFaultsThatItIsTold)
+TEST_F(MiddlewareCommand, HasTheFaultsThatItIsTold)
 {
     start({"--fault", "lie-inside", "--fault", "die-on-vanish"});
     zelobox::Connection client = program::subscribe(socket(), {IPC_APP_LIFECYCLE});
@@ -190,7 +190,7 @@ TEST_F(Middleware, HasTheFaultsThatItIsTold)
     EXPECT_FALSE(program::exists(socket()));
 }
 
-TEST_F(Middleware, PlaysItsSideOfAScenarioAgainstWhoeverConnects)
+TEST_F(MiddlewareCommand, PlaysItsSideOfAScenarioAgainstWhoeverConnects)
 {
     std::string const scenario = directory.file("mine.jsonl", R"({"scenario":"mine","config":{"language":"fi"}}
 {"call":"start"}
@@ -213,7 +213,7 @@ TEST_F(Middleware, PlaysItsSideOfAScenarioAgainstWhoeverConnects)
     EXPECT_FALSE(program::exists(socket()));
 }
 
-TEST_F(Middleware, NamesTheStepThatWentWrong)
+TEST_F(MiddlewareCommand, NamesTheStepThatWentWrong)
 {
     std::string const scenario =
         directory.file("mine.jsonl", "{\"scenario\":\"mine\"}\n{\"expect\":{\"frame\":\"IPC_CONFIG_STATE\"}}\n");
@@ -231,7 +231,7 @@ TEST_F(Middleware, NamesTheStepThatWentWrong)
     EXPECT_THAT(late.errors, HasSubstr("actual:   nothing within 1000 ms"));
 }
 
-TEST_F(Middleware, CarriesOutStepsFromItsInput)
+TEST_F(MiddlewareCommand, CarriesOutStepsFromItsInput)
 {
     start({"--input"});
     zelobox::Connection client = program::subscribe(socket(), {IPC_VOLUME});
@@ -248,7 +248,7 @@ TEST_F(Middleware, CarriesOutStepsFromItsInput)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(Middleware, SendsWhatNobodyHasSubscribedToWhenToldSo)
+TEST_F(MiddlewareCommand, SendsWhatNobodyHasSubscribedToWhenToldSo)
 {
     start({"--input", "--unsubscribed"});
     zelobox::Connection client = program::subscribe(socket(), {});
@@ -257,7 +257,7 @@ TEST_F(Middleware, SendsWhatNobodyHasSubscribedToWhenToldSo)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(Middleware, WritesATraceOfWhatItSees)
+TEST_F(MiddlewareCommand, WritesATraceOfWhatItSees)
 {
     start({"--trace", directory.path("trace.jsonl")});
     program::subscribe(socket(), {IPC_VOLUME}).close();
@@ -275,14 +275,14 @@ TEST_F(Middleware, WritesATraceOfWhatItSees)
     EXPECT_THAT(ended.errors, HasSubstr("/nowhere/trace.jsonl"));
 }
 
-TEST(MiddlewareUse, ListsTheFaultModesForOneThatItDoesNotKnow)
+TEST(MiddlewareCommandLine, ListsTheFaultModesForOneThatItDoesNotKnow)
 {
     Ended const ended = run({"middleware", "--fault", "rudely"});
     EXPECT_EQ(2, ended.status);
     EXPECT_THAT(ended.errors, HasSubstr("\"rudely\" is none of: none, drop, garbage, lie, "));
 }
 
-TEST(MiddlewareUse, SaysWhyItCannotListen)
+TEST(MiddlewareCommandLine, SaysWhyItCannotListen)
 {
     Ended const ended = run({"middleware", "--socket", "/nowhere/messenger"});
     EXPECT_EQ(2, ended.status);
@@ -292,7 +292,7 @@ TEST(MiddlewareUse, SaysWhyItCannotListen)
         ended.errors);
 }
 
-TEST(MiddlewareUse, SaysThatItHasNoPermission)
+TEST(MiddlewareCommandLine, SaysThatItHasNoPermission)
 {
     // A place where not even root may make a file.
     Ended const ended = run({"middleware", "--socket", "/sys/messenger"});
@@ -301,7 +301,7 @@ TEST(MiddlewareUse, SaysThatItHasNoPermission)
                 testing::ContainsRegex("cannot listen on /sys/messenger: .*(permitted|denied|Read-only)"));
 }
 
-TEST(MiddlewareUse, NamesAMistypedOption)
+TEST(MiddlewareCommandLine, NamesAMistypedOption)
 {
     Ended const ended = run({"middleware", "--sokcet", "/tmp/x"});
     EXPECT_EQ(2, ended.status);
@@ -309,7 +309,7 @@ TEST(MiddlewareUse, NamesAMistypedOption)
     EXPECT_EQ("", ended.output);
 }
 
-TEST(MiddlewareUse, NamesAMissingOrMistypedCommand)
+TEST(MiddlewareCommandLine, NamesAMissingOrMistypedCommand)
 {
     Ended const missing = run({});
     EXPECT_EQ(2, missing.status);
@@ -319,7 +319,7 @@ TEST(MiddlewareUse, NamesAMissingOrMistypedCommand)
     EXPECT_THAT(ended.errors, HasSubstr("midleware"));
 }
 
-TEST(MiddlewareUse, HelpsWithExamples)
+TEST(MiddlewareCommandLine, HelpsWithExamples)
 {
     for (char const* const command : {"demo", "middleware", "host", "check"}) {
         Ended const ended = run({command, "--help"});
@@ -329,7 +329,7 @@ TEST(MiddlewareUse, HelpsWithExamples)
     }
 }
 
-TEST(MiddlewareUse, NamesFileAndFieldOfABadConfiguration)
+TEST(MiddlewareCommandLine, NamesFileAndFieldOfABadConfiguration)
 {
     program::Directory const directory;
     auto const errorsOf = [&](std::string const& text) {

@@ -40,14 +40,14 @@ void expectWell(std::string const& output, Ended const& ended)
 
 } // namespace
 
-TEST(Decode, PrintsATrace)
+TEST(DecodeCommand, PrintsATrace)
 {
     program::Directory const directory;
     expectWell(traceText, run({"decode", directory.file("trace", trace)}));
     expectWell(traceText, run({"decode", "-"}, trace));
 }
 
-TEST(Decode, ConvertsThereAndBackWithoutLoss)
+TEST(DecodeCommand, ConvertsThereAndBackWithoutLoss)
 {
     program::Directory const directory;
     std::string const packets = directory.path("trace.pcapng");
@@ -61,7 +61,7 @@ TEST(Decode, ConvertsThereAndBackWithoutLoss)
     expectWell(zelobox::contentsOf(packets), run({"decode", "-", "--to", "pcapng"}, trace));
 }
 
-TEST(Decode, ReadsBytesAndHexadecimalText)
+TEST(DecodeCommand, ReadsBytesAndHexadecimalText)
 {
     std::string const text = "   0.000  middleware  sends IPC_VOLUME value=30\n";
     expectWell(text, run({"decode", "-"}, bytes(volume)));
@@ -71,7 +71,7 @@ TEST(Decode, ReadsBytesAndHexadecimalText)
     expectWell("", run({"decode", "-"}, ""));
 }
 
-TEST(Decode, TellsTheDirectionFromTheFirstKnownMessage)
+TEST(DecodeCommand, TellsTheDirectionFromTheFirstKnownMessage)
 {
     std::string const unknown = "6d010063 00000004 00000001 ";
     EXPECT_THAT(run({"decode", "-"}, unknown + volume).output, HasSubstr("middleware  sends type 99 value=1\n"));
@@ -80,7 +80,7 @@ TEST(Decode, TellsTheDirectionFromTheFirstKnownMessage)
                 HasSubstr("library     sends IPC_V"));
 }
 
-TEST(Decode, KeepsWhatIsNoFrameAndSaysWhereItWas)
+TEST(DecodeCommand, KeepsWhatIsNoFrameAndSaysWhereItWas)
 {
     Ended const ended = run({"decode", "-"}, bytes(std::string(volume) + "0011" + volume + "6d0100"));
     EXPECT_EQ("   0.000  middleware  sends IPC_VOLUME value=30\n"
@@ -94,7 +94,7 @@ TEST(Decode, KeepsWhatIsNoFrameAndSaysWhereItWas)
     EXPECT_EQ(1, ended.status);
 }
 
-TEST(Decode, NamesTheLineOfBadText)
+TEST(DecodeCommand, NamesTheLineOfBadText)
 {
     Ended const half = run({"decode", "-"}, "6d01\n6d0\n");
     EXPECT_EQ("zelobox: the standard input line 2: \"6d0\" has half a byte\n", half.errors);
@@ -102,7 +102,7 @@ TEST(Decode, NamesTheLineOfBadText)
     EXPECT_THAT(run({"decode", "-"}, "6d01\n0x27\n").errors, HasSubstr("line 2: \"0x27\" is not hexadecimal"));
 }
 
-TEST(Decode, PrintsATraceUpToItsFirstBadLine)
+TEST(DecodeCommand, PrintsATraceUpToItsFirstBadLine)
 {
     Ended const ended = run({"decode", "-"}, std::string(trace) + "{\"time\":1}\n");
     EXPECT_EQ(traceText, ended.output);
@@ -110,7 +110,7 @@ TEST(Decode, PrintsATraceUpToItsFirstBadLine)
     EXPECT_EQ(2, ended.status);
 }
 
-TEST(Decode, DoesAsItIsToldAboutTheFormat)
+TEST(DecodeCommand, DoesAsItIsToldAboutTheFormat)
 {
     EXPECT_THAT(run({"decode", "--from", "raw", "-"}, trace).errors, HasSubstr("bytes at offset 0 are no frame"));
     EXPECT_THAT(run({"decode", "--from", "pcapng", "-"}, trace).errors, HasSubstr("the standard input at offset 0: "));
@@ -120,7 +120,7 @@ TEST(Decode, DoesAsItIsToldAboutTheFormat)
     EXPECT_THAT(mistyped.errors, HasSubstr("--to: jsnol not in {jsonl,pcapng,text}"));
 }
 
-TEST(Decode, SaysWhatItCannotReadOrWrite)
+TEST(DecodeCommand, SaysWhatItCannotReadOrWrite)
 {
     program::Directory const directory;
     std::string const in = directory.file("trace", trace);
@@ -137,7 +137,7 @@ TEST(Decode, SaysWhatItCannotReadOrWrite)
     EXPECT_EQ(2, run({"decode"}).status);
 }
 
-TEST(Decode, HelpsWithExamples)
+TEST(DecodeCommand, HelpsWithExamples)
 {
     Ended const ended = run({"decode", "--help"});
     EXPECT_EQ(0, ended.status);

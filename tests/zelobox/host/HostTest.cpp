@@ -114,7 +114,7 @@ TEST(Host, StopsTheLibraryOnCtrlC)
     EXPECT_EQ(0, host.wait().status);
 }
 
-TEST(HostUse, AnswersForPeopleWithoutJson)
+TEST(HostCommand, AnswersForPeopleWithoutJson)
 {
     Ended const ended = run({"host", "--no-start"}, "volume\nenv reserved\nui\n");
     EXPECT_EQ("result volume: volume=0 muted=false\n"
@@ -124,7 +124,7 @@ TEST(HostUse, AnswersForPeopleWithoutJson)
     EXPECT_EQ(0, ended.status);
 }
 
-TEST(HostUse, ReachesEveryFunctionOfTheLibrary)
+TEST(HostCommand, ReachesEveryFunctionOfTheLibrary)
 {
     Ended const help = run({"host", "--help"});
     for (char const* const name : {"ZeloStartApp", "ZeloStopApp", "ZeloSetVideoWindow", "ZeloRequestPreviousController",
@@ -142,7 +142,7 @@ TEST(HostUse, ReachesEveryFunctionOfTheLibrary)
     EXPECT_THAT(ended.output, Not(HasSubstr("error")));
 }
 
-TEST(HostUse, ExplainsALineThatItDoesNotUnderstand)
+TEST(HostCommand, ExplainsALineThatItDoesNotUnderstand)
 {
     Ended const ended =
         run({"host", "--no-start"}, "vidoe 1 2 3 4\nvideo 1 2 3\nvideo 1 2 3 4 5\nkey 44x\nenv 5000000000\n\n");
@@ -156,7 +156,7 @@ result error: command="env 5000000000" problem="\"5000000000\" does not fit into
     EXPECT_EQ(0, ended.status);
 }
 
-TEST(HostUse, HasTheDrmObjectRecordWhatItIsAskedFor)
+TEST(HostCommand, HasTheDrmObjectRecordWhatItIsAskedFor)
 {
     Ended const ended = run({"host", "--no-start", "--json"}, "l1\ndrm\ncdm 0x80000000\nl1\ndrm\n");
     EXPECT_TRUE(hasInOrder(ended.output, {"{\"result\":\"l1\",\"l1\":false}\n", "{\"result\":\"drm\",\"calls\":[]}\n",
@@ -165,7 +165,7 @@ TEST(HostUse, HasTheDrmObjectRecordWhatItIsAskedFor)
                                           "cel=18446744071562067968\",\"bridge\",\"cdm\",\"isL1\"]}\n"}));
 }
 
-TEST(HostUse, LogsUpToTheLevelThatIsWanted)
+TEST(HostCommand, LogsUpToTheLevelThatIsWanted)
 {
     std::string const lines = "log 1 quiet\nlog 3 100%s loud\n";
     Ended const all = run({"host", "--no-start"}, lines);
@@ -178,7 +178,7 @@ TEST(HostUse, LogsUpToTheLevelThatIsWanted)
     EXPECT_EQ(2, run({"host", "--log-level", "6"}).status);
 }
 
-TEST(HostUse, ColoursTheLogOnATerminal)
+TEST(HostCommand, ColoursTheLogOnATerminal)
 {
     Terminal const terminal;
     program::Words words = {"/bin/sh", "-c", "exec \"$@\" 2>" + terminal.slave, "sh"};
@@ -193,7 +193,7 @@ TEST(HostUse, ColoursTheLogOnATerminal)
     EXPECT_EQ(0, host.wait().status);
 }
 
-TEST(HostUse, SaysWhichLibraryItCannotLoad)
+TEST(HostCommand, SaysWhichLibraryItCannotLoad)
 {
     Ended const ended = run({"host", "--lib", "/nowhere/libzelocobalt.so"});
     EXPECT_EQ(2, ended.status);
@@ -202,14 +202,14 @@ TEST(HostUse, SaysWhichLibraryItCannotLoad)
     EXPECT_THAT(run({"host", "--stb", "/nowhere/libzelostb.so"}).errors, HasSubstr("say with --stb where it is\n"));
 }
 
-TEST(HostUse, NamesAnEntryPointThatIsMissing)
+TEST(HostCommand, NamesAnEntryPointThatIsMissing)
 {
     Ended const ended = run({"host", "--lib", ZELOBOX_INCOMPLETE_LIBRARY});
     EXPECT_EQ(2, ended.status);
     EXPECT_THAT(ended.errors, HasSubstr("lacks ZeloRequestPreviousController() (_Z29ZeloRequestPreviousControllerv)"));
 }
 
-TEST(HostUse, TakesALibraryWithOldStrings)
+TEST(HostCommand, TakesALibraryWithOldStrings)
 {
     Ended const ended =
         run({"host", "--lib", ZELOBOX_OLD_LIBRARY, "--no-start", "--json"}, "env language\nenv device\nvolume\n");

@@ -75,7 +75,7 @@ Recorded twice()
 }
 
 /// A running replay whose library the test plays.
-class ReplayTest : public testing::Test {
+class ReplayCommand : public testing::Test {
 protected:
     void start(Recorded const& recorded, program::Words more = {}, std::string const& name = "trace.jsonl")
     {
@@ -118,7 +118,7 @@ protected:
 
 } // namespace
 
-TEST_F(ReplayTest, DoesWhatTheMiddlewareDid)
+TEST_F(ReplayCommand, DoesWhatTheMiddlewareDid)
 {
     for (char const* const name : {"trace.jsonl", "trace.pcapng"}) {
         for (program::Words const& options : {program::Words{}, program::Words{"--fast"}}) {
@@ -129,7 +129,7 @@ TEST_F(ReplayTest, DoesWhatTheMiddlewareDid)
     }
 }
 
-TEST_F(ReplayTest, PrintsTheTraffic)
+TEST_F(ReplayCommand, PrintsTheTraffic)
 {
     start(twice());
     playTwice();
@@ -141,7 +141,7 @@ TEST_F(ReplayTest, PrintsTheTraffic)
                              "middleware  sends IPC_MUTE value=1\n", "replay      all 9 records as they were\n"}));
 }
 
-TEST_F(ReplayTest, SendsNothingBeforeItsTime)
+TEST_F(ReplayCommand, SendsNothingBeforeItsTime)
 {
     using Clock = std::chrono::steady_clock;
     std::chrono::milliseconds const pause(300);
@@ -154,7 +154,7 @@ TEST_F(ReplayTest, SendsNothingBeforeItsTime)
     expectEnd(0, "");
 }
 
-TEST_F(ReplayTest, DoesNotWaitForTheTimeWhenItIsToBeFast)
+TEST_F(ReplayCommand, DoesNotWaitForTheTimeWhenItIsToBeFast)
 {
     Recorded recorded;
     start(recorded.add(1, Event::Connected).pause(std::chrono::hours(1)).toHost(1, volume), {"--fast"});
@@ -163,7 +163,7 @@ TEST_F(ReplayTest, DoesNotWaitForTheTimeWhenItIsToBeFast)
     expectEnd(0, "");
 }
 
-TEST_F(ReplayTest, SendsNothingBeforeTheLibraryHasSentWhatCameBefore)
+TEST_F(ReplayCommand, SendsNothingBeforeTheLibraryHasSentWhatCameBefore)
 {
     for (program::Words const& options : {program::Words{}, program::Words{"--fast"}}) {
         Recorded recorded;
@@ -176,7 +176,7 @@ TEST_F(ReplayTest, SendsNothingBeforeTheLibraryHasSentWhatCameBefore)
     }
 }
 
-TEST_F(ReplayTest, SendsRawBytesAsTheyWere)
+TEST_F(ReplayCommand, SendsRawBytesAsTheyWere)
 {
     Recorded recorded;
     recorded.add(1, Event::Connected).add(1, Event::Raw);
@@ -188,7 +188,7 @@ TEST_F(ReplayTest, SendsRawBytesAsTheyWere)
     expectEnd(0, "");
 }
 
-TEST_F(ReplayTest, NamesTheFirstDifference)
+TEST_F(ReplayCommand, NamesTheFirstDifference)
 {
     start(twice());
     Connection library = connectTo(socket());
@@ -200,7 +200,7 @@ TEST_F(ReplayTest, NamesTheFirstDifference)
                  "  actual:   IPC_CLIENT_STATE value=3\n");
 }
 
-TEST_F(ReplayTest, TellsAKindFromAnother)
+TEST_F(ReplayCommand, TellsAKindFromAnother)
 {
     Recorded recorded;
     start(recorded.add(1, Event::Connected).toMiddleware(1, request));
@@ -208,7 +208,7 @@ TEST_F(ReplayTest, TellsAKindFromAnother)
     EXPECT_EQ(1, running->wait().status);
 }
 
-TEST_F(ReplayTest, NoticesAFrameBeforeTheEndOfAConnection)
+TEST_F(ReplayCommand, NoticesAFrameBeforeTheEndOfAConnection)
 {
     Recorded recorded;
     recorded.add(1, Event::Connected).add(1, Event::Disconnected, "closed by the client").add(2, Event::Connected);
@@ -220,7 +220,7 @@ TEST_F(ReplayTest, NoticesAFrameBeforeTheEndOfAConnection)
                  "  actual:   IPC_CONFIG_REQUEST\n");
 }
 
-TEST_F(ReplayTest, NoticesALibraryThatClosesTooEarly)
+TEST_F(ReplayCommand, NoticesALibraryThatClosesTooEarly)
 {
     start(twice());
     connectTo(socket()).close();
@@ -229,7 +229,7 @@ TEST_F(ReplayTest, NoticesALibraryThatClosesTooEarly)
                  "  actual:   closed by the client\n");
 }
 
-TEST_F(ReplayTest, NoticesALibraryThatClosesInPlaceOfTheMiddleware)
+TEST_F(ReplayCommand, NoticesALibraryThatClosesInPlaceOfTheMiddleware)
 {
     Recorded recorded;
     recorded.add(1, Event::Connected).pause(std::chrono::hours(1));
@@ -240,7 +240,7 @@ TEST_F(ReplayTest, NoticesALibraryThatClosesInPlaceOfTheMiddleware)
                  "  actual:   closed by the client\n");
 }
 
-TEST_F(ReplayTest, EndsWithACodeOfItsOwnWhenTheLibraryIsTooLate)
+TEST_F(ReplayCommand, EndsWithACodeOfItsOwnWhenTheLibraryIsTooLate)
 {
     start(twice(), {"--tolerance", "0.1"});
     Connection library = connectTo(socket());
@@ -249,7 +249,7 @@ TEST_F(ReplayTest, EndsWithACodeOfItsOwnWhenTheLibraryIsTooLate)
                  "  actual:   nothing\n");
 }
 
-TEST_F(ReplayTest, WaitsForTheConnectsToo)
+TEST_F(ReplayCommand, WaitsForTheConnectsToo)
 {
     start(twice(), {"--wait", "0.1"});
     expectEnd(3, "record 1: the library is too late\n  expected: connects\n  actual:   nothing\n");
@@ -261,7 +261,7 @@ TEST_F(ReplayTest, WaitsForTheConnectsToo)
     expectEnd(3, "record 6: the library is too late\n  expected: connects\n  actual:   nothing\n");
 }
 
-TEST_F(ReplayTest, NoticesAConnectTooMany)
+TEST_F(ReplayCommand, NoticesAConnectTooMany)
 {
     Recorded recorded;
     start(recorded.add(1, Event::Connected).toMiddleware(1, request));
@@ -270,7 +270,7 @@ TEST_F(ReplayTest, NoticesAConnectTooMany)
     expectEnd(1, "the library connects more often than the 1 times that it did\n");
 }
 
-TEST_F(ReplayTest, LeavesOutWhatIsToBeIgnored)
+TEST_F(ReplayCommand, LeavesOutWhatIsToBeIgnored)
 {
     Recorded recorded;
     recorded.add(1, Event::Connected).toMiddleware(1, window).toMiddleware(1, state).toMiddleware(1, request);
@@ -281,7 +281,7 @@ TEST_F(ReplayTest, LeavesOutWhatIsToBeIgnored)
     expectEnd(0, "");
 }
 
-TEST_F(ReplayTest, ExpectsWhatTheHostCausesUnlessItIsIgnored)
+TEST_F(ReplayCommand, ExpectsWhatTheHostCausesUnlessItIsIgnored)
 {
     Recorded recorded;
     start(recorded.add(1, Event::Connected).toMiddleware(1, request).toMiddleware(1, window));
@@ -291,14 +291,14 @@ TEST_F(ReplayTest, ExpectsWhatTheHostCausesUnlessItIsIgnored)
     EXPECT_THAT(running->wait().errors, HasSubstr("record 3, connection 1"));
 }
 
-TEST_F(ReplayTest, RemovesItsSocketFileOnCtrlC)
+TEST_F(ReplayCommand, RemovesItsSocketFileOnCtrlC)
 {
     start(twice());
     running->signal(SIGINT);
     expectEnd(130, "");
 }
 
-TEST_F(ReplayTest, RefusesToRunBesideAnotherServer)
+TEST_F(ReplayCommand, RefusesToRunBesideAnotherServer)
 {
     zelobox::Listener const listener(socket());
     zelobox::TraceWriter(directory.path("trace")).write(twice().records[0]);
@@ -308,7 +308,7 @@ TEST_F(ReplayTest, RefusesToRunBesideAnotherServer)
     EXPECT_TRUE(program::exists(socket()));
 }
 
-TEST(ReplayUse, SaysWhatIsWrongWithTraceAndOptions)
+TEST(ReplayCommandLine, SaysWhatIsWrongWithTraceAndOptions)
 {
     program::Directory const directory;
     EXPECT_EQ(2, run({"replay", "/nowhere/trace"}).status);

@@ -20,7 +20,7 @@ struct Example {
 
 std::string page()
 {
-    return contentsOf(ZELO_PROTOCOL_PAGE);
+    return contentsOf(ZELO_DOCS_DIR "/protocol.md");
 }
 
 /// @return the bytes of a block whose lines are hexadecimal digits

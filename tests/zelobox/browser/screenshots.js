@@ -5,7 +5,7 @@ import { fileURLToPath } from 'node:url';
 
 import { Box, Host, launch, open, waitForLink } from './support.js';
 
-const images = join(dirname(fileURLToPath(import.meta.url)), '..', '..', 'docs', 'images');
+const images = join(dirname(fileURLToPath(import.meta.url)), '..', '..', '..', 'docs', 'images');
 const views = {
   'page-light': { viewport: { width: 1440, height: 940 } },
   'page-dark': { viewport: { width: 1440, height: 940 }, colorScheme: 'dark' },

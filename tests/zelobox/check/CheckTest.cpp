@@ -97,6 +97,12 @@ Failing const failures[] = {
     {"no-display", "library-start", 1},
 };
 
+/// For the name of the test.
+void PrintTo(Failing const& failing, std::ostream* stream)
+{
+    *stream << failing.faultMode;
+}
+
 class CheckFinds : public testing::TestWithParam<Failing> {};
 
 std::string nameOf(testing::TestParamInfo<Failing> const& info)

@@ -1,7 +1,7 @@
 /// @file
 /// A middleware in the process of the test.
-#ifndef ZELO_TESTS_BOXFIXTURE_H
-#define ZELO_TESTS_BOXFIXTURE_H
+#ifndef ZELO_TESTS_MIDDLEWAREFIXTURE_H
+#define ZELO_TESTS_MIDDLEWAREFIXTURE_H
 
 #include <gtest/gtest.h>
 
@@ -16,9 +16,9 @@
 namespace program {
 
 /// A middleware in this process, which has its turns only when the test lets it.
-class MiddlewareTest : public testing::Test, private zelobox::Middleware::Observer {
+class MiddlewareFixture : public testing::Test, private zelobox::Middleware::Observer {
 protected:
-    MiddlewareTest() : middleware(loop, directory.path("messenger"), zelobox::defaultConfig())
+    MiddlewareFixture() : middleware(loop, directory.path("messenger"), zelobox::defaultConfig())
     {
         middleware.addObserver(*this);
     }

@@ -2,7 +2,7 @@
 #include <signal.h>
 
 #include "src/ipc/IPCBrowserConfig.h"
-#include "tests/zelobox/WebServer.h"
+#include "tests/zelobox/web/WebServer.h"
 
 using program::Ended;
 using testing::HasSubstr;

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
-#include "tests/zelobox/MiddlewareFixture.h"
+#include "tests/zelobox/middleware/MiddlewareFixture.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
 
 using namespace zelobox;
-using program::MiddlewareTest;
+using MiddlewareInProcess = program::MiddlewareFixture;
 
 namespace {
 
@@ -15,7 +15,7 @@ Frame number(IPCMessageType type, uint32_t value)
 
 } // namespace
 
-TEST_F(MiddlewareTest, SendsATypeOnlyToThoseWhoHaveSubscribedToIt)
+TEST_F(MiddlewareInProcess, SendsATypeOnlyToThoseWhoHaveSubscribedToIt)
 {
     Connection subscribed = connect();
     subscribed.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME})));
@@ -30,7 +30,7 @@ TEST_F(MiddlewareTest, SendsATypeOnlyToThoseWhoHaveSubscribedToIt)
     EXPECT_EQ(number(IPC_REMOTE_KEY, 4), other.receive());
 }
 
-TEST_F(MiddlewareTest, ReplacesASubscription)
+TEST_F(MiddlewareInProcess, ReplacesASubscription)
 {
     Connection client = connect();
     client.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME})));
@@ -40,7 +40,7 @@ TEST_F(MiddlewareTest, ReplacesASubscription)
     EXPECT_EQ(1U, middleware.send(number(IPC_MUTE, 1)));
 }
 
-TEST_F(MiddlewareTest, KeepsWhatItHasSent)
+TEST_F(MiddlewareInProcess, KeepsWhatItHasSent)
 {
     Connection client = connect();
     client.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME, IPC_MUTE, IPC_APP_LIFECYCLE, IPC_BROWSER_CONFIG})));
@@ -57,7 +57,7 @@ TEST_F(MiddlewareTest, KeepsWhatItHasSent)
     EXPECT_EQ("sv", middleware.state().config.language);
 }
 
-TEST_F(MiddlewareTest, LeavesRequestsUnansweredWhenToldSo)
+TEST_F(MiddlewareInProcess, LeavesRequestsUnansweredWhenToldSo)
 {
     middleware.setAnswering(false);
     Connection client = connect();
@@ -66,7 +66,7 @@ TEST_F(MiddlewareTest, LeavesRequestsUnansweredWhenToldSo)
     EXPECT_TRUE(client.isSilentFor(Milliseconds(1)));
 }
 
-TEST_F(MiddlewareTest, SaysWhoWasDropped)
+TEST_F(MiddlewareInProcess, SaysWhoWasDropped)
 {
     Connection client = connect();
     seen(1);
@@ -76,7 +76,7 @@ TEST_F(MiddlewareTest, SaysWhoWasDropped)
     EXPECT_TRUE(middleware.clients().empty());
 }
 
-TEST_F(MiddlewareTest, KeepsForAClientWhatItDoesNotReadYet)
+TEST_F(MiddlewareInProcess, KeepsForAClientWhatItDoesNotReadYet)
 {
     Connection slow = connect();
     Connection quick = connect();
@@ -104,7 +104,7 @@ TEST_F(MiddlewareTest, KeepsForAClientWhatItDoesNotReadYet)
     EXPECT_TRUE(expected == received);
 }
 
-TEST_F(MiddlewareTest, SendsBytesThatAreNoFrame)
+TEST_F(MiddlewareInProcess, SendsBytesThatAreNoFrame)
 {
     Connection client = connect();
     seen(1);

@@ -2,18 +2,18 @@
 #include <gtest/gtest.h>
 #include <sys/ioctl.h>
 
-#include "tests/zelobox/MiddlewareFixture.h"
+#include "tests/zelobox/middleware/MiddlewareFixture.h"
 #include "zelobox/protocol/FrameJson.h"
 
 using namespace zelobox;
-using program::MiddlewareTest;
+using program::MiddlewareFixture;
 using testing::HasSubstr;
 
 namespace {
 
 Frame const request = {IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}};
 
-class FaultyMiddleware : public MiddlewareTest {
+class FaultyMiddleware : public MiddlewareFixture {
 protected:
     /// Has the middleware take all that is on its way.
     void settle()

@@ -55,7 +55,7 @@ size_t fill(Connection const& client)
 }
 
 /// A running proxy before a middleware that the test plays.
-class ProxyTest : public testing::Test {
+class ProxyCommand : public testing::Test {
 protected:
     void SetUp() override { start(directory.path("trace.jsonl")); }
 
@@ -101,7 +101,7 @@ protected:
 
 } // namespace
 
-TEST_F(ProxyTest, PassesOnAndTellsBothDirections)
+TEST_F(ProxyCommand, PassesOnAndTellsBothDirections)
 {
     connect();
     client->send(request);
@@ -120,7 +120,7 @@ TEST_F(ProxyTest, PassesOnAndTellsBothDirections)
                                      "1 < disconnected: closed by the client"));
 }
 
-TEST_F(ProxyTest, PassesOnAFrameThatIsNotAllThereYet)
+TEST_F(ProxyCommand, PassesOnAFrameThatIsNotAllThereYet)
 {
     connect();
     for (char const byte : zelobox::bytesOf(volume)) {
@@ -134,7 +134,7 @@ TEST_F(ProxyTest, PassesOnAFrameThatIsNotAllThereYet)
                 ElementsAre("1 < connected", "1 < IPC_VOLUME value=30", "1 < disconnected: closed by the middleware"));
 }
 
-TEST_F(ProxyTest, ChangesNoByteAndRecordsEveryOne)
+TEST_F(ProxyCommand, ChangesNoByteAndRecordsEveryOne)
 {
     stop();
     start(directory.path("trace.jsonl"), {"--quiet"});
@@ -156,7 +156,7 @@ TEST_F(ProxyTest, ChangesNoByteAndRecordsEveryOne)
     EXPECT_EQ(bytes, recorded);
 }
 
-TEST_F(ProxyTest, RecordsBytesThatAreNoFrameAsRaw)
+TEST_F(ProxyCommand, RecordsBytesThatAreNoFrameAsRaw)
 {
     connect();
     client->send(request);
@@ -172,7 +172,7 @@ TEST_F(ProxyTest, RecordsBytesThatAreNoFrameAsRaw)
                             "1 > raw bytes 6d01", "1 < disconnected: closed by the client"));
 }
 
-TEST_F(ProxyTest, StopsReadingWhileTheOtherSideDoesNotRead)
+TEST_F(ProxyCommand, StopsReadingWhileTheOtherSideDoesNotRead)
 {
     stop();
     start(directory.path("trace.jsonl"), {"--quiet"});
@@ -188,7 +188,7 @@ TEST_F(ProxyTest, StopsReadingWhileTheOtherSideDoesNotRead)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(ProxyTest, EndsALinkWhoseSidesBothDoNotReadAnyMore)
+TEST_F(ProxyCommand, EndsALinkWhoseSidesBothDoNotReadAnyMore)
 {
     stop();
     start(directory.path("trace.jsonl"), {"--quiet"});
@@ -201,7 +201,7 @@ TEST_F(ProxyTest, EndsALinkWhoseSidesBothDoNotReadAnyMore)
     EXPECT_EQ(0, stop().status);
 }
 
-TEST_F(ProxyTest, ClosesTheClientWhenTheMiddlewareDiesAndFindsANewOne)
+TEST_F(ProxyCommand, ClosesTheClientWhenTheMiddlewareDiesAndFindsANewOne)
 {
     connect();
     middleware->send(volume);
@@ -224,7 +224,7 @@ TEST_F(ProxyTest, ClosesTheClientWhenTheMiddlewareDiesAndFindsANewOne)
                             "3 < connected", "3 > IPC_CONFIG_REQUEST", "3 < disconnected: closed by the proxy"));
 }
 
-TEST_F(ProxyTest, PassesOnWhatWasSaidBeforeAnEnd)
+TEST_F(ProxyCommand, PassesOnWhatWasSaidBeforeAnEnd)
 {
     stop();
     start(directory.path("trace.jsonl"), {"--quiet"});
@@ -235,7 +235,7 @@ TEST_F(ProxyTest, PassesOnWhatWasSaidBeforeAnEnd)
     EXPECT_TRUE(middleware->waitForClose());
 }
 
-TEST_F(ProxyTest, PassesOnTheEndOfOneDirectionAlone)
+TEST_F(ProxyCommand, PassesOnTheEndOfOneDirectionAlone)
 {
     connect();
     shutdown(client->descriptor(), SHUT_WR);
@@ -247,7 +247,7 @@ TEST_F(ProxyTest, PassesOnTheEndOfOneDirectionAlone)
     EXPECT_TRUE(running->waitForText("disconnected: closed by the middleware"));
 }
 
-TEST_F(ProxyTest, KeepsClientsApart)
+TEST_F(ProxyCommand, KeepsClientsApart)
 {
     connect();
     Connection first = std::move(*client);
@@ -267,7 +267,7 @@ TEST_F(ProxyTest, KeepsClientsApart)
                                      "1 < disconnected: closed by the client"));
 }
 
-TEST_F(ProxyTest, ClosesEverythingAndRemovesItsSocketFileOnCtrlC)
+TEST_F(ProxyCommand, ClosesEverythingAndRemovesItsSocketFileOnCtrlC)
 {
     connect();
     Ended const ended = stop();
@@ -278,7 +278,7 @@ TEST_F(ProxyTest, ClosesEverythingAndRemovesItsSocketFileOnCtrlC)
     EXPECT_THAT(trace(), ElementsAre("1 < connected", "1 < disconnected: closed by the proxy"));
 }
 
-TEST_F(ProxyTest, LeavesASocketFileThatIsNotItsOwn)
+TEST_F(ProxyCommand, LeavesASocketFileThatIsNotItsOwn)
 {
     ASSERT_EQ(0, unlink(front().c_str()));
     directory.file("front", "somebody else's");
@@ -286,7 +286,7 @@ TEST_F(ProxyTest, LeavesASocketFileThatIsNotItsOwn)
     EXPECT_TRUE(program::exists(front()));
 }
 
-TEST_F(ProxyTest, RefusesToRunBesideAnotherServer)
+TEST_F(ProxyCommand, RefusesToRunBesideAnotherServer)
 {
     Ended const second = run({"proxy", "--listen", front(), "--connect", directory.path("back")});
     EXPECT_EQ(2, second.status);
@@ -297,7 +297,7 @@ TEST_F(ProxyTest, RefusesToRunBesideAnotherServer)
     EXPECT_EQ(request, middleware->receive());
 }
 
-TEST_F(ProxyTest, GoesOnWithoutATraceWhenThereIsNoRoom)
+TEST_F(ProxyCommand, GoesOnWithoutATraceWhenThereIsNoRoom)
 {
     stop();
     start("/dev/full");
@@ -308,7 +308,7 @@ TEST_F(ProxyTest, GoesOnWithoutATraceWhenThereIsNoRoom)
     EXPECT_EQ(1, stop().status);
 }
 
-TEST(ProxyUse, SaysWhatIsWrongWithItsOptions)
+TEST(ProxyCommandLine, SaysWhatIsWrongWithItsOptions)
 {
     Ended const missing = run({"proxy"});
     EXPECT_EQ(2, missing.status);

@@ -1,4 +1,4 @@
-#include "tests/zelobox/WebServer.h"
+#include "tests/zelobox/web/WebServer.h"
 
 #include <netinet/in.h>
 #include <signal.h>

@@ -3,7 +3,7 @@
 
 #include <thread>
 
-#include "tests/zelobox/WebServer.h"
+#include "tests/zelobox/web/WebServer.h"
 
 using program::Ended;
 using testing::HasSubstr;

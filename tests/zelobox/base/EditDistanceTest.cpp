@@ -4,7 +4,7 @@
 
 using namespace zelobox;
 
-TEST(Similar, CountsWhatMustBeChanged)
+TEST(EditDistance, CountsWhatMustBeChanged)
 {
     EXPECT_EQ(0U, distanceOf("video", "video"));
     EXPECT_EQ(5U, distanceOf("", "video"));
@@ -15,7 +15,7 @@ TEST(Similar, CountsWhatMustBeChanged)
     EXPECT_EQ(3U, distanceOf("deo", "video") + distanceOf("ui", "u"));
 }
 
-TEST(Similar, FindsWhatSomebodyMayHaveMeant)
+TEST(EditDistance, FindsWhatSomebodyMayHaveMeant)
 {
     std::vector<std::string> const words = {"start", "stop", "video", "ui", "l1"};
     EXPECT_EQ("stop", mostSimilar("stpo", words));

@@ -1,4 +1,3 @@
-// Frames as text and as fields, and back.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -82,21 +81,21 @@ std::vector<Sample> samples()
 
 } // namespace
 
-TEST(Printer, NamesEveryField)
+TEST(FrameFields, NamesEveryField)
 {
     for (Sample const& sample : samples()) {
         EXPECT_EQ(sample.text, textOf(sample.frame));
     }
 }
 
-TEST(Printer, GivesFieldsThatMakeTheSameFrameAgain)
+TEST(FrameFields, GivesFieldsThatMakeTheSameFrameAgain)
 {
     for (Sample const& sample : samples()) {
         EXPECT_EQ(sample.frame, parsed(lineFor(sample.frame).dump())) << sample.text;
     }
 }
 
-TEST(Printer, ShowsAConfiguration)
+TEST(FrameFields, ShowsAConfiguration)
 {
     EXPECT_EQ("IPC_BROWSER_CONFIG forcePortalUrl=false macAddress=\"02:00:5E:10:20:30\" displayWidth=1920 "
               "displayHeight=1080 displayFlag=false auxWidth=0 auxHeight=0 apiMode=\"tv\" language=\"en\" "
@@ -104,7 +103,7 @@ TEST(Printer, ShowsAConfiguration)
               textOf({0, 24, payloadOf(defaultConfig())}));
 }
 
-TEST(Printer, ShowsTheBytesOfWhatItsFieldsDoNotSay)
+TEST(FrameFields, ShowsTheBytesOfWhatItsFieldsDoNotSay)
 {
     EXPECT_EQ("IPC_VOLUME value=0 inexact=true bytes=\"0001\"", textOf(frame(1, 39, "0001")));
     EXPECT_EQ("IPC_VOLUME value=1 inexact=true bytes=\"0000000105\"", textOf(frame(1, 39, "0000000105")));
@@ -119,7 +118,7 @@ TEST(Printer, ShowsTheBytesOfWhatItsFieldsDoNotSay)
     EXPECT_EQ("IPC_VIDEO_WINDOW x=1 y=0 width=0 height=0 inexact=true bytes=\"0001\"", textOf(frame(0, 29, "0001")));
 }
 
-TEST(Printer, CutsAtEveryByteWithoutHarm)
+TEST(FrameFields, CutsAtEveryByteWithoutHarm)
 {
     for (Sample const& sample : samples()) {
         Frame cut = sample.frame;
@@ -130,7 +129,7 @@ TEST(Printer, CutsAtEveryByteWithoutHarm)
     }
 }
 
-TEST(Printer, ReplacesBytesThatAreNoText)
+TEST(FrameFields, ReplacesBytesThatAreNoText)
 {
     EXPECT_EQ("IPC_APP_LIFECYCLE text=\"\xEF\xBF\xBD\"", textOf(frame(4, 49, "00000001 ff 00")));
 }
@@ -171,16 +170,6 @@ TEST(FrameFromFields, NamesTheFieldThatIsWrong)
     EXPECT_THAT(errorOf(R"({"frame":32,"record":"xx"})"), HasSubstr("field \"record\": \"xx\" is not hexadecimal"));
 }
 
-TEST(MessageTable, FindsEveryMessageByNameAndByNumber)
-{
-    for (MessageInfo const& info : messageTable()) {
-        EXPECT_EQ(&info, findMessage(static_cast<uint16_t>(info.type)));
-        EXPECT_EQ(&info, findMessage(std::string(info.name)));
-    }
-    EXPECT_EQ(20U, messageTable().size());
-    EXPECT_EQ(nullptr, findMessage(uint16_t{2}));
-}
-
 namespace {
 
 /// @return the fields of a vector in the form of this program; null if it has none, or others
@@ -211,7 +200,7 @@ Json fieldsOfVector(Json const& vector)
 } // namespace
 
 /// The vectors that the library's own tests decode.
-TEST(Printer, AgreesWithTheVectors)
+TEST(FrameFields, AgreesWithTheVectors)
 {
     size_t compared = 0;
     for (char const* const file : {"configuration.json", "messages.json", "player.json"}) {

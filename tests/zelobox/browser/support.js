@@ -6,7 +6,7 @@ import { dirname, join } from 'node:path';
 import { createInterface } from 'node:readline';
 import { fileURLToPath } from 'node:url';
 
-const root = join(dirname(fileURLToPath(import.meta.url)), '..', '..');
+const root = join(dirname(fileURLToPath(import.meta.url)), '..', '..', '..');
 const build = process.env.ZELO_BUILD ?? join(root, 'build');
 const program = join(build, 'default', 'zelobox');
 const { chromium } = createRequire(join(build, 'browser/'))('playwright-core');
