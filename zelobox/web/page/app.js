@@ -26,7 +26,7 @@ function showState(state) {
   showTelevision(state.middleware);
   showClients(state.clients);
   showConfig(state.middleware.config);
-  showFaultModes(faultModes, state.faultModes);
+  showFaultModes(faultModes, state.faults);
 }
 
 async function start() {
