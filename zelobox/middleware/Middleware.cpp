@@ -159,9 +159,10 @@ void Middleware::answer(ClientId id)
     if (!answering || isEnough || is(FaultMode::Silent)) {
         return;
     }
+    bool const isFirst = !client.hasConfig;
     client.hasConfig = true;
     Frame message = {IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(current.config)};
-    spoilConfig(lasting, message);
+    spoilConfig(lasting, isFirst, message);
     tell(frameRecord(id, Direction::ToHost, message));
     server.send(id, bytesOf(message));
     for (FaultMode const mode : repeated) {
