@@ -12,7 +12,9 @@ Call<int(int, sockaddr const*, socklen_t)> connect("connect");
 Call<ssize_t(int, void*, size_t, int)> recv("recv");
 Call<ssize_t(int, void const*, size_t)> write("write");
 Call<int(int)> close("close");
+Call<int(int, int)> shutdown("shutdown");
 Call<int(useconds_t)> usleep("usleep");
+Call<int(timespec const*, timespec*)> nanosleep("nanosleep");
 Call<int(timeval*, void*)> gettimeofday("gettimeofday");
 Call<int(pthread_cond_t*, pthread_mutex_t*, timespec const*)> pthread_cond_timedwait("pthread_cond_timedwait");
 Call<int(pthread_t, void**)> pthread_join("pthread_join");
@@ -58,6 +60,16 @@ ssize_t write(int fd, void const* bytes, size_t size)
 int close(int fd)
 {
     return interpose::close(fd);
+}
+
+int shutdown(int fd, int how) noexcept
+{
+    return interpose::shutdown(fd, how);
+}
+
+int nanosleep(timespec const* duration, timespec* left)
+{
+    return interpose::nanosleep(duration, left);
 }
 
 int usleep(useconds_t microseconds)

@@ -1,7 +1,8 @@
 #include "testkit/LibcStandIn.h"
 
 #include <dlfcn.h>
-#include <stdio.h>
+#include <fcntl.h>
+#include <stdarg.h>
 #include <stdlib.h>
 #include <sys/sysinfo.h>
 #include <unistd.h>
@@ -41,18 +42,12 @@ template <typename Function> Function* next(char const* name)
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-using Fopen = FILE*(char const*, char const*);
+using Open = int(char const*, int, ...);
 using Usleep = int(useconds_t);
 
-Fopen* realFopen()
+Open* realOpen()
 {
-    static Fopen* const function = next<Fopen>("fopen");
-    return function;
-}
-
-Fopen* realFopen64()
-{
-    static Fopen* const function = next<Fopen>("fopen64");
+    static Open* const function = next<Open>("open");
     return function;
 }
 
@@ -63,7 +58,7 @@ Usleep* realUsleep()
 }
 
 /// Looked up here, as soon as nobody needed them earlier: dlsym() waits for an unload, which may wait for its caller.
-bool const areLookedUp = realFopen() != nullptr && realFopen64() != nullptr && realUsleep() != nullptr;
+bool const areLookedUp = realOpen() != nullptr && realUsleep() != nullptr;
 
 std::string pathToOpen(char const* path)
 {
@@ -131,15 +126,13 @@ void onSleep(std::function<void(unsigned)> observer)
 
 } // namespace libc
 
-// The standard library's file streams open with either of the two.
-extern "C" FILE* fopen(char const* path, char const* mode)
+extern "C" int open(char const* path, int flags, ...)
 {
-    return realFopen()(pathToOpen(path).c_str(), mode);
-}
-
-extern "C" FILE* fopen64(char const* path, char const* mode)
-{
-    return realFopen64()(pathToOpen(path).c_str(), mode);
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return realOpen()(pathToOpen(path).c_str(), flags, mode);
 }
 
 extern "C" int sysinfo(struct sysinfo* info) noexcept

@@ -10,6 +10,10 @@ describe() {
         --no-corpus-path --no-elf-needed --no-write-default-sizes "$1" | sed -E "s, path='[^']*/(cobalt|src)/, path='\1/,"
 }
 
+command -v abidw >/dev/null && command -v abidiff >/dev/null || {
+    echo "abidw and abidiff are missing (Debian package abigail-tools)" >&2
+    exit 1
+}
 case ${1:-} in
 check)
     current=$(mktemp --suffix=.abi)

@@ -105,7 +105,7 @@ TEST_F(Callback, CannotStop)
     callbacks::setBody(&ZeloStopApp);
     sendOneOfEach(middleware);
     ASSERT_TRUE(callbacks::waitForCalls(5));
-    expectRefusals("ZeloStopApp ignored: called from a callback", 5);
+    expectRefusals("ZeloStopApp ignored: called on a thread of the library", 5);
     expectUnharmed();
 }
 
@@ -114,7 +114,7 @@ TEST_F(Callback, CannotStart)
     callbacks::setBody([] { ZeloStartApp({}); });
     sendOneOfEach(middleware);
     ASSERT_TRUE(callbacks::waitForCalls(5));
-    expectRefusals("ZeloStartApp ignored: called from a callback", 5);
+    expectRefusals("ZeloStartApp ignored: called on a thread of the library", 5);
     expectUnharmed();
 }
 
@@ -186,8 +186,8 @@ TEST_F(Callback, CannotStartOrStopWhileItsManagerIsBeingStopped)
     ASSERT_TRUE(eventually([&] { return entered.load(); }));
     stop.run(&ZeloStopApp);
     stop.join();
-    expectRefusals("ZeloStopApp ignored: called from a callback", 1);
-    expectRefusals("ZeloStartApp ignored: called from a callback", 1);
+    expectRefusals("ZeloStopApp ignored: called on a thread of the library", 1);
+    expectRefusals("ZeloStartApp ignored: called on a thread of the library", 1);
     EXPECT_TRUE(libraryThreadsEnd());
 }
 
@@ -207,7 +207,7 @@ TEST_F(Callback, OfAReplacedManagerCannotStopTheNewOne)
     middleware.acceptClient();
     middleware.configure();
     start.join();
-    expectRefusals("ZeloStopApp ignored: called from a callback", 1);
+    expectRefusals("ZeloStopApp ignored: called on a thread of the library", 1);
     EXPECT_TRUE(first.waitForClose());
     expectUnharmed();
 }
@@ -236,8 +236,8 @@ TEST(Logger, CannotStartOrStopWhileAStartCallsIt)
     });
     Middleware middleware;
     middleware.serveStart([] { ZeloStartApp({}); });
-    expectRefusals("ZeloStopApp ignored: called from a callback", 1);
-    expectRefusals("ZeloStartApp ignored: called from a callback", 1);
+    expectRefusals("ZeloStopApp ignored: called inside another start or stop", 1);
+    expectRefusals("ZeloStartApp ignored: called inside another start or stop", 1);
     standin::onLog({});
     ZeloStopApp();
 }
@@ -250,7 +250,7 @@ TEST(Logger, CannotStopFromTheThreadThatConnects)
         }
     });
     std::thread start([] { ZeloStartApp({}); }); // nobody listens
-    ASSERT_TRUE(standin::waitForLog("ZeloStopApp ignored: called from a callback"));
+    ASSERT_TRUE(standin::waitForLog("ZeloStopApp ignored: called on a thread of the library"));
     standin::onLog({});
     ZeloStopApp();
     start.join();

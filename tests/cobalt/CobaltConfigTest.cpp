@@ -267,3 +267,20 @@ TEST(Config, LeavesTheFieldsOfOthersAlone)
     EXPECT_EQ(30U, config.volume);
     EXPECT_TRUE(config.muted);
 }
+
+TEST(Config, LogsEachLineAfterItsOwnFieldAndBeforeTheNext)
+{
+    Config config;
+    std::vector<std::string> seen;
+    standin::onLog([&](standin::LogLine const&) {
+        seen.push_back(config.apiMode + "|" + config.language + "|" + config.auxText2 + "|" + config.portalUrl);
+    });
+    ConfigPayload payload;
+    payload.apiMode = "api";
+    payload.language = "pt";
+    payload.auxText2 = "aux";
+    payload.portalUrl = "url";
+    merge(config, payload);
+    standin::onLog({});
+    EXPECT_THAT(seen, ElementsAre("api|||", "api|pt|aux|url"));
+}

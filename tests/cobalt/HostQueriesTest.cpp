@@ -1,5 +1,8 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <string>
@@ -132,6 +135,38 @@ TEST(FirmwareVersion, IsReadAnewEveryTime)
     EXPECT_EQ("1", versionOf("1"));
     std::ofstream(testing::TempDir() + "zelo_firmware.version") << "2";
     EXPECT_EQ("2", answerOf(ZeloEnvFirmwareVersion));
+}
+
+TEST(FirmwareVersion, IsCutAfter4096Bytes)
+{
+    EXPECT_EQ(std::string(4096, 'v'), versionOf(std::string(5000, 'v')));
+}
+
+TEST(FirmwareVersion, MayHoldABlankOnlyAsItsEnd)
+{
+    for (char const blank : {' ', '\t', '\n', '\v', '\f', '\r'}) {
+        std::ofstream(testing::TempDir() + "zelo_firmware.version") << blank << "1.2" << blank << "3";
+        libc::redirectFile("/etc/zelo_firmware.version", testing::TempDir() + "zelo_firmware.version");
+        EXPECT_EQ("1.2", answerOf(ZeloEnvFirmwareVersion)) << int{blank};
+    }
+}
+
+TEST(FirmwareVersion, IsUnknownAndKeepsNobodyWaitingWhenTheFileIsAPipe)
+{
+    std::string const path = testing::TempDir() + "zelo_firmware.fifo";
+    ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+    zelobox::Descriptor const writer(open(path.c_str(), O_RDWR | O_CLOEXEC));
+    ASSERT_EQ(4, write(writer.get(), "1.2 ", 4));
+    EXPECT_EQ("unknown", versionIn(path));
+    unlink(path.c_str());
+}
+
+TEST(FirmwareVersion, IsUnknownWhenThePipeHasNoWriter)
+{
+    std::string const path = testing::TempDir() + "zelo_firmware.fifo";
+    ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+    EXPECT_EQ("unknown", versionIn(path)); // or for ever in open()
+    unlink(path.c_str());
 }
 
 TEST_F(Environment, UiSizeIsTheHostsOwnWithoutTheVariables)

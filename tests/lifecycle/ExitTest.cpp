@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
@@ -180,6 +181,37 @@ public:
     exit(keptStatus);
 }
 
+[[noreturn]] void exitOfAForkedChildWithADrmObject(char const* path)
+{
+    static Host& host = *new Host(path);
+    host.library.cdm(1);
+    pid_t const child = fork();
+    if (child == 0) {
+        exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    _exit(status == 0 ? keptStatus : 1);
+}
+
+bool (*queryAtTheEnd)(ZeloEnv, std::string&) = nullptr;
+
+void reportLanguage()
+{
+    std::string language = "none";
+    queryAtTheEnd(ZeloEnvLanguage, language);
+    fprintf(stderr, "language at the end '%s'\n", language.c_str());
+}
+
+[[noreturn]] void exitAndAskForTheLanguage(char const* path)
+{
+    static Host& host = *new Host(path, &reportLanguage);
+    queryAtTheEnd = host.library.getEnv();
+    host.middleware.serveStart([&] { host.library.start(callbacks::all()); });
+    reportLanguage();
+    exit(keptStatus);
+}
+
 /// For both link orders of the library.
 class Exit : public testing::TestWithParam<char const*> {
 protected:
@@ -237,4 +269,16 @@ TEST_P(Exit, WaitsForAStopOnAnotherThread)
 TEST_P(Exit, DestroysTheDrmObject)
 {
     EXPECT_EXIT(exitWithADrmObject(GetParam()), testing::ExitedWithCode(keptStatus), "DRM cdm\nDRM destroy\n");
+}
+
+TEST_P(Exit, OfAForkedChildLeavesTheDrmObjectAlone)
+{
+    EXPECT_EXIT(exitOfAForkedChildWithADrmObject(GetParam()), testing::ExitedWithCode(keptStatus),
+                "DRM cdm\nno thread left");
+}
+
+TEST_P(Exit, LeavesNoTextForAGetterThatComesLater)
+{
+    EXPECT_EXIT(exitAndAskForTheLanguage(GetParam()), testing::ExitedWithCode(keptStatus),
+                "language at the end '" + std::string(middlewareLanguage) + "'\n(.*\n)*language at the end ''");
 }

@@ -64,7 +64,7 @@ TEST_F(Stopping, LetsNoHandlerRunAfterwards)
 {
     connect();
     link->stop();
-    middleware.send(numberFrame(IPC_VOLUME, 1));
+    EXPECT_THROW(middleware.send(numberFrame(IPC_VOLUME, 1)), zelobox::PeerClosed);
     EXPECT_THAT(link->handler.events(), ElementsAre("connected"));
     link.reset();
     EXPECT_THAT(standin::logLines("New message received"), IsEmpty());

@@ -64,6 +64,18 @@ public:
         return testing::AssertionSuccess();
     }
 
+    /// Waits until @p part has been shown, with nothing before it.
+    testing::AssertionResult showsNext(std::string const& part)
+    {
+        loop.run(deadline(), [&] { return shown.size() - seen >= part.size() || !isOpen; });
+        if (shown.compare(seen, part.size(), part) != 0) {
+            return testing::AssertionFailure() << "\"" << part << "\" is not what is shown next, but:\n"
+                                               << shown.substr(seen);
+        }
+        seen += part.size();
+        return testing::AssertionSuccess();
+    }
+
     /// @return the exit status
     int wait()
     {
@@ -159,6 +171,27 @@ TEST(HostPrompt, DrawsTheLineAgainBelowWhatIsPrinted)
     EXPECT_TRUE(host.shows("zelobox> "));
     host.type("quit\r");
     EXPECT_EQ(0, host.wait());
+}
+
+TEST(HostPrompt, IsNeverDrawnInTheMiddleOfAReport)
+{
+    unsigned const rounds = 50;
+    unsigned const reportsOfARound = 20; // what the terminal holds without being read
+    zelobox::Listener listener;
+    OnTerminal host({"host", "--log-level", "0"});
+    zelobox::Connection library = listener.accept(zelobox::Milliseconds(30000));
+    library.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, zelobox::payloadOf(zelobox::defaultConfig())});
+    EXPECT_TRUE(host.shows("result start\r\n"));
+    for (unsigned round = 0; round < rounds; ++round) {
+        for (unsigned i = 0; i < reportsOfARound; ++i) {
+            library.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, i)));
+            host.type(i % 2 == 0 ? "x" : "\x7f"); // a key, and what takes it away
+        }
+        for (unsigned i = 0; i < reportsOfARound; ++i) {
+            ASSERT_TRUE(host.shows("callback volumeChanged: volume="));
+            ASSERT_TRUE(host.showsNext(std::to_string(i) + " muted=false\r\n"));
+        }
+    }
 }
 
 TEST(HostPrompt, EndsOnCtrlCAndGivesTheTerminalBack)

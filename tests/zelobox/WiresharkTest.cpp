@@ -225,9 +225,7 @@ class Wireshark : public testing::Test {
 protected:
     void SetUp() override
     {
-        if (!isInstalled("tshark")) {
-            GTEST_SKIP() << "tshark is not installed (Debian package tshark)";
-        }
+        ASSERT_TRUE(isInstalled("tshark")) << "tshark is not installed (Debian package tshark)";
     }
 
     std::string file(std::vector<TraceRecord> const& records) const

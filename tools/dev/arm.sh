@@ -2,11 +2,10 @@
 # about: the box's builds: all tests under an emulator, soft float, both string ABIs, another box's headers, both worlds
 
 packages() {
-  needs_build
+  needs_tests
   needs g++-arm-linux-gnueabihf "the compiler for the box"
   needs g++-arm-linux-gnueabi "the compiler for a box without floating-point hardware"
   needs qemu-user "runs the box's programs"
-  needs abigail-tools "compares the binary interface with the recorded one"
 }
 
 # variant NAME "TARGET..." PRESET CMAKE-ARGUMENT...: a preset with other settings in build/NAME

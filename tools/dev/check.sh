@@ -2,8 +2,9 @@
 # about: runs the gates in tests/gates, or those that are named
 
 packages() {
-  needs_build
-  needs clang "the second compiler, which checks the locks"
+  needs_tests
+  needs_benches
+  needs libclang-rt-14-dev "the fuzz targets are linked with it"
   needs clang-format-14 "the one version whose form the sources have"
   needs clang-tidy-14 "the linter"
   needs shellcheck "the scripts' linter"
