@@ -3,13 +3,14 @@
 #           make one, otherwise one runs after the other
 include(GoogleTest)
 
-set(ZELO_OWN_TMP "${PROJECT_SOURCE_DIR}/tests/support/own-tmp.sh")
-execute_process(COMMAND "${ZELO_OWN_TMP}" test -f "${ZELO_OWN_TMP}" RESULT_VARIABLE result OUTPUT_QUIET ERROR_QUIET)
-execute_process(COMMAND "${ZELO_OWN_TMP}" test -d "${PROJECT_BINARY_DIR}" RESULT_VARIABLE hidden OUTPUT_QUIET ERROR_QUIET)
-if(result EQUAL 0 AND hidden EQUAL 0)
+set(ZELO_OWN_TMP "${PROJECT_SOURCE_DIR}/testkit/own-tmp.sh" "${PROJECT_SOURCE_DIR}" "${PROJECT_BINARY_DIR}" --)
+execute_process(COMMAND ${ZELO_OWN_TMP} test -f "${CMAKE_CURRENT_LIST_FILE}" -a -d "${PROJECT_BINARY_DIR}"
+                RESULT_VARIABLE result OUTPUT_QUIET ERROR_VARIABLE reason)
+if(result EQUAL 0)
   set(ZELO_HAS_OWN_TMP ON)
 else()
   set(ZELO_HAS_OWN_TMP OFF)
+  message(NOTICE "Tests of the socket run one after the other, because none can have a /tmp of its own: ${reason}")
 endif()
 
 function(zelo_discover_tests target)
@@ -19,7 +20,8 @@ function(zelo_discover_tests target)
   endif()
   set(properties TIMEOUT ${T_TIMEOUT})
   if(T_SOCKET AND ZELO_HAS_OWN_TMP)
-    set_property(TARGET ${target} PROPERTY CROSSCOMPILING_EMULATOR "${ZELO_OWN_TMP}" ${CMAKE_CROSSCOMPILING_EMULATOR})
+    set_property(TARGET ${target} PROPERTY CROSSCOMPILING_EMULATOR
+                 ${ZELO_OWN_TMP} ${CMAKE_CROSSCOMPILING_EMULATOR})
   elseif(T_SOCKET)
     list(APPEND properties RESOURCE_LOCK messenger_socket)
   endif()

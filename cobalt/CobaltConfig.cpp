@@ -8,6 +8,12 @@ namespace {
 
 char const sourceFile[] = "cobalt/CobaltManager";
 
+enum Line : int {
+    LineNewApiMode = 92,
+    LineNewPortalUrl = 119,
+    LineBadData = 123,
+};
+
 /// Stores @p next if it differs. Nothing is allocated.
 ///
 /// @return whether it differed
@@ -20,14 +26,11 @@ bool replace(std::string& text, std::string& next)
     return true;
 }
 
-/// What of a merge is worth a line in the log.
-struct Changes {
-    bool apiMode;
-    bool portalUrl;
-};
+// A merge has two halves, each of which ends with what is worth a line in the log. The caller holds the lock of the
+// record, and nothing is allocated.
 
-/// The caller holds the lock of the record. Nothing is allocated.
-Changes merge(IPCBrowserConfig& received, CobaltManager::Config& record)
+/// @return whether the API mode has changed
+bool mergeFirstHalf(IPCBrowserConfig& received, CobaltManager::Config& record)
 {
     if (record.macAddress.empty()) {
         record.macAddress.swap(received.macAddress);
@@ -41,13 +44,17 @@ Changes merge(IPCBrowserConfig& received, CobaltManager::Config& record)
         record.auxWidth = received.auxWidth;
         record.auxHeight = received.auxHeight;
     }
+    return replace(record.apiMode, received.apiMode);
+}
+
+/// @return whether the portal address is to be announced
+bool mergeSecondHalf(IPCBrowserConfig& received, CobaltManager::Config& record)
+{
     replace(record.language, received.language);
     replace(record.auxText1, received.auxText1);
     record.auxValue = received.auxValue;
     replace(record.auxText2, received.auxText2);
-    bool const newApiMode = replace(record.apiMode, received.apiMode);
-    bool const newPortalUrl = replace(record.portalUrl, received.portalUrl);
-    return {newApiMode, newPortalUrl || received.forcePortalUrl};
+    return replace(record.portalUrl, received.portalUrl) || received.forcePortalUrl;
 }
 
 } // namespace
@@ -56,22 +63,24 @@ bool CobaltManager::Config::parse(std::vector<char> const& payload)
 {
     IPCBrowserConfig received;
     if (!received.read(payload)) {
-        ZELO_LOG(LogBadData, 123, sourceFile, "Browser config data failed");
+        ZELO_LOG(LogBadData, LineBadData, sourceFile, "Browser config data failed");
         return true;
     }
-    // Copies for the log, which is written without the lock, when the record may have changed once more.
+    // Copies for the log, which is written without the lock, when the record may have changed once more. They are made
+    // first, so that nothing has changed if there is no memory for them.
     std::string const newApiMode = received.apiMode;
     std::string const newPortalUrl = received.portalUrl;
-    Changes changes;
-    {
-        pthread_helper::guard lock(configMutex);
-        changes = merge(received, *this);
+    pthread_helper::guard firstHalf(configMutex);
+    bool const isApiModeNew = mergeFirstHalf(received, *this);
+    firstHalf.unlock();
+    if (isApiModeNew) {
+        ZELO_LOG(LogNotable, LineNewApiMode, sourceFile, "New API mode: %s", newApiMode.c_str());
     }
-    if (changes.apiMode) {
-        ZELO_LOG(LogNotable, 92, sourceFile, "New API mode: %s", newApiMode.c_str());
-    }
-    if (changes.portalUrl) {
-        ZELO_LOG(LogNotable, 119, sourceFile, "New portal url: %s", newPortalUrl.c_str());
+    pthread_helper::guard secondHalf(configMutex);
+    bool const isPortalUrlNew = mergeSecondHalf(received, *this);
+    secondHalf.unlock();
+    if (isPortalUrlNew) {
+        ZELO_LOG(LogNotable, LineNewPortalUrl, sourceFile, "New portal url: %s", newPortalUrl.c_str());
     }
     return true;
 }

@@ -8,11 +8,20 @@
 
 #include "src/common/ByteWriter.h"
 #include "src/common/Log.h"
+#include "src/common/NoDestructor.h"
 #include "src/common/Relaxed.h"
 
 namespace {
 
 char const sourceFile[] = "cobalt/CobaltManager";
+
+enum Line : int {
+    LineConnected = 155,
+    LineDisconnected = 184,
+};
+
+NoDestructor<pthread_helper::mutex> configMutexRoom;
+NoDestructor<CobaltManager::Config> configRoom;
 
 /// What the middleware is told: this client is there, respectively has its configuration.
 uint32_t const stateReady = 2;
@@ -36,6 +45,9 @@ uint32_t valueOf(IPCMessage const& message)
 }
 
 } // namespace
+
+pthread_helper::mutex& CobaltManager::configMutex = configMutexRoom.make();
+CobaltManager::Config& CobaltManager::_config = configRoom.make();
 
 CobaltManager::CobaltManager(ZeloCallbacks const& hostCallbacks) : callbacks(hostCallbacks)
 {
@@ -111,9 +123,19 @@ std::string CobaltManager::copyOfLanguage()
     return _config.language;
 }
 
+void CobaltManager::forgetTexts()
+{
+    for (std::string* const text : {&_config.macAddress, &_config.apiMode, &_config.language, &_config.portalUrl,
+                                    &_config.auxText1, &_config.auxText2}) {
+        std::string forgotten;
+        pthread_helper::guard lock(configMutex);
+        text->swap(forgotten);
+    }
+}
+
 void CobaltManager::onConnected()
 {
-    ZELO_LOG(LogConnection, 155, sourceFile, "Connected IPC!");
+    ZELO_LOG(LogConnection, LineConnected, sourceFile, "Connected IPC!");
     std::set<IPCMessageType> const types = {
         IPC_BROWSER_CONFIG, IPC_UNHANDLED_8, IPC_UNHANDLED_25, IPC_REMOTE_KEY,   IPC_UNHANDLED_27,
         IPC_VOLUME,         IPC_MUTE,        IPC_UNHANDLED_36, IPC_UNHANDLED_42, IPC_APP_LIFECYCLE,
@@ -126,7 +148,7 @@ void CobaltManager::onConnected()
 
 void CobaltManager::onDisconnected()
 {
-    ZELO_LOG(LogConnection, 184, sourceFile, "Disconnected IPC");
+    ZELO_LOG(LogConnection, LineDisconnected, sourceFile, "Disconnected IPC");
 }
 
 void CobaltManager::onNewMessageReceived(IPCMessage const* message)
@@ -188,20 +210,40 @@ void CobaltManager::onLifecycle(IPCMessage const& message)
     }
 }
 
-void CobaltManager::setVideoWindow(int x, int y, int width, int height)
+CobaltManager::VideoWindowRequest::VideoWindowRequest(int x, int y, int width, int height)
+    : window(new IPCMessage(IPC_PAYLOAD_RAW, IPC_VIDEO_WINDOW)),
+      mode(new IPCMessageSimpleString(IPC_VIDEO_WINDOW_MODE, "box"))
 {
-    std::unique_ptr<IPCMessage> window(new IPCMessage(IPC_PAYLOAD_RAW, IPC_VIDEO_WINDOW));
     window->payload.reserve(9);
     ByteWriter writer(window->payload);
     for (int const number : {x, y, width, height}) {
         writer.u16(static_cast<uint16_t>(number));
     }
     writer.u8(0);
-    send(std::auto_ptr<IPCMessage>(window.release()));
-    send(std::auto_ptr<IPCMessage>(new IPCMessageSimpleString(IPC_VIDEO_WINDOW_MODE, "box")));
+}
+
+CobaltManager::PreviousControllerRequest::PreviousControllerRequest()
+    : message(new IPCMessageUnsignedInt(IPC_PREVIOUS_CONTROLLER, previousController))
+{
+}
+
+void CobaltManager::setVideoWindow(VideoWindowRequest&& request)
+{
+    send(std::auto_ptr<IPCMessage>(request.window.release()));
+    send(std::auto_ptr<IPCMessage>(request.mode.release()));
+}
+
+void CobaltManager::setVideoWindow(int x, int y, int width, int height)
+{
+    setVideoWindow(VideoWindowRequest(x, y, width, height));
+}
+
+void CobaltManager::requestPreviousController(PreviousControllerRequest&& request)
+{
+    send(std::auto_ptr<IPCMessage>(request.message.release()));
 }
 
 void CobaltManager::requestPreviousController()
 {
-    send(std::auto_ptr<IPCMessage>(new IPCMessageUnsignedInt(IPC_PREVIOUS_CONTROLLER, previousController)));
+    requestPreviousController(PreviousControllerRequest());
 }

@@ -26,7 +26,7 @@ public:
     /// What the middleware has said. One for the process; a stop does not reset it.
     ///
     /// Host threads read the numbers without a lock, by relaxed atomic operations; the texts are covered by
-    /// configMutex.
+    /// configMutex. Nobody in the library writes #properties and #auxText3.
     struct Config {
         std::string macAddress; ///< of the first configuration
         uint32_t displayWidth = 0;
@@ -53,6 +53,20 @@ public:
         /// @return true, also for bad data, which is logged
         /// @throw std::bad_alloc; the record is then unchanged
         bool parse(std::vector<char> const& payload) EXCLUDES(configMutex);
+    };
+
+    /// The messages of one request, made before any lock is taken: without memory nothing has happened yet.
+    struct VideoWindowRequest {
+        /// @see ZeloSetVideoWindow()
+        VideoWindowRequest(int x, int y, int width, int height);
+
+        std::unique_ptr<IPCMessage> window;
+        std::unique_ptr<IPCMessage> mode;
+    };
+    struct PreviousControllerRequest {
+        PreviousControllerRequest();
+
+        std::unique_ptr<IPCMessage> message;
     };
 
     /// Keeps a manager in place while its start waits: the destructor returns only after every hold is gone.
@@ -88,9 +102,10 @@ public:
     /// Queues a message for the middleware.
     void send(std::auto_ptr<IPCMessage> message);
 
-    /// @see ZeloSetVideoWindow()
+    /// Sends both messages of the request, in this order.
+    void setVideoWindow(VideoWindowRequest&& request);
     void setVideoWindow(int x, int y, int width, int height);
-    /// @see ZeloRequestPreviousController()
+    void requestPreviousController(PreviousControllerRequest&& request);
     void requestPreviousController();
 
     /// @return true
@@ -101,12 +116,15 @@ public:
     static std::string const& language();
     /// For every other thread.
     static std::string copyOfLanguage() EXCLUDES(configMutex);
+    /// Releases the texts of the configuration at exit or unload.
+    static void forgetTexts() EXCLUDES(configMutex);
 
     void onNewMessageReceived(IPCMessage const* message) override;
     void onConnected() override;
     void onDisconnected() override;
 
-    static Config _config;
+    /// Never destroyed: threads of the host may ask while the process exits.
+    static Config& _config;
 
 private:
     void onConfiguration(IPCMessage const& message);

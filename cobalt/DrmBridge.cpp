@@ -4,6 +4,8 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/types.h>
+#include <unistd.h>
 
 #include <map>
 #include <memory>
@@ -14,6 +16,17 @@
 namespace {
 
 std::unique_ptr<STBWidevineDrm> wvDrm;
+pid_t drmProcess = 0; ///< the process that #wvDrm was made in
+
+/// Leaves the object alone in a forked child's exit: what its destructor ends may be the parent's protected stream.
+struct DrmEnd {
+    ~DrmEnd()
+    {
+        if (drmProcess != getpid()) {
+            static_cast<void>(wvDrm.release());
+        }
+    }
+} const drmEnd; // goes before wvDrm
 
 using DrmParameters = std::map<std::string, std::string>;
 
@@ -37,6 +50,7 @@ void setUpDrm(DrmParameters const& parameters)
     int const status = system("/usr/bin/wvprov");
     static_cast<void>(status);
     wvDrm.reset(new STBWidevineDrm);
+    drmProcess = getpid();
     callSlot<void, DrmParameters const&, void*, void*>(wvDrm.get(), initSlot, parameters, nullptr, nullptr);
 }
 

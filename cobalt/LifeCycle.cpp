@@ -5,32 +5,32 @@
 
 #include <atomic>
 
-#include "src/common/Immortal.h"
+#include "src/common/Log.h"
+#include "src/common/NoDestructor.h"
 #include "src/common/STBThread.h"
 
 namespace {
 
-Immortal<pthread_helper::mutex> configMutexRoom;
-Immortal<pthread_helper::mutex> managerMutexRoom;
-Immortal<pthread_helper::mutex> changeMutexRoom;
-Immortal<std::unique_ptr<CobaltManager>> managerRoom;
-Immortal<ThreadMarks> callsRoom;
+char const sourceFile[] = "cobalt/ZeloCobalt";
+
+enum Line : int { LineRefused = 61 };
+
+NoDestructor<pthread_helper::mutex> managerMutexRoom;
+NoDestructor<pthread_helper::mutex> changeMutexRoom;
+NoDestructor<std::unique_ptr<CobaltManager>> managerRoom;
+NoDestructor<ThreadRegistry> callsRoom;
 
 /// Held while a manager is made and put into #cobaltManager, so that no stop comes in between and misses it, and while
 /// one is stopped. The first of all locks.
 pthread_helper::mutex& changeMutex = changeMutexRoom.make();
-ThreadMarks& calls = callsRoom.make();
+ThreadRegistry& calls = callsRoom.make();
 
 std::atomic<pid_t> callingProcess{0}; ///< the process that has the threads of #cobaltManager
 
 } // namespace
 
-pthread_helper::mutex& CobaltManager::configMutex = configMutexRoom.make();
 pthread_helper::mutex& cobaltManagerMutex = managerMutexRoom.make();
 std::unique_ptr<CobaltManager>& cobaltManager = managerRoom.make();
-
-// Between here and the end of the file the order decides: the configuration is destroyed after the manager.
-CobaltManager::Config CobaltManager::_config;
 
 namespace {
 
@@ -47,9 +47,19 @@ std::unique_ptr<CobaltManager> exchangeManager(std::unique_ptr<CobaltManager> ne
 struct ManagerEnd {
     ~ManagerEnd()
     {
-        // A forked child has inherited the manager but not its threads, and an exit from a callback runs on a thread
-        // that cannot wait for itself. The manager then stays, for the rest of a process that is ending.
-        if (callingProcess != getpid() || STBThread::isOwnThread()) {
+        // A forked child has inherited the objects but not the threads, one of which may have held any lock.
+        if (callingProcess == getpid()) {
+            endManager();
+            CobaltManager::forgetTexts();
+        }
+    }
+
+private:
+    static void endManager()
+    {
+        // An exit from a callback runs on a thread that cannot wait for itself. The manager then stays, for the rest of
+        // a process that is ending.
+        if (STBThread::isOwnThread()) {
             return;
         }
         if (LifeCycleCall* const interrupted = LifeCycleCall::ofThisThread()) {
@@ -65,7 +75,7 @@ struct ManagerEnd {
 
 } // namespace
 
-LifeCycleCall::LifeCycleCall() : ThreadMarks::Mark(calls)
+LifeCycleCall::LifeCycleCall() : ThreadRegistry::Entry(calls)
 {
     callingProcess = getpid();
 }
@@ -76,7 +86,7 @@ CobaltManager& LifeCycleCall::start(ZeloCallbacks const& callbacks)
     CobaltManager* manager;
     {
         pthread_helper::guard lock(changeMutex);
-        putUp(); // not before: an exit inside a stop would wait for those who wait for that stop
+        enter(); // not before: an exit inside a stop would wait for those who wait for that stop
         std::unique_ptr<CobaltManager> next(new CobaltManager(callbacks));
         manager = next.get();
         hold.reset(new CobaltManager::Hold(*manager));
@@ -89,14 +99,14 @@ CobaltManager& LifeCycleCall::start(ZeloCallbacks const& callbacks)
 void LifeCycleCall::stop()
 {
     pthread_helper::guard lock(changeMutex);
-    putUp();
+    enter();
     exchangeManager(nullptr).reset();
 }
 
 void LifeCycleCall::end()
 {
     hold.reset();
-    takeDown();
+    leave();
 }
 
 LifeCycleCall* LifeCycleCall::ofThisThread()
@@ -106,10 +116,20 @@ LifeCycleCall* LifeCycleCall::ofThisThread()
 
 bool LifeCycleCall::areAnyUnderWay()
 {
-    return !calls.areEmpty();
+    return !calls.isEmpty();
 }
 
-bool isInsideLibrary()
+bool isRefusedHere(char const* function)
 {
-    return STBThread::isOwnThread() || LifeCycleCall::ofThisThread() != nullptr;
+    char const* where = nullptr;
+    if (STBThread::isOwnThread()) {
+        where = "on a thread of the library";
+    } else if (LifeCycleCall::ofThisThread() != nullptr) {
+        where = "inside another start or stop";
+    }
+    if (where == nullptr) {
+        return false;
+    }
+    ZELO_LOG(LogFailure, LineRefused, sourceFile, "%s ignored: called %s", function, where);
+    return true;
 }

@@ -8,7 +8,7 @@
 #include "cobalt/CobaltManager.h"
 #include "inc/private/pthread_helper.h"
 #include "inc/private/thread_annotations.h"
-#include "src/common/ThreadMarks.h"
+#include "src/common/ThreadRegistry.h"
 
 /// Guards #cobaltManager. Taken after a client's handler lock, because callbacks may make requests; before its sender
 /// lock.
@@ -19,7 +19,7 @@ extern std::unique_ptr<CobaltManager>& cobaltManager GUARDED_BY(cobaltManagerMut
 
 /// One start or stop, until end(). `exit` and an unload wait for every one that is under way, except for one of
 /// their own thread, which will not go on: a signal handler or the host's logger may have called them.
-class LifeCycleCall : private ThreadMarks::Mark {
+class LifeCycleCall : private ThreadRegistry::Entry {
 public:
     LifeCycleCall();
     ~LifeCycleCall() { end(); }
@@ -42,8 +42,10 @@ private:
     std::unique_ptr<CobaltManager::Hold> hold;
 };
 
-/// @return true where a start or a stop would wait for itself: on the library's own threads, which call the host back,
-///         and inside another start or stop
-bool isInsideLibrary();
+/// Refuses a start or a stop where it would wait for itself: on the library's own threads, which call the host back and
+/// log, and inside another start or stop. A refusal is logged.
+///
+/// @param function  the entry point, for the log
+bool isRefusedHere(char const* function);
 
 #endif

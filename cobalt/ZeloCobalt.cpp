@@ -1,18 +1,10 @@
 #include "cobalt/ZeloCobalt.h"
 
 #include <STBFirmwareUpdater.h>
-#include <limits.h>
-#include <stddef.h>
 #include <stdlib.h>
-#include <string.h>
-#include <sys/sysinfo.h>
-
-#include <algorithm>
-#include <atomic>
-#include <fstream>
-#include <string>
 
 #include "cobalt/CobaltManager.h"
+#include "cobalt/HostQueries.h"
 #include "cobalt/LifeCycle.h"
 #include "src/common/Log.h"
 
@@ -20,83 +12,16 @@ namespace {
 
 char const sourceFile[] = "cobalt/ZeloCobalt";
 
-void logForHost(int level, int line, char const* message)
-{
-    ZELO_LOG(level, line, sourceFile, "%s", message);
-}
-
-std::string firmwareVersion()
-{
-    std::string version = "unknown";
-    std::ifstream file("/etc/zelo_firmware.version");
-    std::string word;
-    if (file >> word) {
-        version.swap(word);
-    }
-    return version;
-}
-
-/// @return the memory as sysinfo() counts it, in its own unit
-unsigned long totalMemory()
-{
-    static std::atomic<unsigned long> cached{0};
-    unsigned long total = cached.load(std::memory_order_relaxed);
-    if (total == 0) {
-        struct sysinfo info;
-        memset(&info, 0, sizeof info);
-        sysinfo(&info);
-        total = info.totalram;
-        cached.store(total, std::memory_order_relaxed);
-    }
-    return total;
-}
-
-uint32_t memoryClassOf(uint64_t total)
-{
-    if (total > 600000000) {
-        return 2;
-    }
-    return total > 280000000 ? 1 : 0;
-}
-
-void readPositive(char const* variable, unsigned& number)
-{
-    char const* const text = getenv(variable);
-    long const value = text != nullptr ? strtol(text, nullptr, 10) : 0;
-    if (value > 0) {
-        number = static_cast<unsigned>(std::min<long>(value, INT_MAX));
-    }
-}
-
-/// A start or a stop inside a callback would wait for the callback that asks for it.
-bool refusedInCallback(char const* function)
-{
-    bool const refused = isInsideLibrary();
-    if (refused) {
-        ZELO_LOG(LogFailure, __LINE__, sourceFile, "%s ignored: called from a callback", function);
-    }
-    return refused;
-}
+enum Line : int {
+    LineConfigurationFailed = 30,
+    LineStarted = 32,
+};
 
 } // namespace
 
-static_assert(sizeof(Capabilities) == 20 && offsetof(Capabilities, memoryClass) == 8 &&
-                  offsetof(Capabilities, flag5) == 12 && offsetof(Capabilities, value2) == 16,
-              "the layout is the host's");
-
 void ZeloLog(int level, char const* message)
 {
-    switch (level) {
-    case 1:
-        return logForHost(LogConnection, 42, message);
-    case 2:
-        return logForHost(LogBadData, 45, message);
-    case 3:
-    case 4:
-        return logForHost(LogFailure, 49, message);
-    default:
-        return;
-    }
+    logHostLine(level, message);
 }
 
 bool ZeloGetEnv(ZeloEnv key, std::string& value)
@@ -127,13 +52,7 @@ bool ZeloGetVolume(unsigned& volume, bool& muted)
 
 bool ZeloGetCapabilities(Capabilities& capabilities)
 {
-    capabilities.value1 = 1;
-    capabilities.flag1 = 1;
-    capabilities.flag3 = 0;
-    capabilities.flag4 = 1;
-    capabilities.memoryClass = memoryClassOf(totalMemory());
-    capabilities.flag6 = 0;
-    capabilities.value2 = 3;
+    fillCapabilities(capabilities);
     return true;
 }
 
@@ -151,7 +70,7 @@ bool ZeloGetUISize(unsigned& width, unsigned& height)
 
 void ZeloStartApp(ZeloCallbacks const& callbacks)
 {
-    if (refusedInCallback("ZeloStartApp")) {
+    if (isRefusedHere("ZeloStartApp")) {
         return;
     }
     setenv("media_arm_audio_decoder", "ape,flac,wma,wmapro,aac,vorbis,raac,cook,amr,pcm,adpcm,aac_latm,rm", 0);
@@ -159,35 +78,37 @@ void ZeloStartApp(ZeloCallbacks const& callbacks)
     LifeCycleCall call;
     CobaltManager& manager = call.start(callbacks);
     if (!manager.waitForConfiguration()) {
-        ZELO_LOG(LogFailure, 30, sourceFile, "Configuration failed");
+        ZELO_LOG(LogFailure, LineConfigurationFailed, sourceFile, "Configuration failed");
     }
-    ZELO_LOG(LogNotable, 32, sourceFile, "Started.....");
+    ZELO_LOG(LogNotable, LineStarted, sourceFile, "Started.....");
 }
 
 void ZeloStopApp()
 {
-    if (refusedInCallback("ZeloStopApp")) {
-        return;
+    if (!isRefusedHere("ZeloStopApp")) {
+        LifeCycleCall().stop();
     }
-    LifeCycleCall().stop();
 }
+
+// A request is made before the lock is taken. Without a manager it is lost, as it is without a connection: a callback
+// may run while a stop waits for it.
 
 bool ZeloSetVideoWindow(int x, int y, int width, int height)
 {
-    // Without a manager the request is lost, as it is without a connection: a callback may run while a stop waits for
-    // it.
+    CobaltManager::VideoWindowRequest request(x, y, width, height);
     pthread_helper::guard lock(cobaltManagerMutex);
     if (cobaltManager) {
-        cobaltManager->setVideoWindow(x, y, width, height);
+        cobaltManager->setVideoWindow(std::move(request));
     }
     return true;
 }
 
 bool ZeloRequestPreviousController()
 {
+    CobaltManager::PreviousControllerRequest request;
     pthread_helper::guard lock(cobaltManagerMutex);
     if (cobaltManager) {
-        cobaltManager->requestPreviousController();
+        cobaltManager->requestPreviousController(std::move(request));
     }
     return true;
 }

@@ -6,7 +6,7 @@
 #include "src/common/AutoRetrier.h"
 #include "src/ipc/IPCFrame.h"
 #include "src/ipc/IPCMessage.h"
-#include "tests/support/ConfigPayload.h"
+#include "testkit/ConfigPayload.h"
 
 namespace {
 

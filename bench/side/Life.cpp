@@ -25,8 +25,8 @@
 #include <vector>
 
 #include "bench/support/Handshake.h"
-#include "tests/support/ConfigPayload.h"
-#include "tests/support/LoadedLibrary.h"
+#include "testkit/ConfigPayload.h"
+#include "testkit/LoadedLibrary.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "bench/side/Contender.h"
-#include "simulator/Peer.h"
+#include "zelobox/protocol/Peer.h"
 
 class StreamPeer : public Peer {
 public:

@@ -3,7 +3,7 @@
 #ifndef ZELO_BENCH_HANDSHAKE_H
 #define ZELO_BENCH_HANDSHAKE_H
 
-#include "simulator/Peer.h"
+#include "zelobox/protocol/Peer.h"
 
 /// Accepts a client, gives it a configuration and takes its answers.
 zelobox::Connection acceptConfigured(zelobox::Listener& listener);

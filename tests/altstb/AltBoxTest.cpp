@@ -7,8 +7,8 @@
 
 #include "Box.h"
 #include "cobalt/ZeloCobalt.h"
-#include "simulator/Peer.h"
 #include "src/common/AutoRetrier.h"
+#include "zelobox/protocol/Peer.h"
 
 using testing::ElementsAre;
 

@@ -12,7 +12,7 @@
 #include "inc/private/pthread_helper.h"
 #include "src/common/STBBackTrace.h"
 #include "src/ipc/IPCMessengerClient.h"
-#include "tests/support/Wrapped.h"
+#include "testkit/Wrapped.h"
 
 #include "Frame.h"
 

@@ -8,7 +8,7 @@
 
 #include "Entry.h"
 #include "Host.h"
-#include "simulator/Peer.h"
+#include "zelobox/protocol/Peer.h"
 
 using testing::ElementsAre;
 

@@ -5,9 +5,9 @@
 #include <string.h>
 
 #include "cobalt/CobaltManager.h"
-#include "simulator/Peer.h"
 #include "src/ipc/IPCMessengerClient.h"
-#include "tests/support/HostStandIn.h"
+#include "testkit/HostStandIn.h"
+#include "zelobox/protocol/Peer.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

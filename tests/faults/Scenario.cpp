@@ -15,8 +15,8 @@
 
 #include "cobalt/CobaltManager.h"
 #include "cobalt/ZeloCobalt.h"
-#include "simulator/Peer.h"
-#include "tests/support/QuietHost.h"
+#include "testkit/QuietHost.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace {
 

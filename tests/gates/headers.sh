@@ -4,11 +4,11 @@ set -euo pipefail
 
 cd "$ZELO_ROOT"
 
-# What the sources of the tests and of the desk box are given.
+# What the sources of the tests and of zelobox are given.
 includes=(-I. -isystem inc/zelostb -isystem /usr/src/googletest/googletest/include -isystem
   /usr/src/googletest/googlemock/include)
 
 # The public header has tests of its own, of which one must fail.
-find cobalt src inc simulator tests -name '*.h' -not -path 'tests/headers/*' -print0 |
+find cobalt src inc zelobox testkit tests fuzz bench -name '*.h' -not -path 'tests/headers/*' -print0 |
   xargs -0 --max-procs="$(nproc)" -I HEADER clang++ -std=c++17 -x c++ -fsyntax-only -Wno-deprecated-declarations \
     -Werror "${includes[@]}" -include HEADER /dev/null

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "simulator/Peer.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace rig {
 

@@ -10,8 +10,8 @@
 #include <thread>
 
 #include "cobalt/ZeloCobalt.h"
+#include "testkit/QuietHost.h"
 #include "tests/hostile/Rig.h"
-#include "tests/support/QuietHost.h"
 
 using namespace rig;
 

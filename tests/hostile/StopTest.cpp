@@ -5,8 +5,8 @@
 
 #include "cobalt/ZeloCobalt.h"
 #include "src/ipc/IPCFrame.h"
+#include "testkit/QuietHost.h"
 #include "tests/hostile/Rig.h"
-#include "tests/support/QuietHost.h"
 
 using namespace rig;
 

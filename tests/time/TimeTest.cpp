@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "cobalt/ZeloCobalt.h"
-#include "src/common/RealTime.h"
 #include "src/common/STBThread.h"
+#include "src/common/TimedWait.h"
 #include "tests/hostile/Rig.h"
 #include "tests/time/Clock.h"
 
@@ -174,7 +174,8 @@ TEST(Time, DeadlinesDoNotWrap)
             wallclock::moveWorld(moment - wallclock::realSeconds());
             timeval before;
             gettimeofday(&before, nullptr);
-            timespec const deadline = realTimeIn(ms);
+            timespec deadline;
+            ASSERT_TRUE(realTimeIn(ms, deadline));
             timeval after;
             gettimeofday(&after, nullptr);
             int64_t const us = int64_t{deadline.tv_sec} * 1000000 + deadline.tv_nsec / 1000 - int64_t{ms} * 1000;

@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "cobalt/ZeloCobalt.h"
-#include "simulator/Peer.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "simulator/Peer.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace program {
 

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "simulator/ChildProcess.h"
-#include "simulator/EventLoop.h"
+#include "zelobox/base/ChildProcess.h"
+#include "zelobox/base/EventLoop.h"
 
 namespace program {
 

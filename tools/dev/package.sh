@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# about: builds the Debian packages for amd64 and armhf, installs the native ones in a clean root and builds against them
+# about: builds the Debian packages for amd64 and armhf, installs the native ones and builds against them
 
 packages() {
   needs_build
@@ -12,7 +12,7 @@ packages() {
 # make_packages ARCHITECTURE PRESET MULTIARCH
 make_packages() {
   local directory=$ZELO_BUILD/package-$1
-  (cd "$ZELO_ROOT" && cmake --preset "$2" -B "$directory" -DZELO_BUILD_SIMULATOR=ON -DCMAKE_INSTALL_PREFIX=/usr \
+  (cd "$ZELO_ROOT" && cmake --preset "$2" -B "$directory" -DZELO_BUILD_ZELOBOX=ON -DCMAKE_INSTALL_PREFIX=/usr \
     -DCMAKE_INSTALL_LIBDIR="lib/$3" >/dev/null)
   cmake --build "$directory"
   rm -f "$directory"/*.deb
@@ -35,8 +35,8 @@ build_by_pkg_config() {
   local -a flags
   read -r -a flags <<<"$(PKG_CONFIG_LIBDIR=$(dirname "$(find "$root" -name zelocobalt.pc)") \
     PKG_CONFIG_SYSROOT_DIR=$root pkg-config --cflags --libs zelocobalt)"
-  g++ -std=c++17 -rdynamic -o "$out" "$ZELO_ROOT"/tests/consumer/Consumer.cpp "$ZELO_ROOT"/tests/contract/{Host,Drm}.cpp \
-    "${flags[@]}"
+  g++ -std=c++17 -rdynamic -o "$out" "$ZELO_ROOT"/tests/consumer/Consumer.cpp \
+    "$ZELO_ROOT"/tests/contract/{Host,Drm}.cpp "${flags[@]}"
 }
 
 build_by_find_package() {
@@ -55,8 +55,8 @@ run() {
   build_by_find_package "$root" "$ZELO_BUILD/consumer-cmake"
   LD_LIBRARY_PATH=$library "$ZELO_BUILD/consumer-cmake/consumer"
   echo "Both consumers found the installed library and called it."
-  # The installed desk box finds the installed library.
+  # The installed zelobox finds the installed library.
   "$root/usr/bin/zelobox" demo >/dev/null
-  echo "The installed desk box played its demo."
+  echo "The installed zelobox played its demo."
   ls -l "$ZELO_BUILD"/package-*/*.deb
 }

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# about: the desk box's middleware with its page for the browser, for a host of any kind
+# about: zelobox's middleware with its page for the browser, for a host of any kind
 
 packages() { needs_build; }
 

@@ -2,7 +2,7 @@
 # about: runs the test suite under memcheck or helgrind: [tool] [ctest argument...]
 
 packages() {
-  needs_build
+  needs_tests
   needs valgrind "memcheck and helgrind"
 }
 
@@ -16,5 +16,5 @@ run() {
     ;;
   esac
   build default
-  python3 "$ZELO_ROOT/tests/support/under_valgrind.py" "$ZELO_BUILD/default" "$ZELO_BUILD/default/$tool" "$tool" "${@:2}"
+  python3 "$ZELO_ROOT/tools/under_valgrind.py" "$ZELO_BUILD/default" "$ZELO_BUILD/default/$tool" "$tool" "${@:2}"
 }

@@ -1,3 +1,0 @@
-#undef _GLIBCXX_USE_CXX11_ABI
-#define _GLIBCXX_USE_CXX11_ABI 1
-#include "simulator/stb/Device.h"

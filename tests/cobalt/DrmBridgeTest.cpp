@@ -1,0 +1,128 @@
+#include <gtest/gtest.h>
+#include <stdint.h>
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "cobalt/ZeloCobalt.h"
+#include "testkit/DrmRecord.h"
+#include "testkit/LibcStandIn.h"
+
+namespace {
+
+using Calls = std::vector<std::string>;
+
+void* cdm(uintptr_t context)
+{
+    return ZeloCdm(reinterpret_cast<void*>(context));
+}
+
+/// The digits that the DRM object gets for a context.
+std::string digitsOf(uintptr_t context)
+{
+    cdm(context);
+    std::string const init = standin::drmCalls().at(2);
+    return init.substr(init.find('=') + 1);
+}
+
+} // namespace
+
+TEST(Drm, FirstCallProvisionsAndSetsUpOneObject)
+{
+    EXPECT_EQ(standin::cdmObject(), cdm(7));
+    EXPECT_EQ((Calls{"system", "construct", "init cel=7", "bridge", "cdm"}), standin::drmCalls());
+    EXPECT_EQ(Calls{"/usr/bin/wvprov"}, libc::commands());
+}
+
+TEST(Drm, LaterCallsApplyTheNewContextToTheSameObject)
+{
+    cdm(7);
+    standin::clearDrmCalls();
+    EXPECT_EQ(standin::cdmObject(), cdm(8));
+    EXPECT_EQ(standin::cdmObject(), cdm(9));
+    EXPECT_EQ((Calls{"apply cel=8", "bridge", "cdm", "apply cel=9", "bridge", "cdm"}), standin::drmCalls());
+    EXPECT_EQ(1U, libc::commands().size());
+}
+
+TEST(Drm, ContextIsPassedOnInDecimal)
+{
+    EXPECT_EQ("305419896", digitsOf(0x12345678));
+}
+
+TEST(Drm, NoContextIsZero)
+{
+    EXPECT_EQ("0", digitsOf(0));
+}
+
+TEST(Drm, LargestPositiveContextKeepsItsValue)
+{
+    EXPECT_EQ("2147483647", digitsOf(0x7FFFFFFF));
+}
+
+TEST(Drm, SignOfTheContextIsExtended)
+{
+    EXPECT_EQ("18446744071562067968", digitsOf(0x80000000));
+}
+
+TEST(Drm, ContextOfAllOnesIsAllOnes)
+{
+    EXPECT_EQ("18446744073709551615", digitsOf(0xFFFFFFFF));
+}
+
+#if UINTPTR_MAX > 0xFFFFFFFF
+TEST(Drm, OnlyTheLow32BitsOfTheContextCount)
+{
+    EXPECT_EQ("305419896", digitsOf(0xABCDEF0112345678));
+}
+
+TEST(Drm, SignIsThatOfTheLow32Bits)
+{
+    EXPECT_EQ("18446744071562067968", digitsOf(0x0000000180000000));
+}
+#endif
+
+TEST(Drm, IsNotL1AndCreatesNothingBeforeTheFirstContext)
+{
+    standin::setL1(true);
+    EXPECT_FALSE(ZeloCdmIsL1());
+    EXPECT_TRUE(standin::drmCalls().empty());
+    EXPECT_TRUE(libc::commands().empty());
+}
+
+TEST(Drm, LevelIsTheObjectsAtThatMoment)
+{
+    cdm(1);
+    EXPECT_FALSE(ZeloCdmIsL1());
+    standin::setL1(true);
+    EXPECT_TRUE(ZeloCdmIsL1());
+}
+
+TEST(Drm, FailedConstructionLeavesNoObjectAndTheNextCallTriesAgain)
+{
+    standin::failNextDrm("construct");
+    EXPECT_THROW(cdm(1), std::runtime_error);
+    standin::setL1(true);
+    EXPECT_FALSE(ZeloCdmIsL1());
+    EXPECT_EQ(standin::cdmObject(), cdm(2));
+    EXPECT_EQ((Calls{"system", "construct", "system", "construct", "init cel=2", "bridge", "cdm"}),
+              Calls(standin::drmCalls()));
+}
+
+TEST(Drm, FailedInitReachesTheHostAndKeepsTheObject)
+{
+    standin::failNextDrm("init");
+    EXPECT_THROW(cdm(1), std::runtime_error);
+    EXPECT_EQ(standin::cdmObject(), cdm(2));
+    EXPECT_EQ((Calls{"system", "construct", "init cel=1", "apply cel=2", "bridge", "cdm"}), standin::drmCalls());
+}
+
+TEST(Drm, FailedApplyReachesTheHostAndKeepsTheObject)
+{
+    cdm(1);
+    standin::failNextDrm("apply");
+    EXPECT_THROW(cdm(2), std::runtime_error);
+    standin::clearDrmCalls();
+    cdm(3);
+    EXPECT_EQ((Calls{"apply cel=3", "bridge", "cdm"}), standin::drmCalls());
+}

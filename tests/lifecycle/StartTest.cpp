@@ -1,0 +1,310 @@
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "cobalt/ZeloCobalt.h"
+#include "testkit/Callbacks.h"
+#include "testkit/HostStandIn.h"
+#include "testkit/LibcStandIn.h"
+#include "testkit/Middleware.h"
+#include "testkit/Process.h"
+#include "testkit/Signal.h"
+
+namespace {
+
+unsigned const pollUs = 50000;
+
+std::string variable(char const* name)
+{
+    char const* const value = getenv(name);
+    return value != nullptr ? value : "(not set)";
+}
+
+void startWith(Middleware& middleware)
+{
+    middleware.serveStart([] { ZeloStartApp(callbacks::all()); });
+}
+
+bool isAnybodyAt(zelobox::Listener const& door)
+{
+    pollfd knock = {door.descriptor(), POLLIN, 0};
+    return poll(&knock, 1, 300) > 0;
+}
+
+void expectLine(char const* text, int level, int line)
+{
+    std::vector<standin::LogLine> const lines = standin::logLines(text);
+    ASSERT_EQ(1U, lines.size()) << text;
+    EXPECT_EQ(level, lines[0].level);
+    EXPECT_EQ(line, lines[0].line);
+    EXPECT_EQ("cobalt/ZeloCobalt", lines[0].file);
+    EXPECT_EQ(text, lines[0].format);
+}
+
+} // namespace
+
+TEST(Start, LooksEvery50MillisecondsUntilTheConfigurationIsThere)
+{
+    Middleware middleware;
+    std::atomic<bool> returned{false};
+    std::thread start([&] {
+        ZeloStartApp({});
+        returned = true;
+    });
+    middleware.acceptClient();
+    EXPECT_TRUE(libc::waitForSleepsOf(pollUs, 4));
+    EXPECT_FALSE(returned);
+    EXPECT_TRUE(standin::logLines("Started.....").empty());
+    middleware.configure();
+    start.join();
+    ZeloStopApp();
+}
+
+TEST(Start, IsNotEndedByOtherMessages)
+{
+    Middleware middleware;
+    std::atomic<bool> returned{false};
+    std::thread start([&] {
+        ZeloStartApp(callbacks::all());
+        returned = true;
+    });
+    middleware.acceptClient();
+    middleware.sendVolume(3);
+    ASSERT_TRUE(callbacks::waitForCalls(1));
+    EXPECT_TRUE(libc::waitForSleepsOf(pollUs, libc::sleepsOf(pollUs) + 2));
+    EXPECT_FALSE(returned);
+    middleware.configure();
+    start.join();
+    ZeloStopApp();
+}
+
+TEST(Start, EndsWithAnEmptyConfigurationToo)
+{
+    Middleware middleware;
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    middleware.link().send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, {}});
+    start.join();
+    ZeloStopApp();
+}
+
+TEST(Start, SaysSoWhenItIsDone)
+{
+    Middleware middleware;
+    startWith(middleware);
+    expectLine("Started.....", 3, 32);
+    EXPECT_TRUE(standin::logLines("Configuration failed").empty());
+    ZeloStopApp();
+}
+
+TEST(Start, SetsTheAudioDecoders)
+{
+    unsetenv("media_arm_audio_decoder");
+    unsetenv("media.ffmpeg.audio.decoder");
+    Middleware middleware;
+    startWith(middleware);
+    EXPECT_EQ("ape,flac,wma,wmapro,aac,vorbis,raac,cook,amr,pcm,adpcm,aac_latm,rm",
+              variable("media_arm_audio_decoder"));
+    EXPECT_EQ("mp3,ac3,eac3,dts", variable("media.ffmpeg.audio.decoder"));
+    ZeloStopApp();
+}
+
+TEST(Start, SetsTheAudioDecodersBeforeTheManagerIsMade)
+{
+    Middleware middleware;
+    startWith(middleware);
+    callbacks::Latch inCallback; // keeps the stop from ending, and the manager of the next start from being made
+    middleware.sendKey(2);
+    ASSERT_TRUE(inCallback.waitUntilEntered());
+    BlockingCall stop;
+    stop.run(&ZeloStopApp);
+    ASSERT_TRUE(stop.waitUntilBlocked());
+    unsetenv("media_arm_audio_decoder");
+    unsetenv("media.ffmpeg.audio.decoder");
+    BlockingCall start;
+    start.run([] { ZeloStartApp({}); });
+    ASSERT_TRUE(start.waitUntilBlocked());
+    EXPECT_NE("(not set)", variable("media_arm_audio_decoder"));
+    EXPECT_NE("(not set)", variable("media.ffmpeg.audio.decoder"));
+    EXPECT_FALSE(isAnybodyAt(middleware.door()));
+    inCallback.release();
+    stop.join();
+    middleware.acceptClient();
+    middleware.configure();
+    start.join();
+    ZeloStopApp();
+}
+
+TEST(Start, KeepsAudioDecodersThatTheProcessHas)
+{
+    setenv("media_arm_audio_decoder", "mine", 1);
+    setenv("media.ffmpeg.audio.decoder", "", 1);
+    Middleware middleware;
+    startWith(middleware);
+    EXPECT_EQ("mine", variable("media_arm_audio_decoder"));
+    EXPECT_EQ("", variable("media.ffmpeg.audio.decoder"));
+    ZeloStopApp();
+}
+
+TEST(Start, NamesItsThreads)
+{
+    Middleware middleware;
+    startWith(middleware);
+    EXPECT_EQ(1U, threadNames().count("ipc_cln"));
+    EXPECT_EQ(1U, threadNames().count("ipc_snd"));
+    ZeloStopApp();
+    EXPECT_TRUE(libraryThreadsEnd());
+}
+
+TEST(Start, ASecondOneHasItsManagerUpBeforeTheFirstManagerGoes)
+{
+    Middleware middleware;
+    startWith(middleware);
+    zelobox::Connection first = std::move(middleware.link());
+    callbacks::Latch inCallback; // keeps the first manager from being destroyed
+    first.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 1)));
+    ASSERT_TRUE(inCallback.waitUntilEntered());
+    std::thread second([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    EXPECT_TRUE(standin::logLines("Closing connection").empty());
+    inCallback.release();
+    EXPECT_TRUE(first.waitForClose());
+    EXPECT_TRUE(standin::waitForLog("Closing connection"));
+    middleware.configure();
+    second.join();
+    EXPECT_EQ(1U, threadNames().count("ipc_cln"));
+    ZeloStopApp();
+}
+
+TEST(Start, ASecondOneWaitsForAConfigurationOfItsOwn)
+{
+    Middleware middleware;
+    startWith(middleware);
+    std::atomic<bool> returned{false};
+    std::thread second([&] {
+        ZeloStartApp({});
+        returned = true;
+    });
+    middleware.acceptClient();
+    EXPECT_TRUE(libc::waitForSleepsOf(pollUs, libc::sleepsOf(pollUs) + 2));
+    EXPECT_FALSE(returned);
+    middleware.configure();
+    second.join();
+    EXPECT_EQ(2U, standin::logLines("Started.....").size());
+    ZeloStopApp();
+}
+
+TEST(Start, CopiesTheCallbacks)
+{
+    Middleware middleware;
+    middleware.serveStart([] {
+        ZeloCallbacks temporary = callbacks::all();
+        ZeloStartApp(temporary);
+        temporary = {};
+    });
+    middleware.sendKey(2);
+    EXPECT_TRUE(callbacks::waitForCalls(1));
+    ZeloStopApp();
+}
+
+TEST(Start, AndStopFiftyTimesLeaveNothingBehind)
+{
+    Middleware middleware;
+    startWith(middleware); // what a first run keeps for good is there before the counting
+    ZeloStopApp();
+    middleware.link().close();
+    int const descriptors = openDescriptors();
+    for (int i = 0; i < 50; ++i) {
+        startWith(middleware);
+        ZeloStopApp();
+        middleware.link().close();
+    }
+    EXPECT_EQ(descriptors, openDescriptors());
+    EXPECT_TRUE(libraryThreadsEnd());
+    EXPECT_EQ(51U, standin::logLines("Closing connection").size());
+}
+
+TEST(Stop, WithoutAStartDoesNothing)
+{
+    int const descriptors = openDescriptors();
+    ZeloStopApp();
+    ZeloStopApp();
+    EXPECT_TRUE(standin::logLines().empty());
+    EXPECT_EQ(descriptors, openDescriptors());
+}
+
+TEST(Stop, EndsAStartThatWaits)
+{
+    Middleware middleware;
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    ZeloStopApp();
+    start.join();
+    expectLine("Configuration failed", 1, 30);
+    expectLine("Started.....", 3, 32);
+    EXPECT_LT(standin::logLines("Configuration failed")[0].line, standin::logLines("Started.....")[0].line);
+    EXPECT_TRUE(middleware.link().waitForClose());
+}
+
+TEST(Stop, WaitsForAStartThatIsBetweenTwoLooks)
+{
+    Middleware middleware;
+    probe::Signal between;
+    probe::Signal mayLook;
+    libc::onSleep([&](unsigned microseconds) {
+        if (microseconds == pollUs) {
+            between.give();
+            mayLook.wait();
+        }
+    });
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    between.wait();
+    std::thread stop(&ZeloStopApp);
+    EXPECT_TRUE(libc::waitForSleepsOf(1000, 3)); // the steps of its wait
+    EXPECT_TRUE(standin::logLines("Closing connection").empty());
+    mayLook.give();
+    stop.join();
+    start.join();
+    libc::onSleep({});
+}
+
+TEST(Stop, ReturnsAfterTheWaitingStartIsDone)
+{
+    Middleware middleware;
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    ZeloStopApp();
+    std::vector<standin::LogLine> const lines = standin::logLines();
+    start.join();
+    EXPECT_EQ(lines.size(), standin::logLines().size());
+    EXPECT_EQ("Closing connection", lines.back().message);
+}
+
+TEST(Stop, OnTwoThreadsReturnsOnBothOnlyWhenNoCallbackRuns)
+{
+    Middleware middleware;
+    startWith(middleware);
+    callbacks::Latch inCallback;
+    middleware.sendKey(2);
+    ASSERT_TRUE(inCallback.waitUntilEntered());
+    std::atomic<int> returned{0};
+    auto const stop = [&] {
+        ZeloStopApp();
+        ++returned;
+    };
+    BlockingCall first;
+    BlockingCall second;
+    first.run(stop);
+    second.run(stop);
+    EXPECT_TRUE(first.waitUntilBlocked());
+    EXPECT_TRUE(second.waitUntilBlocked());
+    EXPECT_EQ(0, returned);
+    inCallback.release();
+    first.join();
+    second.join();
+}

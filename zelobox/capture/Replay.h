@@ -1,0 +1,89 @@
+/// @file
+/// Plays the middleware's side of a trace to a library, and compares what that says with what it said then.
+#ifndef ZELO_ZELOBOX_REPLAY_H
+#define ZELO_ZELOBOX_REPLAY_H
+
+#include <deque>
+#include <optional>
+
+#include "zelobox/capture/ReplayScript.h"
+#include "zelobox/middleware/Server.h"
+#include "zelobox/middleware/Timeline.h"
+
+namespace zelobox {
+
+/// The library has done something else, or nothing.
+class ReplayFailure : public std::runtime_error {
+public:
+    ReplayFailure(std::string const& text, bool inTime) : std::runtime_error(text), timedOut(!inTime) {}
+
+    bool const timedOut;
+};
+
+/// Each client that connects is one connection of the script, in this order. Its steps are taken one after another: a
+/// frame is sent when all that the library had sent before it has arrived, and not before its time.
+///
+/// Everything happens in turns of the loop, which must live longer.
+class Replay : private Server::Handler {
+public:
+    struct Options {
+        bool fast = false;           ///< sends as soon as it is its turn
+        Milliseconds tolerance{0};   ///< how much later than recorded the library may be
+        Milliseconds firstWithin{0}; ///< how long the first client may take; 0: as long as it likes
+        std::set<uint16_t> ignored;  ///< types from the library that are not compared
+    };
+
+    /// @throw PeerError when another server listens at @p path or the socket cannot be made
+    Replay(EventLoop& eventLoop, std::string const& path, std::vector<TraceRecord> const& trace, Options const& wanted,
+           Timeline& output);
+
+    /// Takes turns until every step has been taken.
+    ///
+    /// @throw ReplayFailure at the first difference
+    void run();
+
+private:
+    using Time = EventLoop::Clock::time_point;
+    using Kind = ReplayStep::Kind;
+
+    /// A connection that has begun.
+    struct Playing {
+        size_t next = 0; // of the steps
+        Time begin;
+        Time last; // when something was done or came
+        std::deque<Frame> arrived;
+        std::optional<std::string> lost; // why
+    };
+
+    void onConnected(ClientId client) override;
+    void onFrame(ClientId client, Frame const& frame) override;
+    void onDisconnected(ClientId client, std::string const& reason) override;
+
+    std::vector<ReplayStep> const& stepsOf(ClientId client) const { return script[client - 1].steps; }
+    bool isDone() const;
+    void advance(ClientId client);
+    // Each takes a step, or returns false if it is too early for that.
+    bool take(ClientId client, ReplayStep const& step);
+    bool takeSend(ClientId client, ReplayStep const& step);
+    bool takeFrame(ClientId client, ReplayStep const& step);
+    bool takeClose(ClientId client, ReplayStep const& step);
+    bool takeEnd(ClientId client, ReplayStep const& step);
+    bool isDue(ClientId client, ReplayStep const& step) const;
+    Time deadlineOf(Playing const& playing, ReplayStep const& step) const;
+    Time connectDeadline() const;
+    Time wakeUp() const;
+    void failWhenLate() const;
+    void tell(ClientId client, TraceRecord record);
+
+    EventLoop& loop;
+    std::vector<ReplayConnection> const script;
+    Options const options;
+    Timeline& timeline;
+    std::map<ClientId, Playing> played;
+    Time lastEvent = EventLoop::Clock::now();
+    Server server;
+};
+
+} // namespace zelobox
+
+#endif

@@ -1,0 +1,26 @@
+/// @file
+/// Writes what a middleware sees into a file.
+#ifndef ZELO_ZELOBOX_TRACEOBSERVER_H
+#define ZELO_ZELOBOX_TRACEOBSERVER_H
+
+#include <string>
+
+#include "zelobox/capture/TraceFile.h"
+#include "zelobox/middleware/Middleware.h"
+
+namespace zelobox {
+
+class TraceObserver final : public Middleware::Observer {
+public:
+    /// @throw InputError
+    explicit TraceObserver(std::string const& path) : writer(path) {}
+
+    void onTraffic(TraceRecord const& record) override { writer.write(record); }
+
+private:
+    TraceWriter writer;
+};
+
+} // namespace zelobox
+
+#endif

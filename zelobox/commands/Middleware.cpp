@@ -1,0 +1,229 @@
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+#include "zelobox/base/LineReader.h"
+#include "zelobox/base/StopSignals.h"
+#include "zelobox/capture/TraceObserver.h"
+#include "zelobox/commands/Commands.h"
+#include "zelobox/middleware/Timeline.h"
+#include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/scenario/Player.h"
+#include "zelobox/scenario/RemoteHost.h"
+#include "zelobox/web/WebPage.h"
+
+namespace zelobox {
+
+namespace {
+
+struct Options {
+    std::string config;
+    std::string socket = defaultSocketPath;
+    std::string scenario;
+    std::string trace;
+    std::vector<std::string> faultModes;
+    bool quiet = false;
+    bool input = false;
+    bool unsubscribed = false;
+    unsigned patience = 60;
+    std::optional<uint16_t> port; // of the page
+};
+
+std::string faultModeList()
+{
+    std::string list;
+    for (FaultModeInfo const& info : faultModeTable()) {
+        std::string name = info.name;
+        name.resize(std::max<size_t>(name.size(), 21), ' ');
+        list += "  " + name + (info.lasts ? "   " : " * ") + info.help + "\n";
+    }
+    return list;
+}
+
+/// @return what is wrong with @p name
+std::string checkFaultMode(std::string const& name)
+{
+    return findFaultMode(name) != nullptr ? "" : "\"" + name + "\" is none of: " + faultModeNames();
+}
+
+/// A middleware in the foreground, until Ctrl-C or the end of its scenario.
+class Foreground {
+public:
+    explicit Foreground(Options const& commandLine)
+        : options(commandLine), timeline(std::cout, isatty(STDOUT_FILENO) != 0), host(timeline),
+          scenario(options.scenario.empty() ? Scenario() : loadScenario(options.scenario)),
+          signals(loop, [] { throw Interrupted(); }), middleware(loop, options.socket, configuration()),
+          player(loop, middleware, host, timeline)
+    {
+        if (!options.quiet) {
+            middleware.addObserver(timeline);
+        }
+        if (!options.trace.empty()) {
+            trace = std::make_unique<TraceObserver>(options.trace);
+            middleware.addObserver(*trace);
+        }
+        for (std::string const& name : options.faultModes) {
+            middleware.applyAlways(findFaultMode(name)->what);
+        }
+        if (options.unsubscribed) {
+            player.sendToEveryone();
+        }
+    }
+
+    int run()
+    {
+        timeline.line("middleware", "listens on " + options.socket + "; Ctrl-C ends it");
+        if (options.port) {
+            page = std::make_unique<WebPage>(loop, middleware, *options.port, options.socket);
+            timeline.line("middleware", "has its page at " + page->address());
+        }
+        try {
+            if (options.scenario.empty()) {
+                serve();
+            }
+            play();
+            return Succeeded;
+        } catch (Interrupted const&) {
+            timeline.line("middleware", "ends; its state was " + lineOf(jsonOf(middleware.state())));
+            return options.scenario.empty() ? Succeeded : WasInterrupted;
+        } catch (StepFailure const& failure) {
+            timeline.line("scenario", "failed");
+            std::cerr << failure.what() << std::endl;
+            return failure.timedOut ? TimedOut : NotAsExpected;
+        } catch (Server::Died const& death) {
+            timeline.line("middleware", std::string("dies: ") + death.what());
+            return NotAsExpected;
+        }
+    }
+
+private:
+    IPCBrowserConfig configuration() const
+    {
+        if (!options.config.empty()) {
+            return loadConfig(options.config);
+        }
+        return options.scenario.empty() ? defaultConfig() : scenario.config;
+    }
+
+    void serve()
+    {
+        LineReader reader;
+        unsigned number = 0;
+        if (options.input) {
+            loop.watch(STDIN_FILENO, [&] {
+                if (!reader.read(STDIN_FILENO, [&](std::string const& line) { carryOut(line, ++number); })) {
+                    loop.forget(STDIN_FILENO);
+                }
+            });
+        }
+        loop.run(EventLoop::Clock::time_point::max(), [] { return false; });
+    }
+
+    void carryOut(std::string const& line, unsigned number)
+    {
+        std::string const where = "input line " + std::to_string(number);
+        try {
+            Step const step = readStep(line, where, number);
+            if (step.kind != Step::Kind::Send && step.kind != Step::Kind::Fault && step.kind != Step::Kind::Say) {
+                throw InputError(where + ": only say, send and fault are for the input");
+            }
+            player.carryOutAlone(step);
+        } catch (InputError const& error) {
+            std::cerr << error.what() << std::endl;
+        } catch (StepFailure const& failure) {
+            std::cerr << failure.what() << std::endl;
+        }
+    }
+
+    void play()
+    {
+        player.setPatience(std::chrono::seconds(options.patience));
+        player.play(scenario);
+        timeline.line("scenario",
+                      scenario.name + ": all " + std::to_string(scenario.steps.size()) + " steps as expected");
+    }
+
+    Options const& options;
+    EventLoop loop;
+    Timeline timeline;
+    RemoteHost host;
+    Scenario const scenario;
+    StopSignals const signals;
+    Middleware middleware;
+    Player player;
+    std::unique_ptr<TraceObserver> trace;
+    std::unique_ptr<WebPage> page;
+};
+
+void addOptions(CLI::App& command, Options& options)
+{
+    command.add_option("--config", options.config, "JSON file with the configuration to send")->type_name("FILE");
+    command.add_option("--socket", options.socket, "where to listen")->type_name("PATH")->capture_default_str();
+}
+
+} // namespace
+
+void addMiddlewareCommand(CLI::App& app, int& exitCode)
+{
+    CLI::App* const command = app.add_subcommand("middleware", "the middleware alone, for a host of your own");
+    auto const options = std::make_shared<Options>();
+    addOptions(*command, *options);
+    command->add_option("--web", options->port, "serve the page too, see \"serve\"")->type_name("PORT");
+    CLI::Option* const scenario =
+        command->add_option("--scenario", options->scenario, "play the middleware's side of it")
+            ->type_name("NAME|FILE");
+    command->add_option("--patience", options->patience, "how long a step of the scenario waits at least, in seconds")
+        ->type_name("SECONDS")
+        ->capture_default_str();
+    command->add_flag("--quiet", options->quiet, "do not print the frames");
+    command->add_flag("--input", options->input, "take steps (say, send, fault) from the standard input")
+        ->excludes(scenario);
+    command->add_flag("--unsubscribed", options->unsubscribed, "send also what a client has not subscribed to");
+    command->add_option("--trace", options->trace, "write all traffic to a file; pcapng if its name ends so")
+        ->type_name("FILE");
+    command->add_option("--fault", options->faultModes, "what to do wrong, may be given again")
+        ->type_name("WHAT")
+        ->allow_extra_args(false)
+        ->check(CLI::Validator(checkFaultMode, ""));
+    command->footer(
+        "Answers configuration requests and prints all frames, decoded, until Ctrl-C.\n"
+        "With a scenario it ends when that does, as \"zelobox demo\" does, but the host is yours: it prints\n"
+        "what is to be called there and what should be seen there, and judges the frames alone.\n"
+        "The file holds one object; every field may be left out:\n"
+        "  " +
+        lineOf(jsonOf(defaultConfig())) +
+        "\n"
+        "What it can do wrong, from the start or, marked *, on each connection after each answer to a\n"
+        "configuration request:\n" +
+        faultModeList() +
+        "Examples:\n"
+        "  zelobox middleware\n"
+        "  zelobox middleware --config middleware.json\n"
+        "  zelobox middleware --scenario film --trace film.pcapng\n"
+        "  echo '{\"send\":{\"frame\":\"IPC_VOLUME\",\"value\":30}}' | zelobox middleware --input --unsubscribed\n"
+        "  zelobox middleware --fault slow --fault garbage\n"
+        "  zelobox middleware --socket /tmp/other_messenger");
+    command->callback([options, &exitCode] { exitCode = Foreground(*options).run(); });
+}
+
+void addServeCommand(CLI::App& app, int& exitCode)
+{
+    CLI::App* const command = app.add_subcommand("serve", "the middleware with a page: remote control, screen, frames");
+    auto const options = std::make_shared<Options>();
+    options->port = WebPage::defaultPort;
+    addOptions(*command, *options);
+    command
+        ->add_option("--port", options->port,
+                     "of the page, otherwise " + std::to_string(WebPage::defaultPort) +
+                         "; 0 for a free one, which is printed")
+        ->type_name("PORT");
+    command->footer("The page and its interface for scripts answer this machine only. Until Ctrl-C.\n"
+                    "Examples:\n"
+                    "  zelobox serve\n"
+                    "  zelobox serve --port 0 --config middleware.json\n"
+                    "  curl -d '{\"key\":\"Return\"}' http://localhost:8420/api/key");
+    command->callback([options, &exitCode] { exitCode = Foreground(*options).run(); });
+}
+
+} // namespace zelobox

@@ -1,0 +1,20 @@
+/// @file
+/// What every program of subcommands does with its command line.
+#ifndef ZELO_ZELOBOX_RUNCOMMANDS_H
+#define ZELO_ZELOBOX_RUNCOMMANDS_H
+
+namespace CLI {
+class App;
+}
+
+namespace zelobox {
+
+/// Carries out the subcommand that is named, and says what is wrong otherwise.
+///
+/// @param exitCode  where the subcommands of @p app store theirs
+/// @return the exit code of the program
+int runCommands(CLI::App& app, int const& exitCode, int argc, char** argv);
+
+} // namespace zelobox
+
+#endif

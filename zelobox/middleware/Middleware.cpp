@@ -1,0 +1,252 @@
+#include "zelobox/middleware/Middleware.h"
+
+#include <algorithm>
+
+#include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/FrameJson.h"
+#include "zelobox/protocol/MessageTable.h"
+
+namespace zelobox {
+
+namespace {
+
+using Event = TraceRecord::Event;
+
+TraceRecord frameRecord(ClientId client, Direction direction, Frame const& frame)
+{
+    TraceRecord record;
+    record.connection = client;
+    record.direction = direction;
+    record.frame = frame;
+    return record;
+}
+
+TraceRecord eventRecord(ClientId client, Event event)
+{
+    TraceRecord record;
+    record.connection = client;
+    record.event = event;
+    return record;
+}
+
+uint32_t valueOf(Json const& fields)
+{
+    return fields.value("value", uint32_t{0});
+}
+
+} // namespace
+
+Json jsonOf(MiddlewareState const& state)
+{
+    return {{"config", jsonOf(state.config)},
+            {"volume", state.volume},
+            {"muted", state.muted},
+            {"paused", state.paused},
+            {"videoWindow", {{"x", state.x}, {"y", state.y}, {"width", state.width}, {"height", state.height}}},
+            {"windowMode", state.windowMode},
+            {"applicationHasControl", state.applicationHasControl}};
+}
+
+Middleware::Middleware(EventLoop& loop, std::string const& socketPath, IPCBrowserConfig const& config)
+    : server(loop, *this, socketPath)
+{
+    current.config = config;
+}
+
+size_t Middleware::send(Frame const& frame)
+{
+    std::vector<ClientId> receivers;
+    for (auto const& [id, client] : connected) {
+        if (client.types.count(frame.type) != 0 || is(FaultMode::IgnoreAllowedList)) {
+            receivers.push_back(id);
+        }
+    }
+    sendTo(receivers, frame);
+    return receivers.size();
+}
+
+size_t Middleware::sendToAll(Frame const& frame)
+{
+    std::vector<ClientId> const receivers = clients();
+    sendTo(receivers, frame);
+    return receivers.size();
+}
+
+size_t Middleware::waitingClients() const
+{
+    std::vector<ClientId> const all = clients();
+    auto const waits = [this](ClientId client) { return !server.hasTakenAll(client); };
+    return static_cast<size_t>(std::count_if(all.begin(), all.end(), waits));
+}
+
+void Middleware::sendRaw(std::vector<char> const& bytes)
+{
+    for (ClientId const client : clients()) {
+        sendRawTo(client, bytes);
+    }
+}
+
+void Middleware::sendRawTo(ClientId client, std::vector<char> const& bytes)
+{
+    TraceRecord record = eventRecord(client, Event::Raw);
+    record.bytes = bytes;
+    tell(record);
+    server.send(client, bytes);
+}
+
+void Middleware::dropClients()
+{
+    apply(FaultMode::Drop);
+}
+
+void Middleware::apply(FaultMode what)
+{
+    if (what == FaultMode::None) {
+        lasting.clear();
+        repeated.clear();
+    } else if (infoOf(what).lasts) {
+        lasting.insert(what);
+    } else {
+        for (ClientId const client : clients()) {
+            applyTo(client, what);
+        }
+    }
+    server.setFaults(serverFaultsOf(lasting));
+}
+
+void Middleware::applyAlways(FaultMode what)
+{
+    if (what == FaultMode::None || infoOf(what).lasts) {
+        apply(what);
+    } else {
+        repeated.insert(what);
+    }
+}
+
+void Middleware::applyTo(ClientId client, FaultMode what)
+{
+    if (what == FaultMode::Drop) {
+        drop(client, "dropped by the middleware");
+    } else if (what != FaultMode::LieInside || connected[client].types.count(IPC_APP_LIFECYCLE) != 0) {
+        sendRawTo(client, wrongBytesOf(what));
+    }
+}
+
+void Middleware::onConnected(ClientId client)
+{
+    connected[client]; // subscribed to nothing, so far
+    tell(eventRecord(client, Event::Connected));
+}
+
+void Middleware::onFrame(ClientId client, Frame const& frame)
+{
+    tell(frameRecord(client, Direction::ToMiddleware, frame));
+    takeOver(frame);
+    if (frame.type == IPC_ALLOWED_MESSAGE_LIST) {
+        subscribe(client, frame);
+    } else if (frame.type == IPC_CONFIG_REQUEST) {
+        answer(client);
+    } else if (findMessage(frame.type) == nullptr && is(FaultMode::RefuseUnknown)) {
+        drop(client, "sent a type that is not known");
+    }
+}
+
+void Middleware::subscribe(ClientId id, Frame const& list)
+{
+    Client& client = connected[id];
+    client.types = fieldsOf(list).value("types", std::set<uint32_t>());
+    if (client.hasList && is(FaultMode::RefuseRepeatedList)) {
+        return drop(id, "subscribed twice");
+    }
+    client.hasList = true;
+}
+
+void Middleware::answer(ClientId id)
+{
+    Client& client = connected[id];
+    bool const isEnough = client.hasConfig && is(FaultMode::AnswerOnce);
+    if (!answering || isEnough || is(FaultMode::Silent)) {
+        return;
+    }
+    bool const isFirst = !client.hasConfig;
+    client.hasConfig = true;
+    Frame message = {IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(current.config)};
+    spoilConfig(lasting, isFirst, message);
+    tell(frameRecord(id, Direction::ToHost, message));
+    server.send(id, bytesOf(message));
+    for (FaultMode const mode : repeated) {
+        applyTo(id, mode);
+    }
+}
+
+void Middleware::drop(ClientId client, std::string const& reason)
+{
+    server.disconnect(client);
+    onDisconnected(client, reason);
+}
+
+void Middleware::onDisconnected(ClientId client, std::string const& reason)
+{
+    connected.erase(client);
+    TraceRecord record = eventRecord(client, Event::Disconnected);
+    record.reason = reason;
+    tell(record);
+}
+
+void Middleware::sendTo(std::vector<ClientId> const& receivers, Frame const& frame)
+{
+    std::vector<char> const bytes = bytesOf(frame);
+    for (ClientId const client : receivers) {
+        tell(frameRecord(client, Direction::ToHost, frame));
+        server.send(client, bytes);
+    }
+    takeOver(frame);
+}
+
+void Middleware::takeOver(Frame const& frame)
+{
+    Json const fields = fieldsOf(frame);
+    switch (frame.type) {
+    case IPC_BROWSER_CONFIG:
+        if (IPCBrowserConfig received; received.read(frame.payload)) {
+            current.config = received;
+        }
+        break;
+    case IPC_VOLUME:
+        current.volume = valueOf(fields);
+        break;
+    case IPC_MUTE:
+        current.muted = valueOf(fields) != 0;
+        break;
+    case IPC_APP_LIFECYCLE:
+        current.paused = fields.value("text", "") == "onpause";
+        break;
+    case IPC_VIDEO_WINDOW:
+        current.x = fields.value("x", uint16_t{0});
+        current.y = fields.value("y", uint16_t{0});
+        current.width = fields.value("width", uint16_t{0});
+        current.height = fields.value("height", uint16_t{0});
+        break;
+    case IPC_VIDEO_WINDOW_MODE:
+        current.windowMode = fields.value("text", "");
+        break;
+    case IPC_PREVIOUS_CONTROLLER:
+        current.applicationHasControl = false;
+        break;
+    case IPC_CLIENT_STATE:
+        current.applicationHasControl = true;
+        break;
+    default:
+        break;
+    }
+}
+
+void Middleware::tell(TraceRecord record)
+{
+    record.time = traceTime();
+    for (Observer* const observer : observers) {
+        observer->onTraffic(record);
+    }
+}
+
+} // namespace zelobox

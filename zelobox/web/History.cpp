@@ -1,0 +1,25 @@
+#include "zelobox/web/History.h"
+
+namespace zelobox {
+
+namespace {
+
+size_t sizeOf(TraceRecord const& record)
+{
+    return sizeof record + record.frame.payload.size() + record.bytes.size();
+}
+
+} // namespace
+
+History::Entry const& History::add(TraceRecord const& record)
+{
+    kept.push_back({++serial, record});
+    bytes += sizeOf(record);
+    while (kept.size() > mostRecords || (bytes > mostBytes && kept.size() > 1)) {
+        bytes -= sizeOf(kept.front().record);
+        kept.pop_front();
+    }
+    return kept.back();
+}
+
+} // namespace zelobox

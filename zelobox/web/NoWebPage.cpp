@@ -1,0 +1,23 @@
+/// @file
+/// In place of WebPage.cpp where the HTTP library is not there.
+#include "zelobox/web/WebPage.h"
+
+#include "zelobox/protocol/Json.h"
+
+namespace zelobox {
+
+class WebPage::Impl {};
+
+WebPage::WebPage(EventLoop&, Middleware&, uint16_t, std::string const&)
+{
+    throw InputError("this zelobox was built without its page, for want of cpp-httplib");
+}
+
+WebPage::~WebPage() = default;
+
+std::string WebPage::address() const
+{
+    return "";
+}
+
+} // namespace zelobox

@@ -1,0 +1,107 @@
+/// @file
+/// What the page and its scripts see of the middleware, and what they can have it do.
+#ifndef ZELO_ZELOBOX_PAGEAPI_H
+#define ZELO_ZELOBOX_PAGEAPI_H
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "zelobox/middleware/Middleware.h"
+#include "zelobox/web/EventStream.h"
+#include "zelobox/web/History.h"
+#include "zelobox/web/LoopExecutor.h"
+
+namespace zelobox {
+
+struct PageRequest {
+    std::string method;
+    std::string path;
+    std::map<std::string, std::string> query;
+    std::string body;
+};
+
+struct PageAnswer {
+    int status = 200;
+    std::string type = "application/json";
+    std::string body;
+    std::string fileName; ///< to save it under; empty for what is shown
+    std::string allowed;  ///< the method that would have been right
+};
+
+/// @return {"error":"..."}
+PageAnswer errorAnswer(int status, std::string const& problem);
+
+/// Lives on the loop's thread, as the middleware does. docs/zelobox.md lists the requests and the events.
+class PageApi final : public Middleware::Observer {
+public:
+    static constexpr size_t mostStreams = 16;
+    /// How many records a page is told when it opens.
+    static constexpr size_t mostTold = 2000;
+
+    /// @param controlledMiddleware  must live longer
+    /// @param loopExecutor  must live longer
+    PageApi(Middleware& controlledMiddleware, LoopExecutor& loopExecutor, std::string socketPath);
+    PageApi(PageApi const&) = delete;
+    PageApi& operator=(PageApi const&) = delete;
+
+    /// Does not throw for anything that a request can get wrong.
+    PageAnswer answer(PageRequest const& request);
+
+    /// @param lastEventId  of the last record that the page knows, "INSTANCE-SERIAL"; empty for none
+    /// @return a stream that begins with all that the page does not know yet; null when too many are open
+    std::shared_ptr<EventStream> openStream(std::string const& lastEventId);
+    void closeStreams();
+
+    void onTraffic(TraceRecord const& record) override;
+
+private:
+    struct Route {
+        char const* method;
+        char const* path;
+        PageAnswer (PageApi::*carryOut)(PageRequest const& request);
+    };
+
+    static std::vector<Route> const& routes();
+    PageAnswer getState(PageRequest const& request);
+    PageAnswer getKeys(PageRequest const& request);
+    PageAnswer getMessages(PageRequest const& request);
+    PageAnswer getFaults(PageRequest const& request);
+    PageAnswer getTrace(PageRequest const& request);
+    PageAnswer getRecord(PageRequest const& request);
+    PageAnswer postSend(PageRequest const& request);
+    PageAnswer postResend(PageRequest const& request);
+    PageAnswer postKey(PageRequest const& request);
+    PageAnswer postConfig(PageRequest const& request);
+    PageAnswer postFault(PageRequest const& request);
+
+    Json state() const;
+    PageAnswer sent(Frame const& frame, size_t receivers);
+    History::Entry const& entryOf(uint64_t serial) const;
+    void noteClient(TraceRecord const& record);
+    void tell(std::string const& text);
+    void tellRecords();
+    std::string recordsEvent(std::string const& lines, uint64_t lastSerial) const;
+    uint64_t knownSerial(std::string const& lastEventId) const;
+    void tellSoon();
+
+    struct Client {
+        int64_t since = 0;
+        Json allowed = Json::array();
+    };
+
+    Middleware& middleware;
+    LoopExecutor& calls;
+    std::string const socket;
+    std::string const instance; // tells this process's records from an earlier one's
+    History history;
+    std::map<unsigned, Client> clients;
+    std::vector<std::shared_ptr<EventStream>> streams;
+    std::string untold; // records of this turn, one line each
+    bool willTell = false;
+};
+
+} // namespace zelobox
+
+#endif

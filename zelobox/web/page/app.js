@@ -1,0 +1,64 @@
+// Puts the page together.
+import { byId } from './dom.js';
+import { startDock } from './dock.js';
+import { get, listen } from './middleware.js';
+import { addRecords, startFrames } from './frames.js';
+import { startRemote } from './remote.js';
+import { editMessage, showClients, showConfig, showFaultModes, startSettings } from './settings.js';
+import { showTelevision, startTelevision } from './television.js';
+
+const link = byId('link');
+let faultModes = [];
+let instance;
+let lastSerial = 0;
+
+function showLink(kind, text) {
+  if (link.textContent !== text) {
+    link.textContent = text;
+  }
+  link.dataset.link = kind;
+  document.body.classList.toggle('lost', kind === 'lost');
+}
+
+function showState(state) {
+  const count = state.clients.length;
+  showLink(count ? 'up' : 'waiting', count ? `${count} client${count === 1 ? '' : 's'} connected` : 'Waiting for a host');
+  byId('socket').textContent = state.socket;
+  byId('version').textContent = `zelobox ${state.version}`;
+  showTelevision(state.middleware, count > 0);
+  showClients(state.clients);
+  showConfig(state.middleware.config);
+  showFaultModes(faultModes, state.faults);
+}
+
+/// A page that was not shown for long is told the latest only.
+function withGap(records) {
+  const gap = records.length > 0 && lastSerial > 0 ? records[0].serial - lastSerial - 1 : 0;
+  lastSerial = records.at(-1)?.serial ?? lastSerial;
+  return gap > 0 ? [{ event: 'missed', count: gap, time: records[0].time }, ...records] : records;
+}
+
+function onInstance(current) {
+  if (instance && instance !== current) {
+    addRecords([{ time: Date.now() / 1000, event: 'restarted' }]);
+  }
+  lastSerial = instance === current ? lastSerial : 0;
+  instance = current;
+}
+
+async function start() {
+  byId('port').textContent = location.port;
+  startDock();
+  startFrames({ onEdit: editMessage });
+  startTelevision((problem) => showLink('lost', problem));
+  faultModes = await get('/api/faults');
+  await Promise.all([startRemote(), startSettings()]);
+  listen({
+    onState: showState,
+    onRecords: (records) => addRecords(withGap(records)),
+    onInstance,
+    onLost: () => showLink('lost', 'zelobox is gone; trying again…'),
+  });
+}
+
+start().catch((error) => showLink('lost', error.message));
