@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "cobalt/ZeloCobalt.h"
-#include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/PayloadValues.h"
 
 namespace zelobox {
 
@@ -27,7 +27,7 @@ std::string eventText(std::string const& name, Json const& data, std::string con
 Json allowedOf(Frame const& list)
 {
     Json allowed = Json::array();
-    for (uint32_t const type : fieldsOf(list).value("types", std::vector<uint32_t>())) {
+    for (uint32_t const type : typesIn(list)) {
         bool const isType = type <= UINT16_MAX;
         allowed.push_back(isType ? messageName(static_cast<uint16_t>(type)) : "type " + std::to_string(type));
     }
@@ -114,6 +114,7 @@ std::shared_ptr<EventStream> PageApi::openStream(std::string const& lastEventId)
     for (size_t i = first; i < entries.size(); ++i) {
         if (entries[i].serial > known) {
             stream->push(recordEvent(entries[i]));
+            entries[i].record.forgetFields();
         }
     }
     streams.push_back(stream);

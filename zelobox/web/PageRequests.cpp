@@ -122,6 +122,7 @@ PageAnswer PageApi::getTrace(PageRequest const& request)
     TraceWriter writer(file, format == "jsonl" ? TraceFormat::JsonLines : TraceFormat::Pcapng);
     for (History::Entry const& entry : history.entries()) {
         writer.write(entry.record);
+        entry.record.forgetFields();
     }
     answer.body = file.str();
     return answer;
