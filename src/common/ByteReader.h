@@ -36,16 +36,19 @@ public:
     uint32_t u32() { return static_cast<uint32_t>(number(4)); }
     uint64_t u64() { return number(8); }
 
-    std::string text(size_t length)
+    __attribute__((noinline)) std::string text(size_t length)
     {
         size_t const mostAtOnce = size_t{1024} * 1024; // so that the flag is looked at in a text of any size
         std::string result;
         failure = failure || length > left;
-        result.reserve(failure ? 0 : length);
+        if (!failure) {
+            result.reserve(length);
+        }
         while (!failure && result.size() < length) {
             size_t const step = std::min(length - result.size(), mostAtOnce);
-            char const* const begin = take(step);
-            result.append(begin, begin != nullptr ? step : 0);
+            if (char const* const begin = take(step)) {
+                result.append(begin, step);
+            }
         }
         return result;
     }

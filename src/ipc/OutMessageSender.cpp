@@ -22,7 +22,7 @@ unsigned const queueWaitMs = 200;
 std::chrono::milliseconds const finishTime(200);
 
 /// What a thread has that comes to finish late because others had the processor.
-std::chrono::milliseconds const finishGrace(50);
+std::chrono::milliseconds const finishGrace(100);
 
 /// The send time-out holds for each buffer that the kernel makes of a write, so a long write to a slow peer could keep
 /// a stop waiting for many of them. This much fits into one.
@@ -51,7 +51,6 @@ IPCMessengerClient::OutMessageSender::~OutMessageSender()
     while (!queue.empty()) {
         queue.pop_front();
     }
-    queue.shrink_to_fit();
 }
 
 void IPCMessengerClient::OutMessageSender::push(std::unique_ptr<IPCMessage> message)

@@ -11,7 +11,7 @@ const build = process.env.ZELO_BUILD ?? join(root, 'build');
 const program = join(build, 'default', 'zelobox');
 const { chromium } = createRequire(join(build, 'browser/'))('playwright-core');
 
-export const deadlineMs = 20000;
+export const deadlineMs = Number(process.env.ZELO_DEADLINE_MS ?? 20000);
 
 /// A zelobox process whose lines can be waited for.
 class Program {

@@ -223,10 +223,7 @@ void addVectors(Trace& trace, std::string const& name)
 
 class Wireshark : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        ASSERT_TRUE(isInstalled("tshark")) << "tshark is not installed (Debian package tshark)";
-    }
+    void SetUp() override { ASSERT_TRUE(isInstalled("tshark")) << "tshark is not installed (Debian package tshark)"; }
 
     std::string file(std::vector<TraceRecord> const& records) const
     {

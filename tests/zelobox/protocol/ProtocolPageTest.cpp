@@ -1,9 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
+#include <map>
 #include <regex>
+#include <set>
 
+#include "cobalt/ZeloCobalt.h"
 #include "zelobox/capture/Pcapng.h"
 #include "zelobox/capture/TraceFile.h"
+#include "zelobox/check/Case.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/FrameReader.h"
@@ -106,4 +112,83 @@ TEST(ProtocolPage, ShowsThePacketOfACapture)
     EXPECT_EQ(std::string(packet.begin(), packet.end()), block.substr(blockHeader, packet.size()));
     EXPECT_EQ(std::string(1, static_cast<char>(packet.size())), block.substr(blockHeader - 5, 1)) << "nothing follows";
     EXPECT_NE(std::string::npos, text.find("link type " + std::to_string(pcapngLinkType)));
+}
+
+namespace {
+
+/// @return the numbers and texts of the list under "What a middleware must do"
+std::map<unsigned, std::string> rulesOfPage()
+{
+    std::string const text = page();
+    size_t const begin = text.find("\n## What a middleware must do\n");
+    std::string const section = text.substr(begin, text.find("\n## ", begin + 1) - begin);
+    std::regex const item("\n([0-9]+)\\. ([^\n]*)");
+    std::map<unsigned, std::string> rules;
+    for (std::sregex_iterator each(section.begin(), section.end(), item), end; each != end; ++each) {
+        rules[static_cast<unsigned>(std::stoul((*each)[1]))] = (*each)[2];
+    }
+    return rules;
+}
+
+/// @return "key-commands" for each heading "Key commands"
+std::set<std::string> anchorsOfPage()
+{
+    std::string const text = page();
+    std::set<std::string> anchors;
+    std::regex const heading("\n##+ ([^\n]*)");
+    for (std::sregex_iterator each(text.begin(), text.end(), heading), end; each != end; ++each) {
+        std::string anchor = (*each)[1];
+        std::transform(anchor.begin(), anchor.end(), anchor.begin(), [](char character) {
+            return character == ' ' ? '-' : static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+        });
+        anchors.insert(anchor);
+    }
+    return anchors;
+}
+
+} // namespace
+
+TEST(ProtocolPage, HasTheRulesThatTheCheckCites)
+{
+    std::map<unsigned, std::string> const rules = rulesOfPage();
+    EXPECT_EQ(ruleTable().size(), rules.size());
+    std::set<std::string> const anchors = anchorsOfPage();
+    unsigned number = 0;
+    for (RuleInfo const& info : ruleTable()) {
+        EXPECT_EQ(++number, static_cast<unsigned>(info.rule));
+        EXPECT_EQ(1U, rules.count(number)) << number;
+        EXPECT_EQ(1U, anchors.count(info.anchor)) << info.anchor;
+    }
+}
+
+TEST(ProtocolPage, HasNoRuleThatTheCheckDoesNotJudge)
+{
+    std::set<unsigned> judged;
+    for (CheckCase const& candidate : checkCases()) {
+        for (Rule const rule : candidate.rules) {
+            judged.insert(static_cast<unsigned>(rule));
+        }
+    }
+    for (auto const& [number, text] : rulesOfPage()) {
+        EXPECT_EQ(1U, judged.count(number)) << number << ": " << text;
+    }
+}
+
+TEST(ProtocolPage, HasTheKeysOfTheTable)
+{
+    std::string const text = page();
+    std::regex const row("\n\\| ([0-9]+)(?: to ([0-9]+))? \\| [^|]*\\(`([0-9a-f]+)`(?: to `[0-9a-f]+`)?\\) \\|");
+    std::map<unsigned, unsigned> keys;
+    for (std::sregex_iterator each(text.begin(), text.end(), row), end; each != end; ++each) {
+        unsigned const first = static_cast<unsigned>(std::stoul((*each)[1]));
+        unsigned const last = (*each)[2].matched ? static_cast<unsigned>(std::stoul((*each)[2])) : first;
+        for (unsigned command = first; command <= last; ++command) {
+            keys[command] = static_cast<unsigned>(std::stoul((*each)[3], nullptr, 16)) + command - first;
+        }
+    }
+    for (unsigned command = 0; command < 200; ++command) {
+        auto const found = keys.find(command);
+        unsigned const onPage = found != keys.end() ? found->second : 0;
+        EXPECT_EQ(static_cast<unsigned>(KeyCodeToSbKey(static_cast<STBCommand>(command))), onPage) << command;
+    }
 }

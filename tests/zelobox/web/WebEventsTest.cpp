@@ -42,7 +42,7 @@ TEST_F(WebEvents, TellWhatHappensAsItHappens)
     });
     EXPECT_TRUE(
         program::hasInOrder(text, {"retry: 500\n", "event: hello\ndata: {\"instance\":", "event: state\n",
-                                   "event: record\ndata: {\"serial\":1,", "\"event\":\"connected\"",
+                                   "event: records\ndata: {\"serial\":1,", "\"event\":\"connected\"",
                                    "\"name\":\"IPC_ALLOWED_MESSAGE_LIST\"", "\"name\":\"IPC_BROWSER_CONFIG\""}));
 }
 
@@ -63,6 +63,39 @@ TEST_F(WebEvents, GoOnWhereAPageHasStopped)
     EXPECT_THAT(rest, Not(HasSubstr("IPC_BROWSER_CONFIG\",\"kind\"")));
 }
 
+/// As a page does that opens its stream anew: it can set no header.
+TEST_F(WebEvents, GoOnBehindTheRecordInTheAddress)
+{
+    zelobox::Connection host = program::subscribe(socket(), {IPC_VOLUME});
+    std::string const known = lastId(eventsUntil("IPC_BROWSER_CONFIG"));
+    post("/api/send", R"({"frame":"IPC_VOLUME","value":11})");
+    std::string rest;
+    client().Get(("/api/events?after=" + known).c_str(), [&rest](char const* data, size_t size) {
+        rest.append(data, size);
+        return !has(rest, "\"value\":11");
+    });
+    EXPECT_THAT(rest, HasSubstr("event: records\n"));
+    EXPECT_THAT(rest, Not(HasSubstr("IPC_BROWSER_CONFIG\",\"kind\"")));
+}
+
+/// The id is that of the last.
+TEST_F(WebEvents, TellSeveralRecordsAtOnce)
+{
+    zelobox::Connection host = program::subscribe(socket(), {IPC_VOLUME});
+    std::string const text = eventsUntil("IPC_BROWSER_CONFIG");
+    std::string const instance = state()["instance"];
+    EXPECT_THAT(text, HasSubstr("id: " + instance + "-4\nevent: records\ndata: {\"serial\":1,"));
+    EXPECT_THAT(text, HasSubstr("}\ndata: {\"serial\":2,"));
+}
+
+TEST_F(WebEvents, CutALongTextOfTheState)
+{
+    zelobox::Connection host = program::connectTo(socket());
+    host.send(zelobox::frameOf(IPCMessageSimpleString(IPC_VIDEO_WINDOW_MODE, std::string(1 << 20, 'w'))));
+    std::string const text = eventsUntil("\"windowMode\":\"w");
+    EXPECT_LT(text.size(), 40000U);
+}
+
 TEST_F(WebEvents, BeginAnewForAPageOfAnEarlierProcess)
 {
     zelobox::Connection host = program::subscribe(socket(), {IPC_VOLUME});
@@ -77,7 +110,7 @@ TEST_F(WebEvents, ShowTheBeginningOfAFrameThatIsVeryLong)
     zelobox::Connection host = program::connectTo(socket());
     host.send({IPC_PAYLOAD_RAW, 99, std::vector<char>(10000)});
     std::string const text = eventsUntil("\"cut\":true");
-    EXPECT_THAT(text, HasSubstr("\"name\":\"type 99\",\"fields\":{\"length\":10000},\"cut\":true}"));
+    EXPECT_THAT(text, HasSubstr("\"name\":\"type 99\",\"fields\":{\"length\":10000},\"cut\":true,\"size\":10000}"));
     EXPECT_LT(text.size(), 12000U);
     EXPECT_GT(get("/api/trace").body.size(), 20000U);
 }

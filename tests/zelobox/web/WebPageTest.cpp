@@ -42,7 +42,7 @@ TEST_F(Web, ServesThePageWithAllThatItNeeds)
 TEST_F(Web, PressesAKeyByNameOrByCommand)
 {
     zelobox::Connection host = program::subscribe(socket(), {IPC_REMOTE_KEY});
-    EXPECT_EQ("{\"receivers\":1,\"sent\":\"IPC_REMOTE_KEY command=44 modifier=0 (Return)\"}\n",
+    EXPECT_EQ("{\"receivers\":1,\"waiting\":0,\"sent\":\"IPC_REMOTE_KEY command=44 modifier=0 (Return)\"}\n",
               post("/api/key", R"({"key":"Return"})").body);
     EXPECT_EQ(key(44), host.receive());
     post("/api/key", R"({"command":9029,"modifier":255})");
@@ -69,6 +69,31 @@ TEST_F(Web, SendsToThoseWhoHaveSubscribedOrToAll)
     EXPECT_EQ(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 7)), host.receive());
     EXPECT_EQ(zelobox::frameOf(IPCMessageUnsignedInt(IPC_MUTE, 0)), host.receive());
     EXPECT_EQ(7, state()["middleware"]["volume"]);
+}
+
+TEST_F(Web, SaysWhatIsNotSentYet)
+{
+    zelobox::Connection host = program::subscribe(socket(), {IPC_VOLUME});
+    post("/api/fault", R"({"what":"stall"})");
+    EXPECT_THAT(post("/api/send", R"({"frame":"IPC_VOLUME","value":7})").body,
+                HasSubstr("\"receivers\":1,\"waiting\":1"));
+    post("/api/fault", R"({"what":"none"})");
+    EXPECT_EQ(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 7)), host.receive());
+    EXPECT_THAT(post("/api/send", R"({"frame":"IPC_VOLUME","value":8})").body,
+                HasSubstr("\"receivers\":1,\"waiting\":0"));
+}
+
+TEST_F(Web, GivesAWholeRecordAndSendsItAgain)
+{
+    zelobox::Connection host = program::subscribe(socket(), {IPC_APP_LIFECYCLE});
+    std::string const text(10000, 'x');
+    post("/api/send", zelobox::Json{{"frame", "IPC_APP_LIFECYCLE"}, {"text", text}}.dump());
+    zelobox::Frame const first = host.receive();
+    zelobox::Json const record = zelobox::Json::parse(get("/api/record?serial=5").body);
+    EXPECT_EQ(text, record["fields"]["text"]);
+    EXPECT_EQ(5, record["serial"]);
+    EXPECT_THAT(post("/api/resend", R"({"serial":5})").body, HasSubstr("\"receivers\":1"));
+    EXPECT_EQ(first, host.receive());
 }
 
 TEST_F(Web, SendsAConfigurationAndKeepsIt)
@@ -147,6 +172,9 @@ TEST_F(Web, SaysWhatIsWrongWithARequest)
              Wrong{"POST", "/api/fault", R"({"what":"sulk"})", 400, "sulk"},
              Wrong{"POST", "/api/fault", R"({"what":"die-on-vanish"})", 400, "die-on-vanish"},
              Wrong{"GET", "/api/trace?format=txt", "", 400, "expected jsonl or pcapng, found txt"},
+             Wrong{"POST", "/api/resend", R"({"serial":1})", 400, "record 1 is not kept"},
+             Wrong{"GET", "/api/record", "", 400, "expected the number of a record"},
+             Wrong{"GET", "/api/record?serial=0", "", 400, "record 0 is not kept"},
              Wrong{"GET", "/api/key", "", 405, "/api/key takes POST, not GET"},
              Wrong{"DELETE", "/api/state", "", 405, "/api/state takes GET, not DELETE"},
              Wrong{"GET", "/nowhere", "", 404, "/nowhere is nothing here"},
