@@ -3,11 +3,11 @@
 #include <sstream>
 
 #include "cobalt/ZeloCobalt.h"
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/TraceFile.h"
 #include "zelobox/web/PageApi.h"
 
 namespace zelobox {
@@ -70,8 +70,8 @@ std::vector<PageApi::Route> const& PageApi::routes()
         {"GET", "/api/messages", &PageApi::getMessages}, {"GET", "/api/faults", &PageApi::getFaults},
         {"GET", "/api/trace", &PageApi::getTrace},       {"POST", "/api/send", &PageApi::postSend},
         {"POST", "/api/key", &PageApi::postKey},         {"POST", "/api/config", &PageApi::postConfig},
-        {"POST", "/api/fault", &PageApi::postFault},
-        {"GET", "/api/record", &PageApi::getRecord},     {"POST", "/api/resend", &PageApi::postResend},
+        {"POST", "/api/fault", &PageApi::postFault},     {"GET", "/api/record", &PageApi::getRecord},
+        {"POST", "/api/resend", &PageApi::postResend},
     };
     return table;
 }
