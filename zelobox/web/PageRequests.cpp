@@ -70,8 +70,8 @@ std::vector<PageApi::Route> const& PageApi::routes()
         {"GET", "/api/messages", &PageApi::getMessages}, {"GET", "/api/faults", &PageApi::getFaults},
         {"GET", "/api/trace", &PageApi::getTrace},       {"POST", "/api/send", &PageApi::postSend},
         {"POST", "/api/key", &PageApi::postKey},         {"POST", "/api/config", &PageApi::postConfig},
-        {"POST", "/api/fault", &PageApi::postFault},
-        {"GET", "/api/record", &PageApi::getRecord},     {"POST", "/api/resend", &PageApi::postResend},
+        {"POST", "/api/fault", &PageApi::postFault},     {"GET", "/api/record", &PageApi::getRecord},
+        {"POST", "/api/resend", &PageApi::postResend},
     };
     return table;
 }
