@@ -147,6 +147,10 @@ int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex, 
 int __real_gettimeofday(timeval* now, void* zone);
 int __wrap_gettimeofday(timeval* now, void* zone)
 {
+    int const failure = wrapped::answer(wrapped::GetTimeOfDay);
+    if (failure != 0) {
+        return failure; // and leaves the record as it is, as the C library does
+    }
     int const result = __real_gettimeofday(now, zone);
     *now = wrapped::clockStopped ? wrapped::stoppedClock : *now;
     now->tv_sec += static_cast<time_t>(wrapped::clockShift);

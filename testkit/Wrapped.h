@@ -25,6 +25,7 @@ enum Function {
     CondSignal,
     CondBroadcast,
     ThreadCreate,
+    GetTimeOfDay,
     functionCount
 };
 

@@ -4,6 +4,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <functional>
+
 #include "src/common/STBThread.h"
 #include "testkit/ThreadProbe.h"
 #include "testkit/Wrapped.h"
@@ -54,6 +56,26 @@ void expectDeadline(long seconds, long nanoseconds, timespec const& deadline)
 {
     EXPECT_EQ(seconds, deadline.tv_sec);
     EXPECT_EQ(nanoseconds, deadline.tv_nsec);
+}
+
+/// @return how long a sleep of a minute takes in which the clock is of no use; it must not become a wait
+Clock::duration sleepWithoutAClock(std::function<void()> const& breakClock)
+{
+    probe::Listener listener;
+    Clock::duration taken{};
+    Thread thread([&](Thread& self) {
+        Clock::time_point const begin = Clock::now();
+        self.threadSleepMs(aMinute);
+        taken = Clock::now() - begin;
+    });
+    unsigned const before = wrapped::calls(wrapped::CondTimedWait);
+    breakClock();
+    thread.start(&listener);
+    listener.waitForCompletion();
+    thread.stop();
+    wrapped::restoreWallClock();
+    EXPECT_EQ(before, wrapped::calls(wrapped::CondTimedWait));
+    return taken;
 }
 
 int niceOfThisThread()
@@ -194,4 +216,18 @@ TEST(Name, HasNoEffectWhenItIsLongerThanTheSystemTakes)
 TEST(Name, IsThatOfItsStarterWhenThereIsNone)
 {
     EXPECT_EQ(nameOfThisThread(), nameOf(""));
+}
+
+TEST(ThreadSleepWithoutAClock, IsAShortOneWhenTheClockFails)
+{
+    Clock::duration const taken = sleepWithoutAClock([] { wrapped::failNext(wrapped::GetTimeOfDay, -1); });
+    EXPECT_GE(taken, std::chrono::milliseconds(20));
+    EXPECT_LT(taken, std::chrono::seconds(5));
+}
+
+TEST(ThreadSleepWithoutAClock, IsAShortOneWhenTheClockIsBefore1970)
+{
+    Clock::duration const taken = sleepWithoutAClock([] { wrapped::stopWallClock({-2147483648L, 7}); });
+    EXPECT_GE(taken, std::chrono::milliseconds(20));
+    EXPECT_LT(taken, std::chrono::seconds(5));
 }

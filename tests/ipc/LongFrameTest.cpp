@@ -15,14 +15,19 @@ using testing::ElementsAre;
 
 namespace {
 
-/// @return memory of this process that is really there, in bytes
-size_t residentBytes()
+struct Memory {
+    size_t addressSpace = 0;
+    size_t resident = 0; ///< is really there
+};
+
+/// @return of this process, in bytes
+Memory memory()
 {
     std::ifstream file("/proc/self/statm");
-    size_t total = 0;
-    size_t resident = 0;
-    file >> total >> resident;
-    return resident * static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    Memory pages;
+    file >> pages.addressSpace >> pages.resident;
+    size_t const page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    return {pages.addressSpace * page, pages.resident * page};
 }
 
 Bytes headerOf(uint32_t length)
@@ -74,18 +79,35 @@ INSTANTIATE_TEST_SUITE_P(Lengths, UnbearableLength, testing::Values(0x80000000U,
 
 TEST_F(LongFrame, ThatOnlySaysSoCostsNoMemory)
 {
-    size_t const before = residentBytes();
+    Memory const before = memory();
     middleware.sendBytes(headerOf(0x7FFFFFFF));
     ASSERT_TRUE(standin::waitForLog("New message received: 24 length 2147483647"));
     size_t const arrived = 1024 * 1024;
     middleware.sendBytes(Bytes(arrived, 'x'));
     // The connection stays: what ends it is the close.
     EXPECT_TRUE(middleware.isSilentFor(Milliseconds(300)));
-    size_t const after = residentBytes();
-    EXPECT_LT(after, before + 8 * arrived) << "memory before " << before;
+    EXPECT_LT(memory().resident, before.resident + 8 * arrived);
+    EXPECT_LT(memory().addressSpace, before.addressSpace + 8 * arrived);
     middleware.close();
     expectReconnect();
     EXPECT_THAT(logged(), ElementsAre(line::peerClosed, line::connected, line::retrierOk));
+}
+
+TEST_F(LongFrame, OfAMegabyteHasOneBuffer)
+{
+    uint32_t const length = 1024 * 1024;
+    allocations::FailingSize const failing(length);
+    middleware.sendBytes(headerOf(length));
+    expectReconnect();
+}
+
+TEST_F(LongFrame, BeyondAMegabyteGrowsAsItsBytesArrive)
+{
+    uint32_t const length = 1024 * 1024 + 1;
+    allocations::FailingSize const failing(length);
+    middleware.sendBytes(headerOf(length));
+    middleware.sendBytes(Bytes(length - 1, 'x'));
+    expectReconnect();
 }
 
 TEST_F(LongFrame, ThatFindsNoMemoryEndsTheConnection)

@@ -1,4 +1,5 @@
 // A stop ends in time whatever the client is waiting for, and is nobody's news.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -58,6 +59,26 @@ TEST_F(Stopping, BetweenFramesSaysThatItClosesTheConnection)
     EXPECT_THAT(logged(), ElementsAre(line::closing));
     EXPECT_EQ("src/ipc/IPCMessengerClient", standin::logLines("Closing connection").at(0).file);
     EXPECT_TRUE(middleware.waitForClose());
+}
+
+TEST_F(Stopping, AtRestIsPrompt)
+{
+    connect();
+    expectTimelyEnd(link, std::min(Milliseconds(50), timely::stopLimit));
+}
+
+TEST_F(Stopping, EndsAConnectionOfWhichAForkedChildHoldsACopy)
+{
+    std::atomic<int> used{-1};
+    Takeover receiving(interpose::recv, [&](int fd, void* buffer, size_t size, int flags) {
+        used = fd;
+        return interpose::recv.real(fd, buffer, size, flags);
+    });
+    connect();
+    ASSERT_TRUE(eventually([&] { return used >= 0; }));
+    zelobox::Descriptor const copy(fcntl(used, F_DUPFD_CLOEXEC, 0));
+    link.reset();
+    EXPECT_TRUE(middleware.waitForClose(Milliseconds(1000)));
 }
 
 TEST_F(Stopping, LetsNoHandlerRunAfterwards)

@@ -191,7 +191,7 @@ time_t simulated_time(time_t* now)
 pid_t simulated_getpid()
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     return world().process;
 }
 

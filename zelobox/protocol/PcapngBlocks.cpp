@@ -1,4 +1,4 @@
-#include "zelobox/capture/PcapngBlocks.h"
+#include "zelobox/protocol/PcapngBlocks.h"
 
 #include "src/common/ByteReader.h"
 #include "src/common/ByteWriter.h"
