@@ -14,7 +14,7 @@
  *     depends on is a signal: waits choose in advance whether they will time out;
  *   - recv waits for the peer or for a shutdown, connect and write look at their flags at least every time-out, so each
  *     is one step that waits for the peer or for one of these; connectionMutex is a leaf, so a shutdown is one step too;
- *   - the first push of a producer may find the queue full, and a sender may find no memory or no more time to finish;
+ *   - a push may find the queue full at any time, and a sender may find no memory or no more time to finish;
  *   - the peer is free: it may refuse, drop, send, read slowly or never, and what it will do is chosen in advance, so
  *     that nothing that it might still do hides a deadlock.
  *
@@ -33,7 +33,7 @@
 #define EACH        1 /* messages of a producer */
 #endif
 #ifndef OVERFLOWS
-#define OVERFLOWS   (m == 0) /* which push may find the queue full */
+#define OVERFLOWS   true /* whether a push may find the queue full */
 #endif
 #define HANDSHAKES  (2 * EACH) /* numbers of messages: below are the producers' */
 #define ANSWER      (HANDSHAKES + CONNECTIONS)
