@@ -230,3 +230,18 @@ TEST(SendingInPieces, GoesOnAfterATimeOut)
     EXPECT_TRUE(zelobox::frameOf(IPCMessageSimpleString(IPC_VIDEO_WINDOW_MODE, large)) == middleware.receive());
     EXPECT_THAT(logged(), ElementsAre(line::connected, line::retrierOk));
 }
+
+TEST(SendingInPieces, GoesOnAfterASignal)
+{
+    Takeover writing(interpose::write, [fails = false](int fd, void const* buffer, size_t) mutable {
+        fails = !fails;
+        errno = EINTR;
+        return fails ? -1 : interpose::write.real(fd, buffer, 1);
+    });
+    zelobox::Listener listener;
+    Link link;
+    zelobox::Connection middleware = link.startAndAccept(listener);
+    link.push(new IPCMessageUnsignedInt(IPC_CLIENT_STATE, 0x01020304));
+    EXPECT_EQ(numberFrame(IPC_CLIENT_STATE, 0x01020304), middleware.receive());
+    EXPECT_THAT(logged(), ElementsAre(line::connected, line::retrierOk));
+}

@@ -3,6 +3,7 @@
 
 #include "testkit/ConfigPayload.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 
 using namespace zelobox;
 using testing::HasSubstr;

@@ -3,6 +3,7 @@
 #include <sys/ioctl.h>
 
 #include "tests/zelobox/MiddlewareFixture.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/FrameJson.h"
 
 using namespace zelobox;

@@ -1,6 +1,7 @@
 #include "zelobox/middleware/Middleware.h"
 
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/MessageTable.h"
 
