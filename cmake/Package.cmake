@@ -50,7 +50,7 @@ if(TARGET zelobox)
  Plays the middleware of a box, and a container that loads the bridge.")
 endif()
 
-# What the Debian policy wants beside the files themselves.
+# What the Debian policy wants beside the files themselves; a plain installation goes without.
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
 set(documents "${PROJECT_BINARY_DIR}/debian")
 file(CONFIGURE OUTPUT "${documents}/changelog.Debian" @ONLY CONTENT
@@ -73,6 +73,7 @@ execute_process(COMMAND gzip -9nf changelog.Debian WORKING_DIRECTORY "${document
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER "${component}" upper)
   install(FILES "${documents}/changelog.Debian.gz" "${documents}/copyright"
-          DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}" COMPONENT ${component})
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}" COMPONENT ${component}
+          EXCLUDE_FROM_ALL)
 endforeach()
 include(CPack)

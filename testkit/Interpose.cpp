@@ -23,10 +23,11 @@ Call<int(char const*)> system("system");
 Call<int(int, id_t, int)> setpriority("setpriority");
 Call<int(pid_t, int)> kill("kill");
 Call<int(useconds_t)> usleep("usleep");
+Call<int(timespec const*, timespec*)> nanosleep("nanosleep");
 Call<int(timeval*, void*)> gettimeofday("gettimeofday");
 
 static bool const areLookedUp = lookUp(socket, fcntl, setsockopt, connect, recv, write, close, shutdown, open, sysinfo,
-                                       system, setpriority, kill, usleep, gettimeofday);
+                                       system, setpriority, kill, usleep, nanosleep, gettimeofday);
 
 } // namespace interpose
 
@@ -104,6 +105,11 @@ int kill(pid_t process, int signal) noexcept
 {
     coverage::write(); // the signal may be the end of this process
     return interpose::kill(process, signal);
+}
+
+int nanosleep(timespec const* duration, timespec* left)
+{
+    return interpose::nanosleep(duration, left);
 }
 
 int usleep(useconds_t microseconds)

@@ -153,6 +153,7 @@ extern Call<int(pid_t, int)> kill;
 
 // Time
 extern Call<int(useconds_t)> usleep;
+extern Call<int(timespec const*, timespec*)> nanosleep;
 extern Call<int(timeval*, void*)> gettimeofday;
 
 // Threads

@@ -26,7 +26,8 @@ bool isMapped(std::string const& part);
 
 /// @return resident memory, in KiB
 long residentKiB();
-/// @return the most that it has ever been
+long addressSpaceKiB();
+/// @return the most resident memory that there has ever been
 long peakKiB();
 /// @return what is allocated and not given back, however much address space the allocator keeps for it
 long heapInUseKiB();

@@ -18,7 +18,7 @@ using timely::expectTimely;
 using timely::PeriodicTimer;
 
 /// Stops and destroys, as the end of the application does, and expects that no handler is told. The log begins anew.
-void expectTimelyEnd(std::optional<Link>& link);
+void expectTimelyEnd(std::optional<Link>& link, Milliseconds limit = timely::stopLimit);
 
 /// A connection that a test ends.
 class Stopping : public testing::Test {

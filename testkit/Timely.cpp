@@ -6,7 +6,7 @@
 
 namespace timely {
 
-void expectTimely(std::function<void()> const& action)
+void expectTimely(std::function<void()> const& action, Milliseconds limit)
 {
     using Clock = std::chrono::steady_clock;
     Milliseconds const period(10);
@@ -22,7 +22,7 @@ void expectTimely(std::function<void()> const& action)
         taken = timeOf(action);
     }
     Milliseconds const late = std::chrono::duration_cast<Milliseconds>(lateness);
-    EXPECT_GT((stopLimit + late).count(), taken.count()) << "of which the machine was late by " << late.count();
+    EXPECT_GT((limit + late).count(), taken.count()) << "of which the machine was late by " << late.count();
 }
 
 } // namespace timely

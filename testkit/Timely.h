@@ -20,7 +20,7 @@ Milliseconds const stopLimit(500);
 
 /// Expects that @p action ends within the limit on a machine that gives this process its time; what a thread that only
 /// waits is kept waiting beyond its own time meanwhile is added.
-void expectTimely(std::function<void()> const& action);
+void expectTimely(std::function<void()> const& action, Milliseconds limit = stopLimit);
 
 /// Does something every so often, on a thread of its own.
 class PeriodicTimer {

@@ -8,6 +8,11 @@ namespace {
 
 char const sourceFile[] = "src/common/AutoRetrier";
 
+enum Line : int {
+    LineFailed = 24,
+    LineOk = 33,
+};
+
 } // namespace
 
 AutoRetrier::AutoRetrier(std::string const& subject) : name(subject) {}
@@ -21,7 +26,7 @@ void AutoRetrier::failed()
 {
     ++failures;
     lastAttempt = NSTime::nowRelative();
-    ZELO_LOG(LogBadData, __LINE__, sourceFile, "%s - failed (total %d times), wait %0.2f sec before next retry",
+    ZELO_LOG(LogBadData, LineFailed, sourceFile, "%s - failed (total %d times), wait %0.2f sec before next retry",
              name.c_str(), static_cast<int>(failures), static_cast<double>(static_cast<float>(waitMs()) / 1000.0F));
 }
 
@@ -30,7 +35,12 @@ void AutoRetrier::succeeded()
     failures = 0;
     lastSuccess = NSTime::nowRelative();
     lastAttempt = lastSuccess;
-    ZELO_LOG(LogConnection, __LINE__, sourceFile, "%s - ok", name.c_str());
+    ZELO_LOG(LogConnection, LineOk, sourceFile, "%s - ok", name.c_str());
+}
+
+bool AutoRetrier::hasLasted(unsigned ms) const
+{
+    return NSTime::nowRelative() - lastSuccess >= NSTime(static_cast<long long>(ms) * 1000);
 }
 
 uint32_t AutoRetrier::waitMs() const

@@ -26,6 +26,9 @@ public:
     /// Forgets the failures and logs the success.
     void succeeded();
 
+    /// @return true when the last success is so long ago
+    bool hasLasted(unsigned ms) const;
+
     /// @return milliseconds from the last attempt to the next one
     uint32_t waitMs() const;
 

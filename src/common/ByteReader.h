@@ -5,7 +5,10 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 
+#include <algorithm>
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -15,8 +18,15 @@
 /// and asks once, at the end. Failed fields read as 0 or as an empty text. The bytes belong to the caller.
 class ByteReader {
 public:
-    ByteReader(char const* bytes, size_t size) : next(bytes), left(size) {}
-    explicit ByteReader(std::vector<char> const& bytes) : ByteReader(bytes.data(), bytes.size()) {}
+    /// @param abandonFlag  set by another thread to make every further field fail; may be null
+    ByteReader(char const* bytes, size_t size, std::atomic<bool> const* abandonFlag = nullptr)
+        : next(bytes), left(size), abandoned(abandonFlag)
+    {
+    }
+    explicit ByteReader(std::vector<char> const& bytes, std::atomic<bool> const* abandonFlag = nullptr)
+        : ByteReader(bytes.data(), bytes.size(), abandonFlag)
+    {
+    }
 
     bool failed() const { return failure; }
     size_t remaining() const { return left; }
@@ -26,10 +36,30 @@ public:
     uint32_t u32() { return static_cast<uint32_t>(number(4)); }
     uint64_t u64() { return number(8); }
 
-    std::string text(size_t length)
+    __attribute__((noinline)) std::string text(size_t length)
     {
-        char const* const begin = take(length);
-        return begin != nullptr ? std::string(begin, length) : std::string();
+        size_t const mostAtOnce = size_t{1024} * 1024; // so that the flag is looked at in a text of any size
+        std::string result;
+        failure = failure || length > left;
+        if (!failure) {
+            result.reserve(length);
+        }
+        while (!failure && result.size() < length) {
+            size_t const step = std::min(length - result.size(), mostAtOnce);
+            if (char const* const begin = take(step)) {
+                result.append(begin, step);
+            }
+        }
+        return result;
+    }
+
+    /// Copies the next @p size bytes as they are, if they are all there.
+    void raw(void* target, size_t size)
+    {
+        char const* const begin = take(size);
+        if (begin != nullptr) {
+            memcpy(target, begin, size);
+        }
     }
 
     /// Fails on behalf of a decoder that has found a field it cannot accept.
@@ -41,7 +71,7 @@ private:
     /// @return the next @p count bytes, null if they are not all there
     char const* take(size_t count)
     {
-        failure = failure || count > left;
+        failure = failure || count > left || (abandoned != nullptr && abandoned->load(std::memory_order_relaxed));
         if (failure) {
             return nullptr;
         }
@@ -63,6 +93,7 @@ private:
 
     char const* next;
     size_t left;
+    std::atomic<bool> const* abandoned;
     bool failure = false;
 };
 

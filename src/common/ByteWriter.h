@@ -17,6 +17,25 @@ inline void writeNumber(uint64_t value, char* bytes, size_t width)
     }
 }
 
+/// Writes big-endian fields one after another into room that belongs to the caller and suffices.
+class AreaWriter {
+public:
+    explicit AreaWriter(char* begin) : next(begin) {}
+
+    void u8(uint8_t value) { number(value, 1); }
+    void u16(uint16_t value) { number(value, 2); }
+    void u32(uint32_t value) { number(value, 4); }
+
+private:
+    void number(uint64_t value, size_t width)
+    {
+        writeNumber(value, next, width);
+        next += width;
+    }
+
+    char* next;
+};
+
 /// Appends big-endian fields to a byte vector that belongs to the caller.
 class ByteWriter {
 public:

@@ -2,19 +2,23 @@
 
 #include <sys/resource.h>
 #include <sys/syscall.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <memory>
 
 #include "src/common/Log.h"
 #include "src/common/NoDestructor.h"
-#include "src/common/RealTime.h"
 #include "src/common/ThreadRegistry.h"
+#include "src/common/TimedWait.h"
 
 namespace {
 
 char const sourceFile[] = "src/common/STBThread";
+
+enum Line : int {
+    LineAlreadyRunning = 60,
+    LineAlreadyStopped = 82,
+};
 
 NoDestructor<ThreadRegistry> ownThreadsRoom;
 ThreadRegistry& ownThreads = ownThreadsRoom.make();
@@ -33,7 +37,7 @@ void STBThread::start(OnThreadCompletedListener* newListener)
     pthread_helper::guard state(stateMutex);
     listener = newListener;
     if (isRunning()) {
-        ZELO_LOG(LogFailure, 60, sourceFile, "Thread %p already running", static_cast<void*>(this));
+        ZELO_LOG(LogFailure, LineAlreadyRunning, sourceFile, "Thread %p already running", static_cast<void*>(this));
         return;
     }
     running.store(true, std::memory_order_release);
@@ -47,7 +51,7 @@ void STBThread::start(OnThreadCompletedListener* newListener)
 void STBThread::stop()
 {
     if (!endThread()) {
-        ZELO_LOG(LogFailure, 82, sourceFile, "Thread %p already stopped", static_cast<void*>(this));
+        ZELO_LOG(LogFailure, LineAlreadyStopped, sourceFile, "Thread %p already stopped", static_cast<void*>(this));
     }
 }
 
@@ -98,7 +102,7 @@ void STBThread::threadSleepMs(unsigned ms)
 {
     pthread_helper::guard state(stateMutex);
     if (isRunning()) {
-        sleepCond.timedWait(stateMutex, realTimeIn(ms));
+        waitUpTo(sleepCond, stateMutex, ms);
     }
 }
 

@@ -5,9 +5,11 @@
 
 void writeFrameHeader(IPCFrameHeader const& header, char* bytes)
 {
-    uint64_t const fields = uint64_t{IPCFrameHeader::Sync} << 56 | uint64_t{header.kind} << 48 |
-                            uint64_t{header.type} << 32 | header.length;
-    writeNumber(fields, bytes, IPCFrameHeader::Size);
+    AreaWriter writer(bytes);
+    writer.u8(IPCFrameHeader::Sync);
+    writer.u8(header.kind);
+    writer.u16(header.type);
+    writer.u32(header.length);
 }
 
 bool readFrameHeader(char const* bytes, IPCFrameHeader& header)

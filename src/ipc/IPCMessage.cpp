@@ -6,6 +6,22 @@
 
 namespace {
 
+/// @return how many texts of a list are all there
+size_t countTexts(ByteReader list)
+{
+    uint32_t const claimed = list.u32();
+    size_t count = 0;
+    while (count < claimed) {
+        list.skip(count == 0 ? 0 : 1); // the terminator of the text before
+        list.skip(list.u32());
+        if (list.failed()) {
+            break;
+        }
+        ++count;
+    }
+    return count;
+}
+
 std::unique_ptr<IPCMessage> makeOfType(uint8_t kind, uint16_t type)
 {
     switch (type) {
@@ -66,7 +82,7 @@ void IPCMessageUnsignedInt::serialize()
 
 void IPCMessageUnsignedInt::unserialize()
 {
-    value = ByteReader(payload).u32();
+    value = reader().u32();
 }
 
 IPCMessageUnsignedInt64::IPCMessageUnsignedInt64(IPCMessageType messageType, uint64_t initial)
@@ -84,7 +100,7 @@ void IPCMessageUnsignedInt64::serialize()
 
 void IPCMessageUnsignedInt64::unserialize()
 {
-    value = ByteReader(payload).u64();
+    value = reader().u64();
 }
 
 IPCMessageUnsignedIntArray::IPCMessageUnsignedIntArray(IPCMessageType messageType)
@@ -107,13 +123,13 @@ void IPCMessageUnsignedIntArray::serialize()
 void IPCMessageUnsignedIntArray::unserialize()
 {
     values.clear();
-    ByteReader reader(payload);
+    ByteReader fields = reader();
     // The count may lie; what is there decides how much is read and reserved.
-    uint32_t const claimed = reader.u32();
-    size_t const count = std::min<size_t>(claimed, reader.remaining() / sizeof(uint32_t));
+    uint32_t const claimed = fields.u32();
+    size_t const count = std::min<size_t>(claimed, fields.remaining() / sizeof(uint32_t));
     values.reserve(count);
-    while (values.size() < count) {
-        values.push_back(reader.u32());
+    while (values.size() < count && !fields.failed()) {
+        values.push_back(fields.u32());
     }
 }
 
@@ -133,9 +149,9 @@ void IPCMessageSimpleString::serialize()
 
 void IPCMessageSimpleString::unserialize()
 {
-    ByteReader reader(payload);
-    std::string received = readText(reader);
-    if (!reader.failed()) {
+    ByteReader fields = reader();
+    std::string received = readText(fields);
+    if (!fields.failed()) {
         text.swap(received);
     }
 }
@@ -159,15 +175,15 @@ void IPCMessageStringArray::serialize()
 void IPCMessageStringArray::unserialize()
 {
     strings.clear();
-    ByteReader reader(payload);
-    uint32_t const count = reader.u32();
-    for (uint32_t i = 0; i < count; ++i) {
-        reader.skip(i == 0 ? 0 : 1); // the terminator of the text before
-        std::string element = readText(reader);
-        if (reader.failed()) {
-            break;
-        }
-        strings.push_back(std::move(element));
+    // Counted first, so that the list needs the memory of its elements and no more: a text of five bytes here is an
+    // object there, and a list that grows by doubling has two of each for a while.
+    size_t const count = countTexts(reader());
+    strings.reserve(count);
+    ByteReader fields = reader();
+    fields.skip(sizeof(uint32_t));
+    while (strings.size() < count && !fields.failed()) {
+        strings.push_back(readText(fields));
+        fields.skip(strings.size() < count ? 1 : 0); // the terminator, which the last text may lack
     }
 }
 
@@ -187,9 +203,11 @@ void IPCMessageAllowedMessageList::serialize()
     payload.swap(bytes);
 }
 
-std::auto_ptr<IPCMessage> makeReceivedMessage(uint8_t kind, uint16_t type, std::vector<char>&& payload)
+std::auto_ptr<IPCMessage> makeReceivedMessage(uint8_t kind, uint16_t type, std::vector<char>&& payload,
+                                              std::atomic<bool> const* abandoned)
 {
     std::unique_ptr<IPCMessage> message = makeOfKind(kind, type);
+    message->abandoned = abandoned;
     message->payload = std::move(payload);
     message->unserialize();
     return std::auto_ptr<IPCMessage>(message.release());

@@ -8,10 +8,13 @@
 
 #include <stdint.h>
 
+#include <atomic>
 #include <memory>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "src/common/ByteReader.h"
 
 /// How a payload is encoded. One byte in a frame; every value above 5 is treated like IPC_PAYLOAD_RAW.
 enum IPCPayloadKind : uint32_t {
@@ -29,7 +32,7 @@ enum IPCMessageType : uint32_t {
     IPC_UNHANDLED_8 = 8,           ///< in
     IPC_RECORDER_STATS = 15,       ///< in
     IPC_CONFIG_REQUEST = 23,       ///< out, empty
-    IPC_BROWSER_CONFIG = 24,       ///< in: see CobaltManager::Config::parse()
+    IPC_BROWSER_CONFIG = 24,       ///< in: see IPCBrowserConfig
     IPC_UNHANDLED_25 = 25,         ///< in
     IPC_REMOTE_KEY = 26,           ///< in: bits 0 to 15 an STBCommand, bits 16 to 23 a modifier
     IPC_UNHANDLED_27 = 27,         ///< in
@@ -69,6 +72,14 @@ public:
     uint8_t headerKind;  ///< #payloadKind as the frame carries it
     uint16_t headerType; ///< #type as the frame carries it
     std::vector<char> payload;
+
+    /// Set by another thread to end unserialize() early: a stop must not wait for a hundred megabytes that nobody will
+    /// read. Null if nobody can. The fields have no meaning then.
+    std::atomic<bool> const* abandoned = nullptr;
+
+protected:
+    /// @return a reader of #payload that fails once the message is abandoned
+    ByteReader reader() const { return ByteReader(payload, abandoned); }
 };
 
 /// 4 bytes. A shorter payload reads as 0; further bytes are ignored.
@@ -172,13 +183,13 @@ struct IPCJSPlayerMediaInfo {
     std::vector<Stream> streams;
 };
 
-/// Text, flag in one byte, 64-bit number, stream count in 16 bits (the low bits of the number of streams), streams.
+/// Text, flag in one byte, 64-bit number, stream count in 16 bits (the low bits of the number of streams), all streams.
 class IPCMessagePlayerMediaInfo : public IPCMessage {
 public:
     explicit IPCMessagePlayerMediaInfo(uint32_t kind = IPC_PAYLOAD_RAW);
     void serialize() override;
 
-    /// @throw std::out_of_range when the payload is cut short; #info then holds its defaults
+    /// @throw std::out_of_range when the payload is cut short; #info then holds what was complete before
     void unserialize() override;
 
     IPCJSPlayerMediaInfo info;
@@ -191,8 +202,10 @@ public:
 /// @param kind     as in the frame, kept in the message also when above 5
 /// @param type     as in the frame
 /// @param payload  moved into the message
+/// @param abandoned  see IPCMessage
 /// @return the message with its fields set, never null
 /// @throw what the message's unserialize() throws, std::bad_alloc
-std::auto_ptr<IPCMessage> makeReceivedMessage(uint8_t kind, uint16_t type, std::vector<char>&& payload);
+std::auto_ptr<IPCMessage> makeReceivedMessage(uint8_t kind, uint16_t type, std::vector<char>&& payload,
+                                              std::atomic<bool> const* abandoned = nullptr);
 
 #endif

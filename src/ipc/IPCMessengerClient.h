@@ -2,19 +2,20 @@
 /// The link with the middleware.
 ///
 ///     thread    started by        owns                                     may block in
-///     host      the container     nothing here                             short locks
+///     host      the host          nothing here                             short locks; a stop, for the sender's end
 ///     ipc_cln   the manager       the socket, the back-off, the message    back-off, connect, recv, the handlers
 ///                                 being received
 ///     ipc_snd   each connection   the message being written                queue wait, write
 ///
 /// Locks, in order: handlersMutex, senderMutex, the sender's queue lock. connectionMutex is never held together with
 /// another. handlersMutex is held across every call of a handler; so a handler may push messages and replace the
-/// allowed set, but must not add or remove handlers. No lock is held across connect, recv, write or serialize().
+/// allowed set, but must not add or remove handlers. A stop holds senderMutex, so that nothing more is queued, while
+/// the sender's thread writes what is queued already: for a quarter of a second at most. No lock is held by a thread
+/// that is itself in connect, recv, write or serialize().
 ///
 /// After a drop the first attempt to reconnect is made at once. A middleware that accepts and drops again and again
-/// would make a storm of that, with two new threads a time; so from the second connection in a row that has not brought
-/// a single frame, each waits one slice of the back-off, 200 ms, before the next attempt. A frame ends the series, and
-/// so does a connection that lasts.
+/// would make a storm of that, with two new threads a time; so after a series of connections that brought no frame and
+/// did not last, each further attempt waits one slice of the back-off.
 #ifndef ZELO_IPC_IPCMESSENGERCLIENT_H
 #define ZELO_IPC_IPCMESSENGERCLIENT_H
 
@@ -56,6 +57,10 @@ public:
     void addHandler(IPCMessengerHandler* handler) EXCLUDES(handlersMutex);
     void removeHandler(IPCMessengerHandler* handler) EXCLUDES(handlersMutex);
 
+    /// Ends the connection and the thread, at once but for two waits: for what was pushed before, as long as the peer
+    /// takes it and for a fifth of a second, and for a handler that is just running. No handler is told.
+    void stop() EXCLUDES(senderMutex, connectionMutex);
+
     /// Keeps the types that this side wants to receive; they open every later connection. An empty set opens none.
     void setAllowedMessages(std::set<IPCMessageType> const& types) EXCLUDES(senderMutex);
 
@@ -69,43 +74,51 @@ public:
     void run() override;
 
 private:
+    class FrameReceiver;
     class OutMessageSender;
 
-    enum class Progress {
-        Done,
-        Failed,  ///< of the connection; it has been logged
-        Stopped, ///< by stop(); nobody is told
+    enum class Reception {
+        Frame,
+        StoppedBetweenFrames, ///< by stop(); nobody is told, and the destructor closes the socket
+        StoppedInFrame,       ///< by stop(); nobody is told
+        PeerClosed,
+        ReadError,
+        OutOfSync,
     };
 
     using Event = void (IPCMessengerHandler::*)();
 
-    bool openConnection(int& fd) EXCLUDES(connectionMutex);
+    bool goesOn() const { return isRunning() && !ending; }
+
+    void connectAndServe();
+    void pauseBeforeReconnect();
+
+    int openConnection() EXCLUDES(connectionMutex);
     int openSocket() EXCLUDES(connectionMutex);
+    bool connectSocket(int fd);
+    void shutDownSocket() EXCLUDES(connectionMutex);
     void closeSocket() EXCLUDES(connectionMutex);
-    Progress connectSocket(int fd);
 
     void serveConnection(int fd) EXCLUDES(handlersMutex, senderMutex, connectionMutex);
     void startSender(int fd) EXCLUDES(senderMutex);
-    bool senderHasFailed() EXCLUDES(senderMutex);
-    void tellHandlers(Event event) EXCLUDES(handlersMutex);
-    void tearDown() EXCLUDES(senderMutex, connectionMutex);
-
-    Progress receiveFrames(int fd) EXCLUDES(handlersMutex, senderMutex);
-    bool isBroken(int error) EXCLUDES(senderMutex);
-    Progress receive(int fd, char* bytes, size_t size, size_t& have) EXCLUDES(senderMutex);
-    Progress receivePayload(int fd, IPCFrameHeader const& header, std::vector<char>& payload) EXCLUDES(senderMutex);
+    Reception receiveFrames(int fd) EXCLUDES(handlersMutex, senderMutex);
     void dispatch(IPCFrameHeader const& header, std::vector<char>&& payload) EXCLUDES(handlersMutex);
+    void tellHandlers(Event event) EXCLUDES(handlersMutex);
+    void logEnd(Reception reception) EXCLUDES(senderMutex);
+    bool hasQueueOverflowed() EXCLUDES(senderMutex);
+    std::unique_ptr<OutMessageSender> disconnect() EXCLUDES(senderMutex, connectionMutex);
 
     std::set<IPCMessengerHandler*> handlers GUARDED_BY(handlersMutex);
     pthread_helper::mutex handlersMutex;
     int socketFd GUARDED_BY(connectionMutex) = 0; // 0 is none
     AutoRetrier retrier;                          // owned by ipc_cln
-    unsigned fruitlessConnections = 0;            // in a row, without a frame; owned by ipc_cln
     pthread_helper::mutex connectionMutex;
     std::unique_ptr<OutMessageSender> sender GUARDED_BY(senderMutex);
     pthread_helper::mutex senderMutex ACQUIRED_AFTER(handlersMutex);
     std::set<IPCMessageType> allowedMessages GUARDED_BY(senderMutex);
     std::atomic<bool> stopRequested{false};
+    std::atomic<bool> ending{false};   // set by stop() before it shuts the socket down
+    unsigned fruitlessConnections = 0; // in a row, without a frame and short; owned by ipc_cln
 };
 
 #endif

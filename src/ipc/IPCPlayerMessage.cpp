@@ -1,7 +1,7 @@
 // The messages of the player and of the recorder: their type, not their kind, says how the payload is laid out.
 #include <stdio.h>
-#include <string.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "src/ipc/IPCMessage.h"
@@ -19,7 +19,7 @@ void IPCMessageRecorderStats::serialize()
 void IPCMessageRecorderStats::unserialize()
 {
     if (payload.size() == sizeof value) {
-        value = ByteReader(payload).u8();
+        value = reader().u8();
     }
 }
 
@@ -37,7 +37,7 @@ void IPCMessagePlayerPlaybackInfo::serialize()
 void IPCMessagePlayerPlaybackInfo::unserialize()
 {
     if (payload.size() == sizeof record) {
-        memcpy(&record, payload.data(), sizeof record);
+        reader().raw(&record, sizeof record);
     }
 }
 
@@ -52,6 +52,9 @@ namespace {
     throw std::out_of_range(what);
 }
 
+/// Three numbers and two empty texts.
+size_t const leastStreamSize = 22;
+
 IPCJSPlayerMediaInfo::Stream readStream(ByteReader& reader)
 {
     IPCJSPlayerMediaInfo::Stream stream;
@@ -64,28 +67,30 @@ IPCJSPlayerMediaInfo::Stream readStream(ByteReader& reader)
     return stream;
 }
 
-IPCJSPlayerMediaInfo readMediaInfo(std::vector<char> const& payload)
+/// Sets the fields in the order of the payload, and stops at the first that is not all there.
+void readMediaInfo(ByteReader reader, size_t payloadSize, IPCJSPlayerMediaInfo& info)
 {
-    IPCJSPlayerMediaInfo info;
-    ByteReader reader(payload);
     uint32_t const nameLength = reader.u32();
-    uint64_t const flagOffset = uint64_t{nameLength} + 5; // wide: it must not wrap on 32 bits
-    if (reader.failed() || flagOffset >= payload.size()) {
-        throwRangeCheck(flagOffset, payload.size());
-    }
     info.name = reader.text(nameLength);
+    uint64_t const flagOffset = uint64_t{nameLength} + 5; // wide: it must not wrap on 32 bits
+    if (flagOffset >= payloadSize) {
+        throwRangeCheck(flagOffset, payloadSize);
+    }
     reader.skip(1);
     info.flag = reader.u8() != 0;
     info.value64 = reader.u64();
     uint16_t const count = reader.u16();
+    info.streams.reserve(std::min<size_t>(count, reader.remaining() / leastStreamSize + 1));
     for (uint16_t i = 0; i < count && !reader.failed(); ++i) {
         reader.skip(i == 0 ? 0 : 1); // the terminator of the stream before
-        info.streams.push_back(readStream(reader));
+        IPCJSPlayerMediaInfo::Stream stream = readStream(reader);
+        if (!reader.failed()) {
+            info.streams.push_back(std::move(stream));
+        }
     }
     if (reader.failed()) {
-        throwRangeCheck(payload.size(), payload.size());
+        throwRangeCheck(payloadSize, payloadSize);
     }
-    return info;
 }
 
 } // namespace
@@ -99,10 +104,8 @@ void IPCMessagePlayerMediaInfo::serialize()
     writeText(writer, info.name);
     writer.u8(info.flag ? 1 : 0);
     writer.u64(info.value64);
-    uint16_t const count = static_cast<uint16_t>(info.streams.size());
-    writer.u16(count);
-    for (uint16_t i = 0; i < count; ++i) {
-        IPCJSPlayerMediaInfo::Stream const& stream = info.streams[i];
+    writer.u16(static_cast<uint16_t>(info.streams.size()));
+    for (IPCJSPlayerMediaInfo::Stream const& stream : info.streams) {
         writer.u32(stream.number1);
         writer.u32(stream.number2);
         writer.u32(stream.number3);
@@ -115,5 +118,5 @@ void IPCMessagePlayerMediaInfo::serialize()
 void IPCMessagePlayerMediaInfo::unserialize()
 {
     info = IPCJSPlayerMediaInfo();
-    info = readMediaInfo(payload);
+    readMediaInfo(reader(), payload.size(), info);
 }

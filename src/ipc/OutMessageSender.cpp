@@ -8,12 +8,21 @@
 #include <algorithm>
 #include <exception>
 
-#include "src/common/Log.h"
-#include "src/common/RealTime.h"
+#include "src/common/TimedWait.h"
+#include "src/ipc/MessengerLog.h"
+#include "src/ipc/MessengerSocket.h"
 
 namespace {
 
-char const sourceFile[] = "src/ipc/OutMessageSender";
+/// More than any peer that reads has ever waiting; 10 MB of requests.
+size_t const queueLimit = 131072;
+
+unsigned const queueWaitMs = 200;
+
+std::chrono::milliseconds const finishTime(200);
+
+/// What a thread has that comes to finish late because others had the processor.
+std::chrono::milliseconds const finishGrace(100);
 
 /// The send time-out holds for each buffer that the kernel makes of a write, so a long write to a slow peer could keep
 /// a stop waiting for many of them. This much fits into one.
@@ -38,6 +47,10 @@ IPCMessengerClient::OutMessageSender::OutMessageSender(int fd) : socketFd(fd)
 IPCMessengerClient::OutMessageSender::~OutMessageSender()
 {
     end();
+    pthread_helper::guard lock(queueMutex);
+    while (!queue.empty()) {
+        queue.pop_front();
+    }
 }
 
 void IPCMessengerClient::OutMessageSender::push(std::unique_ptr<IPCMessage> message)
@@ -46,8 +59,32 @@ void IPCMessengerClient::OutMessageSender::push(std::unique_ptr<IPCMessage> mess
         return;
     }
     pthread_helper::guard lock(queueMutex);
-    queue.push_back(std::move(message));
+    if (queue.size() < queueLimit) {
+        queue.push_back(std::move(message));
+        queueCond.signal();
+        return;
+    }
+    overflowed = true;
+    connected = false;
+    ending = true;
     queueCond.signal();
+    lock.unlock();
+    shutDownMessengerSocket(socketFd);
+}
+
+void IPCMessengerClient::OutMessageSender::finish()
+{
+    {
+        pthread_helper::guard lock(queueMutex);
+        if (!finishing) {
+            finishBy = Clock::now() + finishTime;
+            finishing = true;
+        }
+        queueCond.signal();
+    }
+    if (isRunning()) {
+        stop();
+    }
 }
 
 void IPCMessengerClient::OutMessageSender::end()
@@ -75,17 +112,37 @@ void IPCMessengerClient::OutMessageSender::run()
     connected = false;
 }
 
+bool IPCMessengerClient::OutMessageSender::isWanted()
+{
+    if (ending) {
+        return false;
+    }
+    return finishing ? isInTime() : isRunning(); // a thread that is to finish is told to stop meanwhile
+}
+
+bool IPCMessengerClient::OutMessageSender::isInTime()
+{
+    Clock::time_point const now = Clock::now();
+    if (!hasSeenFinish) {
+        hasSeenFinish = true;
+        finishBy = std::max(finishBy, now + finishGrace);
+    }
+    return now < finishBy;
+}
+
 /// @return the oldest message; null if none came in time
 std::unique_ptr<IPCMessage> IPCMessengerClient::OutMessageSender::takeNext()
 {
     pthread_helper::guard lock(queueMutex);
-    if (queue.empty() && !ending) {
-        queueCond.timedWait(queueMutex, realTimeIn(200));
+    if (queue.empty() && !ending && !finishing) {
+        waitUpTo(queueCond, queueMutex, queueWaitMs);
     }
     std::unique_ptr<IPCMessage> message;
     if (!queue.empty()) {
         message = std::move(queue.front());
         queue.pop_front();
+    } else if (finishing) {
+        ending = true; // decided under the lock: what is pushed before the finish is written
     }
     return message;
 }
@@ -96,7 +153,8 @@ bool IPCMessengerClient::OutMessageSender::send(IPCMessage& message)
     try {
         message.serialize();
     } catch (std::exception const&) {
-        ZELO_LOG(LogFailure, __LINE__, sourceFile, "Out connection error");
+        ZELO_LOG(LogFailure, LineWriteError, messengerSource, "Out connection error");
+        shutDownMessengerSocket(socketFd); // or the link would only seem to be up
         return false;
     }
     IPCFrameHeader const header = {message.headerKind, message.headerType,
@@ -115,8 +173,10 @@ bool IPCMessengerClient::OutMessageSender::writeFully(char const* bytes, size_t 
         ssize_t const count = write(socketFd, bytes + done, std::min(size - done, writeStep));
         if (count > 0) {
             done += static_cast<size_t>(count);
-        } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
-            ZELO_LOG(LogFailure, __LINE__, sourceFile, "Out connection error");
+        } else if (count == 0 || !isInterruption(errno)) {
+            if (!ending) { // a full queue has shut the socket down and has a line of its own
+                ZELO_LOG(LogFailure, LineWriteError, messengerSource, "Out connection error");
+            }
             return false;
         }
         if (done < size && !isWanted()) {

@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <new>
 
 #include "inc/private/pthread_helper.h"
@@ -190,6 +191,26 @@ TEST(AssertionReport, EndsWithARuleThatADeadProcessNoLongerPrints)
     EXPECT_EQ(3, sscanf(lines.back().c_str(), "pid %d, kill %d %d", &own, &killed, &signal));
     EXPECT_EQ(own, killed);
     EXPECT_EQ(SIGKILL, signal);
+}
+
+TEST(AssertionReport, EndsTheProcessAlsoWhenNobodyReadsIt)
+{
+    auto const begin = std::chrono::steady_clock::now();
+    child::Ended const ended = child::run([] {
+        int ends[2];
+        ASSERT_EQ(0, pipe2(ends, O_NONBLOCK));
+        while (write(ends[1], "", 1) == 1) {
+        }
+        fcntl(ends[1], F_SETFL, 0);
+        dup2(ends[1], STDOUT_FILENO);
+        sigset_t all;
+        sigfillset(&all);
+        sigprocmask(SIG_BLOCK, &all, nullptr);
+        interpose::pthread_cond_signal.answerNext(EINVAL);
+        signalCond();
+    });
+    EXPECT_TRUE(ended.diedOf(SIGKILL)) << ended.status;
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(2000));
 }
 
 TEST(AssertionReport, PutsTheStackOnStandardError)

@@ -37,6 +37,25 @@ Clock::duration stopOfASleeper()
     return Clock::now() - begin;
 }
 
+/// @return how long a sleep of a minute takes with this clock, which is of no use; it must not become a wait
+Clock::duration sleepWithoutAClock(interpose::Takeover<int(timeval*, void*)>::Behaviour const& clock)
+{
+    interpose::Takeover const telling(interpose::gettimeofday, clock, interpose::Threads::All);
+    Clock::duration taken{};
+    probe::Listener listener;
+    Thread thread([&](Thread& self) {
+        Clock::time_point const begin = Clock::now();
+        self.threadSleepMs(aMinute);
+        taken = Clock::now() - begin;
+    });
+    unsigned const before = interpose::pthread_cond_timedwait.calls();
+    thread.start(&listener);
+    listener.waitForCompletion();
+    thread.stop();
+    EXPECT_EQ(before, interpose::pthread_cond_timedwait.calls());
+    return taken;
+}
+
 int niceOfThisThread()
 {
     return getpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)));
@@ -197,4 +216,21 @@ TEST(Name, HasNoEffectWhenItIsLongerThanTheSystemTakes)
 TEST(Name, IsThatOfItsStarterWhenThereIsNone)
 {
     EXPECT_EQ(nameOfThisThread(), nameOf(""));
+}
+
+TEST(ThreadSleepWithoutAClock, IsAShortOneWhenTheClockFails)
+{
+    Clock::duration const taken = sleepWithoutAClock([](timeval*, void*) { return -1; });
+    EXPECT_GE(taken, std::chrono::milliseconds(20));
+    EXPECT_LT(taken, std::chrono::seconds(5));
+}
+
+TEST(ThreadSleepWithoutAClock, IsAShortOneWhenTheClockIsBefore1970)
+{
+    Clock::duration const taken = sleepWithoutAClock([](timeval* now, void*) {
+        *now = {-2147483648L, 7};
+        return 0;
+    });
+    EXPECT_GE(taken, std::chrono::milliseconds(20));
+    EXPECT_LT(taken, std::chrono::seconds(5));
 }

@@ -8,7 +8,8 @@ export LC_ALL=C
 check=$1
 case $check in
 exported)
-    diff -u --label "$4" --label "exported by $3" "$4" <("$2" -D --defined-only --format=posix "$3" | awk '{print $1}' | sort)
+    diff -u --label "$4" --label "exported by $3" "$4" \
+        <("$2" -D --defined-only --format=posix "$3" | awk '{print $1}' | sort)
     ;;
 imported)
     diff -u --label "$4" --label "left to the host by $3" "$4" \

@@ -16,11 +16,12 @@ grep -q "LICENSE;md5=$(md5sum <LICENSE | cut -d' ' -f1)" packaging/yocto/*.bb ||
 # shellcheck disable=SC2016 # the variables are make's
 printf 'qstrip = $(strip $(subst ",,$(1)))\ncmake-package = $(info $(ZELOCOBALT_CONF_OPTS))\n%s\nall:\n' \
     'include packaging/buildroot/zelocobalt/zelocobalt.mk' | make -s -f - all >/dev/null || status=1
-if awk '/^(if|menu)/ {n++} /^(endif|endmenu)/ {n--} END {exit n != 0}' packaging/buildroot/zelocobalt/Config.in; then :; else
-    echo "Config.in: if and endif do not match"
-    status=1
-fi
+awk '/^(if|menu)/ {n++} /^(endif|endmenu)/ {n--} END {exit n != 0}' packaging/buildroot/zelocobalt/Config.in ||
+    { echo "Config.in: if and endif do not match"; status=1; }
 # Every line of a BitBake recipe is a comment, an assignment, an inherit, or the continuation of one.
-awk '!continued && !/^$/ && !/^#/ && !/^inherit / && !/^[A-Za-z0-9_:${}]+ *(=|\?=|\+=|:=) *"/ { print FILENAME ": " $0; bad = 1 }
+awk '!continued && !/^$/ && !/^#/ && !/^inherit / && !/^[A-Za-z0-9_:${}]+ *(=|\?=|\+=|:=) *"/ {
+         print FILENAME ": " $0
+         bad = 1
+     }
      { continued = /\\$/ } END { exit bad }' packaging/yocto/*.bb || status=1
 exit $status

@@ -1,6 +1,8 @@
 # shellcheck shell=bash
-# GCC has nothing to say about library, zelobox and tests.
+# GCC has nothing to say about library, zelobox, tests and benchmarks.
 set -euo pipefail
 
-configure default -DZELO_WERROR=ON
+configure default
 cmake --build "$ZELO_BUILD/default" -- -k 0
+configure bench
+cmake --build "$ZELO_BUILD/bench" --target benches -- -k 0

@@ -9,6 +9,6 @@ includes=(-I. -isystem inc/zelostb -isystem /usr/src/googletest/googletest/inclu
   /usr/src/googletest/googlemock/include)
 
 # The public header has tests of its own, of which one must fail.
-find cobalt src inc zelobox testkit tests -name '*.h' -not -path 'tests/headers/*' -print0 |
+find cobalt src inc zelobox testkit tests fuzz bench -name '*.h' -not -path 'tests/headers/*' -print0 |
   xargs -0 --max-procs="$(nproc)" -I HEADER clang++ -std=c++17 -x c++ -fsyntax-only -Wno-deprecated-declarations \
     -Werror "${includes[@]}" -include HEADER /dev/null

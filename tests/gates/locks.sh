@@ -3,8 +3,10 @@
 set -euo pipefail
 
 configure clang
-# The flags as they are in the cache: a preset that loses one must be seen here.
-read -ra flags < <(sed -n 's/^CMAKE_CXX_FLAGS:STRING=//p' "$ZELO_BUILD/clang/CMakeCache.txt")
+# The flags that the library is compiled with: a build that loses one must be seen here.
+mapfile -t flags < <(sed -n '/"file": .*IPCMessengerClient.cpp/q; s/^  "command": //p' \
+  "$ZELO_BUILD/clang/compile_commands.json" | tail -n 1 | grep --only-matching --extended-regexp -- ' -W[a-z-]+' |
+  sed 's/^ //')
 
 # compile FILE: prints what the compiler says
 compile() {

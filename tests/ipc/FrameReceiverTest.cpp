@@ -267,6 +267,7 @@ INSTANTIATE_TEST_SUITE_P(Lengths, UnbearableLength, testing::Values(0x80000000U,
 TEST_F(LongFrame, ThatOnlySaysSoCostsNoMemory)
 {
     long const before = residentKiB();
+    long const addressSpaceBefore = addressSpaceKiB();
     middleware.sendBytes(headerOf(0x7FFFFFFF));
     ASSERT_TRUE(standin::waitForLog("New message received: 24 length 2147483647"));
     size_t const arrived = 1024 * 1024;
@@ -275,6 +276,7 @@ TEST_F(LongFrame, ThatOnlySaysSoCostsNoMemory)
     EXPECT_TRUE(middleware.isSilentFor(Milliseconds(300)));
     long const after = residentKiB();
     EXPECT_LT(after - before, static_cast<long>(8 * arrived / 1024)) << "memory before " << before;
+    EXPECT_LT(addressSpaceKiB() - addressSpaceBefore, static_cast<long>(8 * arrived / 1024));
     middleware.close();
     expectReconnect();
     EXPECT_THAT(logged(), ElementsAre(line::peerClosed, line::connected, line::retrierOk));
@@ -288,4 +290,21 @@ TEST_F(LongFrame, ThatFindsNoMemoryEndsTheConnection)
     expectReconnect();
     EXPECT_THAT(logged(), ElementsAre(line::readError, line::connected, line::retrierOk));
     EXPECT_EQ(1U, standin::logLines("New message received: 24 length 77777").size());
+}
+
+TEST_F(LongFrame, OfAMegabyteHasOneBuffer)
+{
+    uint32_t const length = 1024 * 1024;
+    allocations::FailingSize const failing(length);
+    middleware.sendBytes(headerOf(length));
+    expectReconnect();
+}
+
+TEST_F(LongFrame, BeyondAMegabyteGrowsAsItsBytesArrive)
+{
+    uint32_t const length = 1024 * 1024 + 1;
+    allocations::FailingSize const failing(length);
+    middleware.sendBytes(headerOf(length));
+    middleware.sendBytes(Bytes(length - 1, 'x'));
+    expectReconnect();
 }

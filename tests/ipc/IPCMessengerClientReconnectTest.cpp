@@ -203,47 +203,116 @@ TEST(Reconnecting, ReconnectsAtOnceAfterADrop)
     EXPECT_THAT(link.handler.events(), ElementsAre("connected", "disconnected", "connected"));
 }
 
-TEST(Reconnecting, WaitsASliceFromTheSecondConnectionThatBringsNothing)
-{
-    std::atomic<unsigned> slices{0};
-    Takeover polling(interpose::usleep, [&](useconds_t microseconds) {
-        EXPECT_EQ(200000U, microseconds);
-        ++slices;
-        return 0;
-    });
-    // No connection lasts unless it is to, however slow the machine.
-    std::atomic<bool> lasting{false};
-    std::atomic<unsigned> timeouts{0};
-    Takeover receiving(interpose::recv, [&](int fd, void* buffer, size_t size, int flags) {
-        ssize_t count = interpose::recv.real(fd, buffer, size, flags);
-        for (int i = 0; i < 50 && count < 0 && errno == EAGAIN && !lasting; ++i) {
-            count = interpose::recv.real(fd, buffer, size, flags);
+namespace {
+
+/// A middleware that accepts and drops, and a client that does not really pause. A connection lasts as long as the test
+/// moves the clock.
+class Dropping : public testing::Test {
+protected:
+    Dropping()
+    {
+        standin::setVirtualTime(3600000000);
+        middleware = link->startAndAccept(listener);
+    }
+
+    /// Drops the connection. @return how many pauses there were before the next one
+    unsigned pausesUntilTheNext()
+    {
+        unsigned const before = pauses;
+        middleware.close();
+        middleware = listener.accept();
+        return pauses - before;
+    }
+
+    void expectPauses(int connections, unsigned each)
+    {
+        for (int i = 1; i <= connections; ++i) {
+            EXPECT_EQ(each, pausesUntilTheNext()) << i;
         }
-        timeouts += count < 0 && errno == EAGAIN ? 1 : 0;
-        return count;
+    }
+
+    int pause(timespec const* duration, timespec* left)
+    {
+        EXPECT_EQ(0, duration->tv_sec);
+        EXPECT_EQ(interrupted ? 70000000 : 200000000, duration->tv_nsec);
+        bool const isFirst = !interrupted.exchange(interrupts && !interrupted);
+        pauses += isFirst ? 1 : 0;
+        if (interrupts && isFirst) {
+            *left = {0, 70000000};
+            errno = EINTR;
+            return -1;
+        }
+        return 0;
+    }
+
+    std::atomic<unsigned> pauses{0};
+    std::atomic<bool> interrupts{false};
+    std::atomic<bool> interrupted{false};
+    Takeover<int(timespec const*, timespec*)> pausing{
+        interpose::nanosleep, [this](timespec const* duration, timespec* left) { return pause(duration, left); }};
+    zelobox::Listener listener;
+    zelobox::Connection middleware{zelobox::Descriptor()};
+    std::optional<Link> link{std::in_place};
+};
+
+} // namespace
+
+TEST_F(Dropping, AfterSixteenFruitlessConnectionsEachFurtherAttemptWaitsASlice)
+{
+    expectPauses(15, 0);
+    expectPauses(3, 1);
+}
+
+TEST_F(Dropping, IsForgottenAfterAFrame)
+{
+    expectPauses(15, 0);
+    expectPauses(1, 1);
+    middleware.send(numberFrame(IPC_VOLUME, 1));
+    EXPECT_TRUE(link->handler.waitFor("message 39"));
+    expectPauses(16, 0); // the one that brought a frame, and fifteen that brought nothing
+    expectPauses(1, 1);
+}
+
+TEST_F(Dropping, IsForgottenAfterAConnectionThatHasLasted)
+{
+    expectPauses(15, 0);
+    standin::advanceVirtualTime(199999);
+    expectPauses(1, 1);
+    standin::advanceVirtualTime(200000);
+    expectPauses(16, 0);
+    expectPauses(1, 1);
+}
+
+TEST_F(Dropping, WaitsForTheRestOfASliceThatASignalHasInterrupted)
+{
+    expectPauses(15, 0);
+    interrupts = true;
+    expectPauses(2, 1);
+    EXPECT_EQ(4U, pausing.count());
+}
+
+TEST(DroppingUnderSignals, CountsAConnectionWhoseReadsAreInterrupted)
+{
+    Takeover receiving(interpose::recv, [interrupts = false](int fd, void* buffer, size_t size, int flags) mutable {
+        interrupts = !interrupts;
+        errno = EINTR;
+        return interrupts ? -1 : interpose::recv.real(fd, buffer, size, flags);
+    });
+    std::atomic<unsigned> pauses{0};
+    Takeover pausing(interpose::nanosleep, [&](timespec const*, timespec*) {
+        ++pauses;
+        return 0;
     });
     standin::setVirtualTime(3600000000);
     zelobox::Listener listener;
     Link link;
-    zelobox::Connection middleware = link.startAndAccept(listener);
-    enum { Nothing, AFrame, Time };
-    std::vector<unsigned> slicesBefore;
-    for (int const brings : {Nothing, Nothing, Nothing, AFrame, Nothing, Nothing, Time, Nothing, Nothing}) {
-        lasting = brings == Time;
-        if (brings == AFrame) {
-            middleware.send(numberFrame(IPC_VOLUME, 1));
-            EXPECT_TRUE(link.handler.waitFor("message 39"));
-        } else if (brings == Time) {
-            unsigned const before = timeouts;
-            EXPECT_TRUE(eventually([&] { return timeouts > before; }));
-            lasting = false;
-        }
-        middleware.close();
-        middleware = listener.accept();
-        slicesBefore.push_back(slices);
+    link.startAndAccept(listener).close();
+    for (int i = 2; i <= 16; ++i) {
+        listener.accept().close();
     }
-    EXPECT_THAT(slicesBefore, ElementsAre(0, 1, 2, 2, 2, 3, 3, 3, 4));
-    lasting = true;
+    zelobox::Connection const last = listener.accept();
+    EXPECT_EQ(1U, pauses);
+    EXPECT_TRUE(link.handler.waitFor("connected", 17));
 }
 
 TEST(Reconnecting, BeginsAnewAfterASuccess)

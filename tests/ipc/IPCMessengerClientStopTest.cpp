@@ -1,7 +1,10 @@
 // A stop ends in time whatever the client is waiting for, and is nobody's news.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <string.h>
+
+#include <algorithm>
 
 #include "testkit/Stopping.h"
 
@@ -167,7 +170,7 @@ TEST_F(Stopping, LetsNoHandlerRunAfterwards)
 {
     connect();
     link->stop();
-    middleware.send(numberFrame(IPC_VOLUME, 1));
+    EXPECT_THROW(middleware.send(numberFrame(IPC_VOLUME, 1)), zelobox::PeerClosed);
     EXPECT_THAT(link->handler.events(), ElementsAre("connected"));
     link.reset();
     EXPECT_THAT(standin::logLines("New message received"), IsEmpty());
@@ -195,4 +198,24 @@ TEST_F(Stopping, WaitsForAHandlerThatIsJustRunning)
     mayEnd.give();
     stopping.join();
     EXPECT_THAT(link->handler.events(), ElementsAre("connected", "message 39"));
+}
+
+TEST_F(Stopping, AtRestIsPrompt)
+{
+    connect();
+    expectTimelyEnd(link, std::min(Milliseconds(50), timely::stopLimit));
+}
+
+TEST_F(Stopping, EndsAConnectionOfWhichAForkedChildHoldsACopy)
+{
+    std::atomic<int> used{-1};
+    Takeover receiving(interpose::recv, [&](int fd, void* buffer, size_t size, int flags) {
+        used = fd;
+        return interpose::recv.real(fd, buffer, size, flags);
+    });
+    connect();
+    ASSERT_TRUE(eventually([&] { return used >= 0; }));
+    zelobox::Descriptor const copy(fcntl(used, F_DUPFD_CLOEXEC, 0));
+    link.reset();
+    EXPECT_TRUE(middleware.waitForClose(Milliseconds(1000)));
 }

@@ -66,6 +66,16 @@ TEST_F(StoppingInWrite, EndsInTimeWhenThePeerDoesNotRead)
     EXPECT_THAT(logged(), ElementsAre(line::closing));
 }
 
+TEST_F(StoppingInWrite, WaitsAFifthOfASecondForAPeerThatDoesNotRead)
+{
+    pushLarge();
+    ASSERT_TRUE(eventually([this] { return timeouts >= 1; }));
+    Milliseconds taken(0);
+    timely::expectTimely([&] { taken = timeOf([this] { link->stop(); }); },
+                         std::max(Milliseconds(300), timely::stopLimit - Milliseconds(200)));
+    EXPECT_LE(200, taken.count() + 1);
+}
+
 TEST_F(StoppingInWrite, EndsInTimeWhenThePeerReadsSlowly)
 {
     pushLarge();
@@ -128,6 +138,53 @@ TEST(StoppingAfterAHeader, WritesNoPayload)
     EXPECT_EQ(1U, writing.count());
     EXPECT_EQ(0, CountedMessage::living);
     EXPECT_THAT(standin::logLines("Out connection error"), testing::IsEmpty());
+}
+
+namespace {
+
+/// A sender whose first message is not written before a stop waits for it.
+class StoppingWithAQueue : public testing::Test {
+protected:
+    ssize_t write(int fd, void const* buffer, size_t size)
+    {
+        begun.give();
+        stopping.wait();
+        bool const refuses = refusals.fetch_sub(1) > 0;
+        errno = EAGAIN;
+        return refuses ? -1 : interpose::write.real(fd, buffer, size);
+    }
+
+    probe::Signal begun;
+    probe::Signal stopping;
+    std::atomic<int> refusals{2};
+    Takeover<ssize_t(int, void const*, size_t)> writeCall{
+        interpose::write, [this](int fd, void const* buffer, size_t size) { return write(fd, buffer, size); }};
+    Takeover<int(pthread_t, void**)> joinCall{interpose::pthread_join,
+                                              [this](pthread_t thread, void** result) {
+                                                  stopping.give();
+                                                  return interpose::pthread_join.real(thread, result);
+                                              },
+                                              interpose::Threads::All};
+    zelobox::Listener listener;
+    std::optional<Link> link{std::in_place};
+};
+
+} // namespace
+
+TEST_F(StoppingWithAQueue, WritesWhatWasQueuedBefore)
+{
+    zelobox::Connection middleware = link->startAndAccept(listener);
+    link->push(new CountedMessage(IPC_CLIENT_STATE, 0));
+    begun.wait();
+    uint32_t const messages = 100;
+    for (uint32_t i = 1; i < messages; ++i) {
+        link->push(new CountedMessage(IPC_CLIENT_STATE, i));
+    }
+    expectTimelyEnd(link);
+    for (uint32_t i = 0; i < messages; ++i) {
+        EXPECT_EQ(numberFrame(IPC_CLIENT_STATE, i), middleware.receive());
+    }
+    EXPECT_THAT(logged(), ElementsAre(line::closing));
 }
 
 TEST_F(StoppingInWrite, DestroysWhatIsQueuedUnsent)

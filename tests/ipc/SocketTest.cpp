@@ -318,3 +318,25 @@ TEST(DescriptorZero, FailsTheAttemptWhenItCannotBeMoved)
     zelobox::Connection const middleware = listener.accept();
     EXPECT_TRUE(link.handler.waitFor("connected"));
 }
+
+class StandardStream : public testing::TestWithParam<int> {};
+
+TEST_P(StandardStream, OfTheHostIsNeverTheSocket)
+{
+    std::atomic<int> used{-1};
+    Takeover connecting(interpose::connect, [&](int fd, sockaddr const* address, socklen_t length) {
+        used = fd;
+        return interpose::connect.real(fd, address, length);
+    });
+    zelobox::Listener listener;
+    Without const without(GetParam());
+    SocketsAfterTheStart sockets;
+    Link link;
+    sockets.start(link);
+    zelobox::Connection const middleware = listener.accept();
+    EXPECT_TRUE(link.handler.waitFor("connected"));
+    EXPECT_LT(STDERR_FILENO, used);
+}
+
+INSTANTIATE_TEST_SUITE_P(Closed, StandardStream, testing::Values(STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO),
+                         testing::PrintToStringParamName());

@@ -170,11 +170,10 @@ TEST(Start, ASecondOneHasItsManagerUpBeforeTheFirstManagerGoes)
     ASSERT_TRUE(inCallback.waitUntilEntered());
     std::thread second([] { ZeloStartApp({}); });
     middleware.acceptClient();
-    EXPECT_TRUE(first.isSilentFor(zelobox::Milliseconds(0)));
     EXPECT_TRUE(standin::logLines("Closing connection").empty());
     inCallback.release();
     EXPECT_TRUE(first.waitForClose());
-    EXPECT_EQ(1U, standin::logLines("Closing connection").size());
+    EXPECT_TRUE(standin::waitForLog("Closing connection"));
     middleware.configure();
     second.join();
     EXPECT_EQ(1U, threadNames().count("ipc_cln"));

@@ -110,7 +110,7 @@ class Worker:
     def prepare(self):
         self.copy()
         for words in (("cmake", "-S", str(self.tree), "-B", str(self.build), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-                       "-DCMAKE_CXX_FLAGS=-O0 -g0", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", "-DZELO_TEST_ZELOBOX=OFF"),
+                       "-DCMAKE_CXX_FLAGS=-O0 -g0", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", "-DZELO_BUILD_ZELOBOX=OFF"),
                       ("cmake", "--build", str(self.build))):
             good, output = self.command(*words)
             if not good:

@@ -2,11 +2,10 @@
 # about: the box's builds: all tests under an emulator, soft float, both string ABIs, another box's headers, both worlds
 
 packages() {
-  needs_build
+  needs_tests
   needs g++-arm-linux-gnueabihf "the compiler for the box"
   needs g++-arm-linux-gnueabi "the compiler for a box without floating-point hardware"
   needs qemu-user "runs the box's programs"
-  needs abigail-tools "compares the binary interface with the recorded one"
 }
 
 # variant NAME "TARGET..." PRESET CMAKE-ARGUMENT...: a preset with other settings in build/NAME
@@ -45,7 +44,7 @@ static_proxy() {
   rm -rf "$directory"
   mkdir -p "$directory"
   "$host" demo >"$directory/timeline.txt" \
-    --host-command "$ZELO_ROOT/tests/zelobox/through_proxy.sh $directory/demo.jsonl 'qemu-arm $proxy proxy' $host"
+    --host-command "$ZELO_ROOT/tests/zelobox/commands/through_proxy.sh $directory/demo.jsonl 'qemu-arm $proxy proxy' $host"
   "$host" decode "$directory/demo.jsonl" >"$directory/decoded.txt"
   diff <(sent "$directory/timeline.txt") <(sent "$directory/decoded.txt")
   echo "The box's static proxy has passed and recorded $(sent "$directory/decoded.txt" | wc -l) frames."

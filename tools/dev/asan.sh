@@ -1,7 +1,7 @@
 # shellcheck shell=bash
 # about: runs the test suite under the address and undefined-behaviour sanitizers
 
-packages() { needs_build; }
+packages() { needs_tests; }
 
 run() {
   # shellcheck source=tools/dev/lib/sanitize.sh

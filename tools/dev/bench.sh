@@ -9,12 +9,7 @@ packages() {
   report) needs python3-matplotlib "draws the plots" ;;
   *)
     needs python3-matplotlib "draws the plots"
-    needs libbenchmark-dev "measures the parts of the library"
-    needs pkg-config "finds what the library is compared with"
-    needs libsystemd-dev "to compare with sd-bus"
-    needs libdbus-1-dev "to compare with libdbus"
-    needs libzmq3-dev "to compare with ZeroMQ"
-    needs libnng-dev "to compare with nng"
+    needs_benches
     ;;
   esac
 }

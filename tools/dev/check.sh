@@ -2,8 +2,9 @@
 # about: runs the gates in tests/gates, or those that are named
 
 packages() {
-  needs_build
-  needs clang "the second compiler, which checks the locks"
+  needs_tests
+  needs_benches
+  needs libclang-rt-14-dev "the fuzz targets are linked with it"
   needs clang-format-14 "the one version whose form the sources have"
   needs clang-tidy-14 "the linter"
   needs shellcheck "the scripts' linter"
@@ -12,7 +13,8 @@ packages() {
 run() {
   local gate started status=0
   mkdir -p "$ZELO_BUILD/gates"
-  if [ $# = 0 ]; then mapfile -t gates < <(cd "$ZELO_ROOT/tests/gates" && basename --suffix=.sh -- *.sh); else gates=("$@"); fi
+  local -a gates=("$@")
+  if [ $# = 0 ]; then mapfile -t gates < <(cd "$ZELO_ROOT/tests/gates" && basename --suffix=.sh -- *.sh); fi
   for gate in "${gates[@]}"; do
     started=$SECONDS
     if run_gate "$gate" >"$ZELO_BUILD/gates/$gate.log" 2>&1; then

@@ -2,7 +2,7 @@
 # about: runs the test suite with coverage: a table, and pages in build/coverage/html
 
 packages() {
-  needs_build
+  needs_tests
   needs gcovr "reads and draws the coverage"
 }
 

@@ -2,7 +2,7 @@
 # about: breaks the library in one line after the other; the suite must notice each: [first] [last]
 
 packages() {
-  needs_build
+  needs_tests
   needs python3 "applies the mutations"
 }
 

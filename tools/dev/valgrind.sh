@@ -2,7 +2,7 @@
 # about: runs the test suite under memcheck or helgrind: [tool] [ctest argument...]
 
 packages() {
-  needs_build
+  needs_tests
   needs valgrind "memcheck and helgrind"
 }
 

@@ -1,7 +1,7 @@
 /// @file
 /// What a middleware must do, case by case.
-#ifndef ZELO_SIMULATOR_CHECK_CASE_H
-#define ZELO_SIMULATOR_CHECK_CASE_H
+#ifndef ZELO_ZELOBOX_CASE_H
+#define ZELO_ZELOBOX_CASE_H
 
 #include <functional>
 #include <stdexcept>
@@ -18,10 +18,12 @@ struct CheckSetting {
     Milliseconds timeout{5000};             ///< for what must come
     Milliseconds patience{5000};            ///< for what a person has to bring about
     std::vector<std::string> hostArguments; ///< start the sample host
+    bool strict = false;                    ///< what is implausible is an error
+    RunLog* log = nullptr;                  ///< of the run; not owned
     /// Tells a person what to do.
     std::function<void(std::string const& text)> ask;
 
-    CheckClient connect() const { return CheckClient(socketPath, timeout); }
+    CheckClient connect() const { return CheckClient(socketPath, timeout, *log); }
     /// @return a client that has subscribed to @p types and been sent the configuration
     CheckClient meet(std::set<IPCMessageType> const& types) const;
 };
@@ -30,6 +32,13 @@ struct CheckSetting {
 class Unexpected : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
+};
+/// Thrown by a case: frames are not as they have to be.
+class WrongFrames : public Unexpected {
+public:
+    explicit WrongFrames(Findings all);
+
+    Findings const findings;
 };
 /// Thrown by a case that cannot be judged.
 class NotJudged : public std::runtime_error {
@@ -42,9 +51,16 @@ struct CheckCase {
     char const* expected;
     /// The cases without which this one says nothing.
     std::vector<std::string> needs;
+    /// What it judges, see docs/protocol.md.
+    std::vector<Rule> rules;
     /// @throw Unexpected, NotJudged, PeerError
     void (*judge)(CheckSetting const& setting);
 };
+
+/// The cases about the frames of the whole run, which come last and are always run.
+constexpr char framesCase[] = "frames";
+constexpr char plausibleCase[] = "plausible"; ///< what it finds are warnings, unless the setting is strict
+bool isAboutTheRun(CheckCase const& candidate);
 
 /// In the order in which they are to be run: a case comes after those it needs.
 std::vector<CheckCase> const& checkCases();

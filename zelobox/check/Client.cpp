@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "src/ipc/IPCFrame.h"
+#include "zelobox/check/HeaderText.h"
 #include "zelobox/protocol/MessageTable.h"
 
 namespace zelobox {
@@ -16,6 +18,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 Milliseconds const longestTake(20);
+size_t const longestList = 200;
 
 Descriptor dial(std::string const& path)
 {
@@ -39,15 +42,30 @@ std::set<IPCMessageType> typesToHost()
     return types;
 }
 
-CheckClient::CheckClient(std::string const& socketPath, Milliseconds timeout)
-    : connection(dial(socketPath)), limit(timeout)
+CheckClient::CheckClient(std::string const& socketPath, Milliseconds timeout, RunLog& runLog)
+    : connection(dial(socketPath)), limit(timeout), log(&runLog), number(runLog.connect()),
+      sent(std::make_unique<StreamDecoder>())
 {
+}
+
+CheckClient::~CheckClient()
+{
+    if (sent) {
+        noteEnd();
+    }
+}
+
+void CheckClient::sendBytes(std::vector<char> const& bytes)
+{
+    noteSent(bytes);
+    connection.sendBytes(bytes, limit);
 }
 
 void CheckClient::sendSingly(std::vector<char> const& bytes)
 {
+    noteSent(bytes);
     for (char const byte : bytes) {
-        sendBytes({byte});
+        connection.sendBytes({byte}, limit);
         waitUntilTaken(longestTake);
     }
 }
@@ -63,6 +81,7 @@ void CheckClient::waitUntilTaken(Milliseconds longest) const
 
 void CheckClient::subscribe(std::set<IPCMessageType> const& types)
 {
+    subscribed.insert(types.begin(), types.end());
     send(frameOf(IPCMessageAllowedMessageList(types)));
 }
 
@@ -75,13 +94,19 @@ Frame CheckClient::configuration()
 Frame CheckClient::awaitConfiguration()
 {
     auto const end = Clock::now() + limit;
+    std::string others;
     for (;;) {
         std::optional<Frame> frame = next(std::chrono::ceil<Milliseconds>(end - Clock::now()));
         if (!frame) {
-            throw PeerTimeout("no IPC_BROWSER_CONFIG within " + std::to_string(limit.count()) + " ms");
+            std::string const rest = unfinished();
+            throw PeerTimeout("no IPC_BROWSER_CONFIG within " + std::to_string(limit.count()) + " ms" +
+                              (others.empty() ? "" : "; instead came: " + others) + (rest.empty() ? "" : "; " + rest));
         }
         if (frame->type == IPC_BROWSER_CONFIG) {
             return *frame;
+        }
+        if (others.size() < longestList) {
+            others += (others.empty() ? "" : ", ") + typeText(frame->type);
         }
     }
 }
@@ -91,9 +116,14 @@ std::optional<Frame> CheckClient::next(Milliseconds duration)
     auto const end = Clock::now() + duration;
     try {
         for (;;) {
+            if (reader.pending() != 0 && reader.unread().front() != static_cast<char>(IPCFrameHeader::Sync)) {
+                receiveMore();
+                throw PeerError(wrongSyncText(reader.unread(), received));
+            }
             std::optional<Frame> frame = reader.next();
             if (frame) {
-                frames.push_back(*frame);
+                received += IPCFrameHeader::Size + frame->payload.size();
+                noteReceived(*frame);
                 return frame;
             }
             char const byte = connection.receiveBytes(1, std::chrono::ceil<Milliseconds>(end - Clock::now()))[0];
@@ -102,6 +132,60 @@ std::optional<Frame> CheckClient::next(Milliseconds duration)
     } catch (PeerTimeout const&) {
         return std::nullopt;
     }
+}
+
+std::string CheckClient::unfinished() const
+{
+    return reader.pending() != 0 ? unfinishedText(reader.unread()) : "";
+}
+
+/// What follows a wrong byte says where it comes from.
+void CheckClient::receiveMore()
+{
+    try {
+        while (reader.pending() < IPCFrameHeader::Size) {
+            char const byte = connection.receiveBytes(1, longestTake)[0];
+            reader.append(&byte, 1);
+        }
+    } catch (PeerError const&) {
+        // Then these are all.
+    }
+}
+
+void CheckClient::noteSent(std::vector<char> const& bytes)
+{
+    sent->append(bytes.data(), bytes.size());
+    while (std::optional<TraceRecord> record = sent->next()) {
+        record->direction = Direction::ToMiddleware;
+        log->take(number, *record);
+    }
+}
+
+void CheckClient::noteReceived(Frame const& frame)
+{
+    TraceRecord record;
+    record.frame = frame;
+    log->take(number, record);
+    if (frame.type != IPC_BROWSER_CONFIG && subscribed.count(frame.type) == 0) {
+        log->takeUnsubscribed(frame.type);
+    }
+}
+
+void CheckClient::noteEnd()
+{
+    TraceRecord record;
+    record.event = TraceRecord::Event::Raw;
+    if (reader.pending() != 0) {
+        record.bytes = reader.unread();
+        log->take(number, record);
+    }
+    while (std::optional<TraceRecord> rest = sent->next(true)) {
+        rest->direction = Direction::ToMiddleware;
+        log->take(number, *rest);
+    }
+    record.event = TraceRecord::Event::Disconnected;
+    record.reason = "closed by the client";
+    log->take(number, record);
 }
 
 } // namespace zelobox

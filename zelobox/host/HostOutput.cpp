@@ -1,8 +1,9 @@
 #include "zelobox/host/HostOutput.h"
 
 #include <sys/eventfd.h>
+#include <unistd.h>
 
-#include <iostream>
+#include <cerrno>
 
 #include "zelobox/host/LineEditor.h"
 
@@ -10,6 +11,23 @@ namespace zelobox {
 
 char const promptText[] = "zelobox> ";
 char const promptEraser[] = "\r\033[K";
+
+namespace {
+
+/// What nobody takes any more is lost.
+void writeAll(int target, std::string const& text)
+{
+    size_t done = 0;
+    while (done < text.size()) {
+        ssize_t const count = ::write(target, text.data() + done, text.size() - done);
+        if (count < 0 && errno != EINTR) {
+            return;
+        }
+        done += count > 0 ? static_cast<size_t>(count) : 0;
+    }
+}
+
+} // namespace
 
 void HostOutput::callback(std::string const& name, Json const& fields)
 {
@@ -36,8 +54,10 @@ void HostOutput::write(char const* subject, std::string const& name, Json const&
     } else {
         line = std::string(subject) + " " + name + (fields.empty() ? "" : ": ") + fieldsText(fields);
     }
+    // In one piece: the prompt's thread draws between two writes, whatever lock is held here.
+    std::string const text = (redraw >= 0 ? promptEraser : "") + line + "\n";
     std::lock_guard<std::mutex> const lock(mutex);
-    std::cout << (redraw >= 0 ? promptEraser : "") << line << std::endl;
+    writeAll(target, text);
     if (redraw >= 0) {
         eventfd_write(redraw, 1);
     }

@@ -1,7 +1,9 @@
 /// @file
-/// What the sample host reports.
+/// The sample host's reports.
 #ifndef ZELO_ZELOBOX_HOSTOUTPUT_H
 #define ZELO_ZELOBOX_HOSTOUTPUT_H
+
+#include <unistd.h>
 
 #include <mutex>
 #include <string>
@@ -10,10 +12,11 @@
 
 namespace zelobox {
 
-/// Writes reports to stdout, one line each, as JSON or for people. Any thread.
+/// Writes reports, each as one line in one write, as JSON or for people. Any thread.
 class HostOutput {
 public:
-    explicit HostOutput(bool asJson) : json(asJson) {}
+    /// @param descriptor  not owned
+    explicit HostOutput(bool asJson, int descriptor = STDOUT_FILENO) : json(asJson), target(descriptor) {}
 
     /// There is a line being typed on the same terminal: it is taken away, and drawn again by @p redrawDescriptor.
     void setRedraw(int redrawDescriptor) { redraw = redrawDescriptor; }
@@ -29,6 +32,7 @@ private:
     void write(char const* subject, std::string const& name, Json const& fields);
 
     bool const json;
+    int const target;
     int redraw = -1;
     std::mutex mutex;
 };

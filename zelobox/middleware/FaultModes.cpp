@@ -12,6 +12,7 @@ namespace {
 
 unsigned const tiredAfter = 60;
 uint8_t const unknownKind = 200;
+size_t const displayOffset = 7; // in the configuration
 
 std::vector<char> headerAnd(IPCFrameHeader const& header, std::vector<char> const& payload)
 {
@@ -51,6 +52,8 @@ std::vector<FaultModeInfo> const& faultModeTable()
         {M::CutConfig, "cut-config", lasts, "sends the first half of the configuration as if it were all"},
         {M::WrongKind, "wrong-kind", lasts, "sends the configuration with the payload kind 200"},
         {M::NoDisplay, "no-display", lasts, "sends a display size of 0 by 0"},
+        {M::CutSecondConfig, "cut-second-config", lasts, "cuts all but a connection's first configuration short"},
+        {M::SwapSizes, "swap-sizes", lasts, "sends the display size in little-endian"},
         {M::IgnoreAllowedList, "ignore-allowed-list", lasts, "sends what nobody has subscribed to"},
         {M::RefuseRepeatedList, "refuse-repeated-list", lasts, "drops a client that subscribes twice"},
         {M::RefuseUnknown, "refuse-unknown", lasts, "drops a client that sends a type it does not know"},
@@ -122,7 +125,7 @@ std::vector<char> wrongBytesOf(FaultMode what)
     }
 }
 
-void spoilConfig(FaultModes const& all, Frame& message)
+void spoilConfig(FaultModes const& all, bool isFirst, Frame& message)
 {
     if (all.count(FaultMode::NoDisplay) != 0) {
         IPCBrowserConfig config;
@@ -131,7 +134,12 @@ void spoilConfig(FaultModes const& all, Frame& message)
         config.displayHeight = 0;
         message.payload = payloadOf(config);
     }
-    if (all.count(FaultMode::CutConfig) != 0) {
+    if (all.count(FaultMode::SwapSizes) != 0) {
+        std::swap(message.payload[displayOffset], message.payload[displayOffset + 1]);
+        std::swap(message.payload[displayOffset + 2], message.payload[displayOffset + 3]);
+    }
+    bool const isCut = !isFirst && all.count(FaultMode::CutSecondConfig) != 0;
+    if (isCut || all.count(FaultMode::CutConfig) != 0) {
         message.payload.resize(message.payload.size() / 2);
     }
     if (all.count(FaultMode::WrongKind) != 0) {

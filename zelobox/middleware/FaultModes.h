@@ -30,6 +30,8 @@ enum class FaultMode {
     CutConfig,
     WrongKind,
     NoDisplay,
+    CutSecondConfig,
+    SwapSizes,
     IgnoreAllowedList,
     RefuseRepeatedList,
     RefuseUnknown,
@@ -66,7 +68,9 @@ Server::Faults serverFaultsOf(FaultModes const& all);
 std::vector<char> wrongBytesOf(FaultMode what);
 
 /// Makes of a configuration message what @p all make of it.
-void spoilConfig(FaultModes const& all, Frame& message);
+///
+/// @param isFirst  on its connection
+void spoilConfig(FaultModes const& all, bool isFirst, Frame& message);
 
 } // namespace zelobox
 

@@ -1,5 +1,7 @@
 #include "zelobox/middleware/Middleware.h"
 
+#include <algorithm>
+
 #include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/FrameJson.h"
@@ -69,6 +71,13 @@ size_t Middleware::sendToAll(Frame const& frame)
     std::vector<ClientId> const receivers = clients();
     sendTo(receivers, frame);
     return receivers.size();
+}
+
+size_t Middleware::waitingClients() const
+{
+    std::vector<ClientId> const all = clients();
+    auto const waits = [this](ClientId client) { return !server.hasTakenAll(client); };
+    return static_cast<size_t>(std::count_if(all.begin(), all.end(), waits));
 }
 
 void Middleware::sendRaw(std::vector<char> const& bytes)
@@ -160,9 +169,10 @@ void Middleware::answer(ClientId id)
     if (!answering || isEnough || is(FaultMode::Silent)) {
         return;
     }
+    bool const isFirst = !client.hasConfig;
     client.hasConfig = true;
     Frame message = {IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(current.config)};
-    spoilConfig(lasting, message);
+    spoilConfig(lasting, isFirst, message);
     tell(frameRecord(id, Direction::ToHost, message));
     server.send(id, bytesOf(message));
     for (FaultMode const mode : repeated) {

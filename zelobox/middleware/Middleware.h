@@ -73,6 +73,8 @@ public:
 
     MiddlewareState const& state() const { return current; }
     std::vector<ClientId> clients() const { return server.clients(); }
+    /// @return how many of them have not taken all that was sent to them
+    size_t waitingClients() const;
 
 private:
     void onConnected(ClientId client) override;

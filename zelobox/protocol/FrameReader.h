@@ -22,6 +22,8 @@ public:
 
     /// @return how many bytes wait for the rest of their frame
     size_t pending() const { return buffer.size(); }
+    /// @return these bytes
+    std::vector<char> const& unread() const { return buffer; }
 
     /// @return the length of the payload that the next header announces; 0 as long as the header is not all there
     uint32_t announced() const;

@@ -2,11 +2,13 @@
 
 #include <cctype>
 
+#include "zelobox/base/Printable.h"
+
 namespace zelobox {
 
 std::string lineOf(Json const& value)
 {
-    return value.dump(-1, ' ', false, Json::error_handler_t::replace);
+    return printable(value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 std::string fieldsText(Json const& object)

@@ -22,7 +22,7 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// @return one line; bytes that are no UTF-8 are replaced
+/// @return one line of JSON that does nothing to a terminal; bytes that are no UTF-8 are replaced
 std::string lineOf(Json const& value);
 
 /// @return "a=1 b="text"": the fields of an object for people

@@ -60,8 +60,8 @@ std::string describe(Step const& step)
 
 } // namespace
 
-Player::Player(EventLoop& eventLoop, Middleware& middleware, ScenarioHost& hostSide, Timeline& timeline)
-    : loop(eventLoop), middleware(middleware), host(hostSide), shown(timeline)
+Player::Player(EventLoop& eventLoop, Middleware& middlewareSide, ScenarioHost& hostSide, Timeline& timeline)
+    : loop(eventLoop), middleware(middlewareSide), host(hostSide), shown(timeline)
 {
     middleware.addObserver(*this);
 }

@@ -32,7 +32,7 @@ public:
 /// exactly as expected; nothing may be left over.
 class Player final : public Middleware::Observer {
 public:
-    Player(EventLoop& eventLoop, Middleware& middleware, ScenarioHost& hostSide, Timeline& timeline);
+    Player(EventLoop& eventLoop, Middleware& middlewareSide, ScenarioHost& hostSide, Timeline& timeline);
 
     /// @throw StepFailure
     void play(Scenario const& scenario);

@@ -175,7 +175,10 @@ private:
     {
         std::shared_ptr<EventStream> events;
         try {
-            std::string const known = request.get_header_value("Last-Event-ID");
+            // A browser that comes back by itself has the header, and the address of its first request.
+            bool const isBack = request.has_header("Last-Event-ID");
+            std::string const known =
+                isBack ? request.get_header_value("Last-Event-ID") : request.get_param_value("after");
             events = calls.call([this, known] { return api.openStream(known); });
         } catch (LoopExecutor::Closed const& closed) {
             return give(errorAnswer(503, closed.what()), response);

@@ -4,12 +4,6 @@
 # configure PRESET [CMAKE-ARGUMENT...]: says nothing unless it fails
 configure() {
   local log=$ZELO_BUILD/$1-configure.log
-  # A newer compiler's new warning must not keep anybody from a first look; CI has the compilers that are known.
-  if [ "$1" = default ] && [ -n "${CI:-}" ]; then set -- "$@" -DZELO_WERROR=ON; fi
-  # zelobox is no part of any host: it runs under the sanitizers at the desk.
-  case $1 in
-  asan | tsan) set -- "$@" -DZELO_TEST_ZELOBOX="$([ -n "${CI:-}" ] && echo OFF || echo ON)" ;;
-  esac
   mkdir -p "$ZELO_BUILD"
   if [ -z "${CMAKE_CXX_COMPILER_LAUNCHER:-}" ] && command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache

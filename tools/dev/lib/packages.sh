@@ -10,7 +10,7 @@ needs() {
   purpose[$1]=$2
 }
 
-# What every preset but "release" is configured with.
+# What the programs are built with.
 needs_build() {
   needs g++ "the compiler"
   needs cmake "configures the build"
@@ -24,6 +24,24 @@ needs_build() {
   needs pkgconf "finds that"
   needs nlohmann-json3-dev "zelobox's files and the test vectors"
   needs python3 "runs the tests of the scripts"
+}
+
+# What the whole suite is built and run with: a test whose tool is missing fails.
+needs_tests() {
+  needs_build
+  needs abigail-tools "compares the binary interface with the recorded one"
+  needs clang "the second compiler of the public header"
+  needs tshark "shows what Wireshark makes of zelobox's captures"
+}
+
+# What the comparisons of the library with others are built with.
+needs_benches() {
+  needs libbenchmark-dev "measures the parts of the library"
+  needs pkgconf "finds what the library is compared with"
+  needs libsystemd-dev "to compare with sd-bus"
+  needs libdbus-1-dev "to compare with libdbus"
+  needs libzmq3-dev "to compare with ZeroMQ"
+  needs libnng-dev "to compare with nng"
 }
 
 # Prints the wanted packages that are not installed, one per line.
