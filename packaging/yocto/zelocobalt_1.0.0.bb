@@ -24,8 +24,6 @@ EXTRA_OECMAKE = " \
     -DZELO_CXX11_ABI=${ZELO_CXX11_ABI} \
     ${@'-DZELO_STB_INCLUDE_DIR=' + d.getVar('ZELO_STB_INCLUDE_DIR') if d.getVar('ZELO_STB_INCLUDE_DIR') else ''} \
 "
-TARGET_CXXFLAGS:append = " -ffunction-sections -fdata-sections"
-TARGET_LDFLAGS:append = " -Wl,--gc-sections"
 
 # The library has no version in its name, because the container loads it by this one.
 SOLIBS = ".so"

@@ -117,7 +117,9 @@ bool IPCMessengerClient::OutMessageSender::isWanted()
     if (ending) {
         return false;
     }
-    return finishing ? isInTime() : isRunning(); // a thread that is to finish is told to stop meanwhile
+    // A thread that is to finish is told so first and to stop then: read in the other order, both are seen or neither.
+    bool const runs = isRunning();
+    return finishing ? isInTime() : runs;
 }
 
 bool IPCMessengerClient::OutMessageSender::isInTime()

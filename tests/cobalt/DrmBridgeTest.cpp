@@ -126,3 +126,22 @@ TEST(Drm, FailedApplyReachesTheHostAndKeepsTheObject)
     cdm(3);
     EXPECT_EQ((Calls{"apply cel=3", "bridge", "cdm"}), standin::drmCalls());
 }
+
+TEST(Drm, FailedBridgeOrAccessorReachesTheHost)
+{
+    for (char const* const operation : {"bridge", "cdm"}) {
+        standin::failNextDrm(operation);
+        EXPECT_THROW(cdm(1), std::runtime_error) << operation;
+    }
+    EXPECT_EQ(standin::cdmObject(), cdm(2));
+}
+
+TEST(Drm, LogsNothing)
+{
+    cdm(1);
+    cdm(2);
+    ZeloCdmIsL1();
+    standin::failNextDrm("apply");
+    EXPECT_THROW(cdm(3), std::runtime_error);
+    EXPECT_TRUE(standin::logLines().empty());
+}

@@ -99,6 +99,14 @@ TEST_F(Callback, MayUseEverythingButStartAndStop)
     }
 }
 
+TEST_F(Callback, IsNotMadeOfALostConnection)
+{
+    middleware.link().close();
+    ASSERT_TRUE(standin::waitForLog("Disconnected IPC"));
+    middleware.acceptClientAgain();
+    EXPECT_EQ(Calls{}, callbacks::calls());
+}
+
 TEST_F(Callback, CannotStop)
 {
     callbacks::setBody(&ZeloStopApp);

@@ -28,6 +28,10 @@ values=(
   ZELO_BENCH=ON
   ZELO_INSTALL=OFF
   ZELO_STATIC_PROXY=ON
+  ZELO_HARDENING=LAZY
+  ZELO_SEPARATE_DEBUG=ON
+  ZELO_MAX_GLIBC=2.36
+  ZELO_MAX_GLIBCXX=3.4.30
 )
 for value in "${values[@]}"; do
   echo "$value"
@@ -35,12 +39,13 @@ for value in "${values[@]}"; do
 done
 configures -DZELO_BUILD_FUZZERS=ON -DCMAKE_CXX_COMPILER=clang++
 
+files=("$ZELO_ROOT/CMakeLists.txt" "$ZELO_ROOT/cmake/Library.cmake")
 while read -r name; do
   if [[ " ${values[*]} ZELO_BUILD_FUZZERS=" != *" $name="* ]]; then
     echo "the option $name is not tried here"
     exit 1
   fi
-done < <(sed -nE 's/^(option|set)\((ZELO_[A-Z0-9_]+) .*/\2/p' "$ZELO_ROOT"/{CMakeLists.txt,zelobox/CMakeLists.txt})
+done < <(sed -nE 's/^(option|set)\((ZELO_[A-Z0-9_]+) .*/\2/p' "${files[@]}")
 
 configures -DZELO_BUILD_ZELOBOX=OFF -DZELO_BUILD_TESTS=OFF
 cmake --build "$directory"

@@ -230,10 +230,18 @@ TEST(Connecting, ClosesTheSocketOfAFailedAttempt)
         closed = fd;
         return interpose::close.real(fd);
     });
+    std::atomic<int> closedAtTheLine{-2};
+    standin::onLog([&](standin::LogLine const& line) {
+        if (line.message == "ipc_connection - failed (total 1 times), wait 1.00 sec before next retry") {
+            closedAtTheLine = closed.load();
+        }
+    });
     standin::setVirtualTime(1000000);
     Link link;
     link.start();
     EXPECT_TRUE(eventually([&] { return closed >= 0; }));
+    standin::onLog({});
+    EXPECT_EQ(-1, closedAtTheLine) << "the lines come first";
     EXPECT_EQ(made, closed);
 }
 

@@ -187,19 +187,31 @@ TEST(HeldLocks, AConditionGoesBeforeTheLockOfItsQueueAndBothBeforeTheThread)
                                   Function::MutexDestroy, Function::MutexDestroy));
 }
 
-TEST(HeldLocks, AManagerUnregistersAfterItsThreadHasEnded)
+TEST(HeldLocks, AManagerRegistersBeforeItsThreadIsStartedAndUnregistersAfterItHasEnded)
 {
+    std::optional<Trace> beginning(std::in_place);
     zelobox::Listener listener;
-    std::optional<CobaltManager> manager(std::in_place, ZeloCallbacks{});
-    zelobox::Connection const middleware = listener.accept();
     std::atomic<void const*> handlersLock{nullptr};
     standin::onLog([&](standin::LogLine const& line) {
         if (line.message == "Connected IPC!") {
             handlersLock = heldlocks::held().at(0);
         }
     });
-    ASSERT_TRUE(standin::waitForLog("Connected IPC!"));
+    std::optional<CobaltManager> manager(std::in_place, ZeloCallbacks{});
+    zelobox::Connection const middleware = listener.accept();
+    ASSERT_TRUE(eventually([&] { return handlersLock != nullptr; }));
     standin::onLog({});
+    bool registered = false;
+    bool registeredAtTheStart = false;
+    for (Trace::Entry const& entry : beginning->all()) {
+        registered = registered || (entry.call.function == Function::MutexLock && entry.call.object == handlersLock);
+        if (entry.call.function == Function::ThreadCreate) {
+            registeredAtTheStart = registered;
+            break;
+        }
+    }
+    EXPECT_TRUE(registeredAtTheStart);
+    beginning.reset();
     Trace trace;
     manager.reset();
     bool joined = false;

@@ -67,7 +67,7 @@ void calledBack(int set)
 {
     Outside const outside;
     world().conduct.beginCallback(set);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     actInCallback();
     world().conduct.endCallback();
 }
@@ -206,7 +206,7 @@ using namespace simulation;
 int STBLogger_log(STBLogContext const*, char const*, int level, int line, char const* file, char const* format, ...)
 {
     Outside const outside;
-    world().scheduler.step();
+    world().scheduler.minorStep();
     char text[300];
     va_list arguments;
     va_start(arguments, format);

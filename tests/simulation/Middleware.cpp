@@ -40,7 +40,7 @@ public:
             sendConfiguration();
         }
         while (!isOver()) {
-            world().scheduler.step();
+            world().scheduler.minorStep();
             bool const moved = flush() | read() | act();
             if (!moved && !isOver()) {
                 world().scheduler.block(end.get(), nextTime());
@@ -226,7 +226,7 @@ void acceptUntil(std::shared_ptr<Server> const& server, int64_t end)
     Scheduler& scheduler = world().scheduler;
     Listener& listener = world().sockets.listener;
     while (scheduler.now() < end) {
-        scheduler.step();
+        scheduler.minorStep();
         if (listener.pending.empty()) {
             scheduler.block(&listener, end);
             continue;

@@ -197,7 +197,7 @@ int simulated_pthread_mutex_init(pthread_mutex_t* handle, pthread_mutexattr_t co
 int simulated_pthread_mutex_destroy(pthread_mutex_t* handle)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     Mutex& mutex = mutexAt(handle, PLACE);
     if (mutex.owner >= 0) {
         return EBUSY;
@@ -224,7 +224,7 @@ int simulated_pthread_mutex_trylock(pthread_mutex_t* handle)
 int simulated_pthread_mutex_unlock(pthread_mutex_t* handle)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     return unlock(handle, PLACE);
 }
 
@@ -261,7 +261,7 @@ int simulated_pthread_cond_init(pthread_cond_t* handle, pthread_condattr_t const
 int simulated_pthread_cond_destroy(pthread_cond_t* handle)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     Condition& condition = conditionAt(handle, PLACE);
     if (condition.waits != 0) {
         fail("condition", "destroyed while a thread waits for it, at " + placeOf(PLACE));

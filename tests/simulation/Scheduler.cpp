@@ -115,6 +115,15 @@ void Scheduler::step()
     chooseNext(true);
 }
 
+void Scheduler::minorStep()
+{
+    if (!skipsMinor) {
+        return step();
+    }
+    ++stepCount;
+    ++time;
+}
+
 bool Scheduler::block(void const* object, int64_t deadline, bool onWallClock)
 {
     if (ending && running->role == Role::Peer) {

@@ -38,6 +38,11 @@ public:
 
     /// A choice point.
     void step();
+    /// A choice point that an exhaustive search can do without: what comes next commutes with what other threads do, as
+    /// the release of a lock does.
+    void minorStep();
+    /// From now on minor steps are no choice points.
+    void skipMinorSteps() { skipsMinor = true; }
     /// Waits until wake() of the same object, or the deadline.
     /// @return false after the deadline
     bool block(void const* object, int64_t deadline, bool onWallClock = false);
@@ -91,6 +96,7 @@ private:
     int nextIdentity = 1;
     size_t used = 0; ///< fibers that have ever been
     bool ending = false;
+    bool skipsMinor = false;
     Fiber* first = nullptr;
 };
 

@@ -206,7 +206,7 @@ extern "C" {
 int simulated_socket(int domain, int type, int)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     if (int const error = injected({EMFILE, ENFILE, ENOBUFS, ENOMEM})) {
         return failed("socket", domain, error);
     }
@@ -308,7 +308,7 @@ int simulated_close(int number)
 int simulated_fcntl(int number, int command, ...)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     va_list arguments;
     va_start(arguments, command);
     long const argument = va_arg(arguments, long);
@@ -343,7 +343,7 @@ int simulated_fcntl(int number, int command, ...)
 int simulated_setsockopt(int number, int, int option, void const* value, socklen_t)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     Descriptor* const descriptor = used("setsockopt", number);
     if (descriptor == nullptr) {
         return failed("setsockopt", number, EBADF);
@@ -356,5 +356,18 @@ int simulated_setsockopt(int number, int, int option, void const* value, socklen
     int64_t const duration = int64_t{timeout.tv_sec} * 1000000 + timeout.tv_usec;
     (option == SO_RCVTIMEO ? descriptor->socket->receiveTimeout : descriptor->socket->sendTimeout) = duration;
     return 0;
+}
+
+/// There are no files.
+int simulated_open(char const*, int, ...)
+{
+    Outside const outside(PLACE);
+    return failed("open", -1, ENOENT);
+}
+
+int simulated_fstat(int number, struct stat*)
+{
+    Outside const outside(PLACE);
+    return failed("fstat", number, EBADF);
 }
 }

@@ -102,6 +102,9 @@ Outcome runScene(Scene const& scene, Decisions& decisions)
     host::setCallbackVariety(0);
     World here(decisions, timeOfAllRuns);
     current = &here;
+    if (scene.isSmall) {
+        here.scheduler.skipMinorSteps();
+    }
     here.scheduler.run(scene.play);
     current = nullptr;
     timeOfAllRuns = here.scheduler.latestTime() + 1;

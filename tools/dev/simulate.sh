@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# about: runs the library in a simulated world: [--seeds N] [--minutes M] [--seed S --trace] [--scene NAME --preemptions 2]
+# about: runs the library in a simulated world: [--seeds N] [--minutes M] [--seed S --trace] [--scene NAME ...]
 
 packages() {
   needs_build

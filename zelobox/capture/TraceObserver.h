@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/middleware/Middleware.h"
+#include "zelobox/protocol/TraceFile.h"
 
 namespace zelobox {
 

@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "cobalt/ZeloCobalt.h"
-#include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/PayloadValues.h"
 
 namespace zelobox {
 
@@ -29,7 +29,7 @@ std::string eventText(std::string const& name, Json const& data)
 Json allowedOf(Frame const& list)
 {
     Json allowed = Json::array();
-    for (uint32_t const type : fieldsOf(list).value("types", std::vector<uint32_t>())) {
+    for (uint32_t const type : typesIn(list)) {
         if (allowed.size() == mostShownTypes) {
             allowed.push_back("and more");
             break;
@@ -136,6 +136,7 @@ std::shared_ptr<EventStream> PageApi::openStream(std::string const& lastEventId)
     for (size_t i = first; i < entries.size(); ++i) {
         if (entries[i].serial > known) {
             lines += "data: " + shownLine(entries[i]) + "\n";
+            entries[i].record.forgetFields();
         }
     }
     if (!lines.empty()) {

@@ -3,12 +3,12 @@
 #include <sstream>
 
 #include "cobalt/ZeloCobalt.h"
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/TraceFile.h"
 #include "zelobox/web/PageApi.h"
 
 namespace zelobox {
@@ -127,6 +127,7 @@ PageAnswer PageApi::getTrace(PageRequest const& request)
     TraceWriter writer(file, format == "jsonl" ? TraceFormat::JsonLines : TraceFormat::Pcapng);
     for (History::Entry const& entry : history.entries()) {
         writer.write(entry.record);
+        entry.record.forgetFields();
     }
     answer.body = file.str();
     return answer;
@@ -142,6 +143,7 @@ PageAnswer PageApi::getRecord(PageRequest const& request)
     History::Entry const& entry = entryOf(std::stoull(serial));
     Json json = {{"serial", entry.serial}};
     json.update(jsonOf(entry.record));
+    entry.record.forgetFields();
     return jsonAnswer(json);
 }
 

@@ -7,9 +7,9 @@
 #include <sstream>
 
 #include "tests/zelobox/Program.h"
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/TraceFile.h"
 
 using namespace zelobox;
 using program::Ended;

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "tests/zelobox/Program.h"
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/protocol/FrameJson.h"
+#include "zelobox/protocol/TraceFile.h"
 
 using program::Ended;
 using program::run;

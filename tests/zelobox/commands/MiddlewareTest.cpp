@@ -4,8 +4,8 @@
 
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/TraceFile.h"
 
 using program::connectTo;
 using program::Ended;

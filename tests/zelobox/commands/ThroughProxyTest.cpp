@@ -3,7 +3,7 @@
 #include <regex>
 
 #include "tests/zelobox/Program.h"
-#include "zelobox/capture/TraceFile.h"
+#include "zelobox/protocol/TraceFile.h"
 
 using program::Ended;
 

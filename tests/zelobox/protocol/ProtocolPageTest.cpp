@@ -7,13 +7,13 @@
 #include <set>
 
 #include "cobalt/ZeloCobalt.h"
-#include "zelobox/capture/Pcapng.h"
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/check/Case.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/FrameReader.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/Pcapng.h"
+#include "zelobox/protocol/TraceFile.h"
 
 using namespace zelobox;
 

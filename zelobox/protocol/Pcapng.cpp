@@ -1,9 +1,9 @@
-#include "zelobox/capture/Pcapng.h"
+#include "zelobox/protocol/Pcapng.h"
 
 #include "src/common/ByteReader.h"
 #include "src/common/ByteWriter.h"
-#include "zelobox/capture/PcapngBlocks.h"
 #include "zelobox/protocol/FrameReader.h"
+#include "zelobox/protocol/PcapngBlocks.h"
 
 namespace zelobox {
 

@@ -1,11 +1,11 @@
-#include "zelobox/capture/TraceFile.h"
+#include "zelobox/protocol/TraceFile.h"
 
 #include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <sstream>
 
-#include "zelobox/capture/Pcapng.h"
+#include "zelobox/protocol/Pcapng.h"
 
 namespace zelobox {
 

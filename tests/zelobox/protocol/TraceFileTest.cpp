@@ -1,4 +1,4 @@
-#include "zelobox/capture/TraceFile.h"
+#include "zelobox/protocol/TraceFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
