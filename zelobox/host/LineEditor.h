@@ -6,8 +6,8 @@
 #include <functional>
 #include <string>
 
-#include "zelobox/base/EventLoop.h"
 #include "zelobox/base/Descriptor.h"
+#include "zelobox/base/EventLoop.h"
 
 namespace zelobox {
 

@@ -1,5 +1,5 @@
 /// @file
-/// The middleware's end of the socket: a listener and its connections, every step with a deadline.
+/// Both ends of the socket: a listener, its connections and a connect. Every step has a deadline.
 #ifndef ZELO_ZELOBOX_PEER_H
 #define ZELO_ZELOBOX_PEER_H
 

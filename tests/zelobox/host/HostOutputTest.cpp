@@ -2,8 +2,8 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 
-#include "zelobox/host/HostOutput.h"
 #include "zelobox/base/Descriptor.h"
+#include "zelobox/host/HostOutput.h"
 
 using zelobox::Descriptor;
 using zelobox::HostOutput;
