@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Descriptor.h"
 
 namespace zelobox {
 

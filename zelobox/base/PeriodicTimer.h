@@ -4,7 +4,8 @@
 #define ZELO_ZELOBOX_PERIODICTIMER_H
 
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Descriptor.h"
+#include "zelobox/base/Milliseconds.h"
 
 namespace zelobox {
 

@@ -4,7 +4,7 @@
 #define ZELO_ZELOBOX_STOPSIGNALS_H
 
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Descriptor.h"
 
 namespace zelobox {
 

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "zelobox/capture/ProxyLink.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 

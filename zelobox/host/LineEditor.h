@@ -7,7 +7,7 @@
 #include <string>
 
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Descriptor.h"
 
 namespace zelobox {
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "zelobox/middleware/Server.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/protocol/Frame.h"
 
 namespace zelobox {
 

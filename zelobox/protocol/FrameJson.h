@@ -7,7 +7,7 @@
 
 #include "src/ipc/IPCBrowserConfig.h"
 #include "zelobox/protocol/Json.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/protocol/Frame.h"
 
 namespace zelobox {
 

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "zelobox/protocol/Json.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/protocol/Frame.h"
 
 namespace zelobox {
 

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Milliseconds.h"
 
 namespace zelobox {
 

@@ -14,7 +14,7 @@
 #include <utility>
 
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Descriptor.h"
 
 namespace zelobox {
 

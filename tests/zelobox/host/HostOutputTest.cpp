@@ -3,7 +3,7 @@
 #include <sys/socket.h>
 
 #include "zelobox/host/HostOutput.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Descriptor.h"
 
 using zelobox::Descriptor;
 using zelobox::HostOutput;
