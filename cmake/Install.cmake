@@ -4,7 +4,6 @@ include(CMakePackageConfigHelpers)
 
 target_include_directories(zelocobalt INTERFACE $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/zelocobalt>)
 if(NOT ZELO_CXX11_ABI)
-  target_compile_definitions(zelocobalt INTERFACE _GLIBCXX_USE_CXX11_ABI=0)
   set(ZELO_PC_CFLAGS " -D_GLIBCXX_USE_CXX11_ABI=0")
 endif()
 
@@ -17,6 +16,16 @@ file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/links")
 install(EXPORT zelocobalt-targets NAMESPACE zelocobalt:: FILE zelocobalt-config.cmake DESTINATION "${ZELO_CMAKE_DIR}"
         COMPONENT development)
 write_basic_package_version_file(zelocobalt-config-version.cmake COMPATIBILITY SameMajorVersion)
+# The installed files may be moved as a whole: pkg-config counts from where its file is.
+file(RELATIVE_PATH ZELO_PC_PREFIX "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(PREPEND ZELO_PC_PREFIX "\${pcfiledir}/")
+string(REGEX REPLACE "/$" "" ZELO_PC_PREFIX "${ZELO_PC_PREFIX}")
+foreach(directory IN ITEMS LIBDIR INCLUDEDIR)
+  set(ZELO_PC_${directory} "\${prefix}/${CMAKE_INSTALL_${directory}}")
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_${directory}}")
+    set(ZELO_PC_${directory} "${CMAKE_INSTALL_${directory}}")
+  endif()
+endforeach()
 configure_file(cmake/zelocobalt.pc.in zelocobalt.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/zelocobalt-config-version.cmake" DESTINATION "${ZELO_CMAKE_DIR}"
         COMPONENT development)
@@ -38,5 +47,7 @@ if(TARGET zelobox AND TARGET zelostb)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)
+  add_custom_target(uninstall COMMENT "Removing what the last installation in this build has installed"
+                    COMMAND "${CMAKE_COMMAND}" -P "${CMAKE_CURRENT_LIST_DIR}/Uninstall.cmake")
   include(Package)
 endif()

@@ -125,11 +125,11 @@ std::string CobaltManager::copyOfLanguage()
 
 void CobaltManager::forgetTexts()
 {
-    Config forgotten;
-    pthread_helper::guard lock(configMutex);
-    for (std::string Config::*const text : {&Config::macAddress, &Config::apiMode, &Config::language,
-                                            &Config::portalUrl, &Config::auxText1, &Config::auxText2}) {
-        (_config.*text).swap(forgotten.*text);
+    for (std::string* const text : {&_config.macAddress, &_config.apiMode, &_config.language, &_config.portalUrl,
+                                    &_config.auxText1, &_config.auxText2}) {
+        std::string forgotten;
+        pthread_helper::guard lock(configMutex);
+        text->swap(forgotten);
     }
 }
 

@@ -1,6 +1,7 @@
 #!/bin/sh
 # own-tmp.sh DIRECTORY... -- COMMAND: runs a test with a /tmp of its own, because the path of the messenger's socket is
 # fixed and tests run side by side. A DIRECTORY below /tmp stays where it is.
+# shellcheck disable=SC2016 # the inner shell expands it
 exec unshare --mount sh -c '
   set -e
   mount -t tmpfs tmpfs /mnt

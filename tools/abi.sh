@@ -1,5 +1,5 @@
 #!/bin/bash
-# tools/abi.sh check LIBRARY BASELINE    fails with a readable difference if the binary interface is not the recorded one
+# tools/abi.sh check LIBRARY BASELINE    fails with a readable difference if the interface is not the recorded one
 # tools/abi.sh record LIBRARY BASELINE   records the binary interface of LIBRARY, which has debug information
 set -eu
 headers=$(dirname "$0")/../cobalt
@@ -7,13 +7,14 @@ headers=$(dirname "$0")/../cobalt
 describe() {
     # Where the sources lay is no part of the interface.
     abidw --exported-interfaces-only --headers-dir "$headers" --drop-private-types --no-show-locs --no-comp-dir-path \
-        --no-corpus-path --no-elf-needed --no-write-default-sizes "$1" | sed -E "s, path='[^']*/(cobalt|src)/, path='\1/,"
+        --no-corpus-path --no-elf-needed --no-write-default-sizes "$1" |
+        sed -E "s, path='[^']*/(cobalt|src)/, path='\1/,"
 }
 
-command -v abidw >/dev/null && command -v abidiff >/dev/null || {
+if ! command -v abidw abidiff >/dev/null; then
     echo "abidw and abidiff are missing (Debian package abigail-tools)" >&2
     exit 1
-}
+fi
 case ${1:-} in
 check)
     current=$(mktemp --suffix=.abi)

@@ -11,6 +11,10 @@ S = "${WORKDIR}/git"
 
 inherit cmake
 
+# glibc on 32-bit ARM; the other one is for a desk.
+COMPATIBLE_HOST = "(arm|x86_64).*-linux.*"
+COMPATIBLE_HOST:libc-musl = "null"
+
 # The headers of the box's support library; empty for the stand-ins that come along.
 ZELO_STB_INCLUDE_DIR ?= ""
 # OFF for a container that was built with the old string ABI.
@@ -24,8 +28,6 @@ EXTRA_OECMAKE = " \
     -DZELO_CXX11_ABI=${ZELO_CXX11_ABI} \
     ${@'-DZELO_STB_INCLUDE_DIR=' + d.getVar('ZELO_STB_INCLUDE_DIR') if d.getVar('ZELO_STB_INCLUDE_DIR') else ''} \
 "
-TARGET_CXXFLAGS:append = " -ffunction-sections -fdata-sections"
-TARGET_LDFLAGS:append = " -Wl,--gc-sections"
 
 # The library has no version in its name, because the container loads it by this one.
 SOLIBS = ".so"

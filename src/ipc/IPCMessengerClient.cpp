@@ -43,10 +43,10 @@ void IPCMessengerClient::stop()
 {
     {
         pthread_helper::guard lock(senderMutex);
+        ending = true; // under the lock: no sender is made from here on, and none is ended before it has finished
         if (sender) {
             sender->finish();
         }
-        ending = true; // under the lock: no sender is made from here on
     }
     shutDownSocket();
     STBThread::stop();

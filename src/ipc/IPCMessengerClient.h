@@ -117,7 +117,7 @@ private:
     pthread_helper::mutex senderMutex ACQUIRED_AFTER(handlersMutex);
     std::set<IPCMessageType> allowedMessages GUARDED_BY(senderMutex);
     std::atomic<bool> stopRequested{false};
-    std::atomic<bool> ending{false};   // set by stop() before it shuts the socket down
+    std::atomic<bool> ending{false};   // written by stop()
     unsigned fruitlessConnections = 0; // in a row, without a frame and short; owned by ipc_cln
 };
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "cobalt/ZeloCobalt.h"
-#include "testkit/DrmRecord.h"
-#include "testkit/LibcStandIn.h"
+#include "testkit/HostStandIn.h"
+#include "testkit/SystemStandIn.h"
 
 namespace {
 
@@ -125,4 +125,23 @@ TEST(Drm, FailedApplyReachesTheHostAndKeepsTheObject)
     standin::clearDrmCalls();
     cdm(3);
     EXPECT_EQ((Calls{"apply cel=3", "bridge", "cdm"}), standin::drmCalls());
+}
+
+TEST(Drm, FailedBridgeOrAccessorReachesTheHost)
+{
+    for (char const* const operation : {"bridge", "cdm"}) {
+        standin::failNextDrm(operation);
+        EXPECT_THROW(cdm(1), std::runtime_error) << operation;
+    }
+    EXPECT_EQ(standin::cdmObject(), cdm(2));
+}
+
+TEST(Drm, LogsNothing)
+{
+    cdm(1);
+    cdm(2);
+    ZeloCdmIsL1();
+    standin::failNextDrm("apply");
+    EXPECT_THROW(cdm(3), std::runtime_error);
+    EXPECT_TRUE(standin::logLines().empty());
 }

@@ -10,6 +10,7 @@
 #include "testkit/HostStandIn.h"
 #include "testkit/Interpose.h"
 #include "testkit/LinkSupport.h"
+#include "testkit/Timely.h"
 
 using namespace testlink;
 using interpose::Takeover;
@@ -228,5 +229,132 @@ TEST(SendingInPieces, GoesOnAfterATimeOut)
     link.push(textMessage(large));
     ASSERT_TRUE(eventually([&] { return timeouts >= 2; }));
     EXPECT_TRUE(zelobox::frameOf(IPCMessageSimpleString(IPC_VIDEO_WINDOW_MODE, large)) == middleware.receive());
+    EXPECT_THAT(logged(), ElementsAre(line::connected, line::retrierOk));
+}
+
+namespace {
+
+size_t const queueLimit = 131072;
+
+/// A sender that is kept from taking anything off its queue.
+class FullQueue : public Sending {
+protected:
+    void SetUp() override
+    {
+        connect();
+        link.push(new ActingMessage([this] {
+            taken.give();
+            mayGoOn.wait();
+        }));
+        taken.wait();
+        standin::clearLog();
+    }
+    void fillQueue()
+    {
+        for (size_t i = 0; i < queueLimit; ++i) {
+            link.push(new CountedMessage(IPC_CLIENT_STATE, 1));
+        }
+    }
+    void expectEndAndReconnect(std::vector<std::string> const& events)
+    {
+        EXPECT_TRUE(standin::waitForLog("Out queue full. Terminate connection."));
+        EXPECT_TRUE(middleware.waitForClose(Milliseconds(1000)));
+        mayGoOn.give();
+        ASSERT_TRUE(link.handler.waitFor("connected", 2));
+        EXPECT_THAT(logged(), ElementsAre("1 Out queue full. Terminate connection.", line::connected, line::retrierOk));
+        EXPECT_EQ(events, link.handler.events());
+        EXPECT_EQ(0, CountedMessage::living);
+        zelobox::Connection again = listener.accept();
+        link.push(new IPCMessageUnsignedInt(IPC_CLIENT_STATE, 2));
+        EXPECT_EQ(numberFrame(IPC_CLIENT_STATE, 2), again.receive());
+    }
+
+    probe::Signal taken;
+    probe::Signal mayGoOn;
+};
+
+} // namespace
+
+TEST_F(FullQueue, EndsTheConnectionWhenAMessageFindsTheQueueFull)
+{
+    fillQueue();
+    EXPECT_EQ(static_cast<int>(queueLimit), CountedMessage::living);
+    EXPECT_TRUE(middleware.isSilentFor(Milliseconds(100)));
+    link.push(new CountedMessage(IPC_CLIENT_STATE, 1));
+    link.push(new CountedMessage(IPC_CLIENT_STATE, 1)); // is no second line
+    EXPECT_GE(static_cast<int>(queueLimit), CountedMessage::living);
+    expectEndAndReconnect({"connected", "disconnected", "connected"});
+    EXPECT_EQ("1 310 src/ipc/IPCMessengerClient", originOf("Out queue full. Terminate connection."));
+}
+
+TEST_F(FullQueue, EndsTheConnectionWhenItsOwnAnswersFillTheQueue)
+{
+    link.handler.whenReceived = [this](IPCMessage const*) {
+        fillQueue();
+        link.push(new CountedMessage(IPC_CLIENT_STATE, 1));
+    };
+    middleware.send(numberFrame(IPC_VOLUME, 1));
+    expectEndAndReconnect({"connected", "message 39", "disconnected", "connected"});
+}
+
+TEST_F(FullQueue, IsStoppedInTimeWithAFullQueue)
+{
+    fillQueue();
+    mayGoOn.give(); // and the peer does not read
+    timely::expectTimely([this] { link.stop(); });
+    EXPECT_LT(0, CountedMessage::living);
+}
+
+TEST_F(Sending, OfAFullQueueToADeafPeerEndsWithOneLine)
+{
+    connect();
+    standin::clearLog();
+    for (size_t i = 0; i < 2 * queueLimit; ++i) {
+        link.push(new CountedMessage(IPC_CLIENT_STATE, 1));
+    }
+    ASSERT_TRUE(link.handler.waitFor("connected", 2));
+    zelobox::Connection const again = listener.accept();
+    EXPECT_EQ(1U, standin::logLines("Out queue full").size());
+    EXPECT_EQ(0U, standin::logLines("Out connection error").size());
+}
+
+TEST_F(Sending, SerializesAMessageOnce)
+{
+    std::atomic<int> times{0};
+    connect();
+    link.push(new ActingMessage([&] { ++times; }));
+    middleware.receive();
+    EXPECT_EQ(1, times);
+}
+
+TEST(SendingWithoutAClock, GoesOnWithoutASpin)
+{
+    // As a C library with seconds of 32 bits answers after January 2038.
+    Takeover telling(interpose::gettimeofday, [](timeval*, void*) {
+        errno = EOVERFLOW;
+        return -1;
+    });
+    zelobox::Listener listener;
+    Link link;
+    zelobox::Connection middleware = link.startAndAccept(listener);
+    link.push(new IPCMessageUnsignedInt(IPC_CLIENT_STATE, 1));
+    EXPECT_EQ(numberFrame(IPC_CLIENT_STATE, 1), middleware.receive());
+    unsigned const before = telling.count();
+    std::this_thread::sleep_for(Milliseconds(200));
+    EXPECT_GE(11U, telling.count() - before) << "one look every 20 ms";
+}
+
+TEST(SendingInPieces, GoesOnAfterASignal)
+{
+    Takeover writing(interpose::write, [fails = false](int fd, void const* buffer, size_t) mutable {
+        fails = !fails;
+        errno = EINTR;
+        return fails ? -1 : interpose::write.real(fd, buffer, 1);
+    });
+    zelobox::Listener listener;
+    Link link;
+    zelobox::Connection middleware = link.startAndAccept(listener);
+    link.push(new IPCMessageUnsignedInt(IPC_CLIENT_STATE, 0x01020304));
+    EXPECT_EQ(numberFrame(IPC_CLIENT_STATE, 0x01020304), middleware.receive());
     EXPECT_THAT(logged(), ElementsAre(line::connected, line::retrierOk));
 }

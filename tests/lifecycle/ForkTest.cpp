@@ -141,3 +141,17 @@ TEST_F(Fork, MiddlewareThatHasGoneDoesNotKillTheHost)
     middleware.acceptClientAgain();
     expectLinkAlive();
 }
+
+TEST_F(Fork, ChildThatLivesOnDoesNotKeepTheLinkOpen)
+{
+    pid_t const child = forkChild();
+    if (child == 0) {
+        for (;;) {
+            pause();
+        }
+    }
+    ZeloStopApp();
+    EXPECT_TRUE(middleware.link().waitForClose(zelobox::Milliseconds(1000)));
+    kill(child, SIGKILL);
+    EXPECT_EQ(-1, statusOf(child));
+}

@@ -18,7 +18,7 @@ variant() {
   cmake --build "$ZELO_BUILD/$name" --target zelocobalt "${targets[@]}"
 }
 
-# The middleware is a native process, the container and the library are the box's. The timelines must be the same.
+# The middleware is a native process, the host and the library are the box's. The timelines must be the same.
 both_worlds() {
   local emulator="qemu-arm -L /usr/arm-linux-gnueabihf" directory=$ZELO_BUILD/worlds
   build default zelobox zelostb zelocobalt
@@ -33,6 +33,7 @@ both_worlds() {
 # The recording proxy is one file that needs nothing on the box; here it stands between two native processes.
 static_proxy() {
   local directory=$ZELO_BUILD/proxy proxy=$ZELO_BUILD/armhf/zelobox-proxy host=$ZELO_BUILD/default/zelobox
+  local through=$ZELO_ROOT/tests/zelobox/commands/through_proxy.sh
   build armhf zelobox_proxy
   build default zelobox zelostb zelocobalt
   # Neither an interpreter nor a needed library.
@@ -44,7 +45,7 @@ static_proxy() {
   rm -rf "$directory"
   mkdir -p "$directory"
   "$host" demo >"$directory/timeline.txt" \
-    --host-command "$ZELO_ROOT/tests/zelobox/through_proxy.sh $directory/demo.jsonl 'qemu-arm $proxy proxy' $host"
+    --host-command "$through $directory/demo.jsonl 'qemu-arm $proxy proxy' $host"
   "$host" decode "$directory/demo.jsonl" >"$directory/decoded.txt"
   diff <(sent "$directory/timeline.txt") <(sent "$directory/decoded.txt")
   echo "The box's static proxy has passed and recorded $(sent "$directory/decoded.txt" | wc -l) frames."

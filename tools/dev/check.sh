@@ -13,7 +13,8 @@ packages() {
 run() {
   local gate started status=0
   mkdir -p "$ZELO_BUILD/gates"
-  if [ $# = 0 ]; then mapfile -t gates < <(cd "$ZELO_ROOT/tests/gates" && basename --suffix=.sh -- *.sh); else gates=("$@"); fi
+  local -a gates=("$@")
+  if [ $# = 0 ]; then mapfile -t gates < <(cd "$ZELO_ROOT/tests/gates" && basename --suffix=.sh -- *.sh); fi
   for gate in "${gates[@]}"; do
     started=$SECONDS
     if run_gate "$gate" >"$ZELO_BUILD/gates/$gate.log" 2>&1; then

@@ -14,7 +14,7 @@ run() {
   build armhf-release
   # The same without link-time optimisation, for the table by object file.
   (cd "$ZELO_ROOT" && cmake --preset armhf-release -B "$ZELO_BUILD/armhf-map" -DCMAKE_INTERPROCEDURAL_OPTIMIZATION=OFF \
-    -DCMAKE_SHARED_LINKER_FLAGS="-Wl,--gc-sections -s -Wl,-Map=$map" >/dev/null)
+    -DCMAKE_SHARED_LINKER_FLAGS="-Wl,-Map=$map" >/dev/null)
   cmake --build "$ZELO_BUILD/armhf-map"
   build armhf weigh
   "$ZELO_ROOT/tools/size_report.py" "$library" --tools "$tools-" --map "$map" \

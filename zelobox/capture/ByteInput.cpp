@@ -2,9 +2,9 @@
 
 #include <sstream>
 
-#include "zelobox/capture/Pcapng.h"
 #include "zelobox/capture/StreamDecoder.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/Pcapng.h"
 
 namespace zelobox {
 

@@ -1,12 +1,12 @@
 /// @file
-/// Writes what a middleware sees into a file.
+/// An observer that writes the traffic of a middleware into a file.
 #ifndef ZELO_ZELOBOX_TRACEOBSERVER_H
 #define ZELO_ZELOBOX_TRACEOBSERVER_H
 
 #include <string>
 
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/middleware/Middleware.h"
+#include "zelobox/protocol/TraceFile.h"
 
 namespace zelobox {
 

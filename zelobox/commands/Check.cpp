@@ -1,12 +1,12 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/check/Narrator.h"
 #include "zelobox/check/Report.h"
 #include "zelobox/commands/Commands.h"
 #include "zelobox/commands/HostOptions.h"
 #include "zelobox/protocol/Json.h"
+#include "zelobox/protocol/TraceFile.h"
 
 namespace zelobox {
 

@@ -4,9 +4,9 @@
 #include <iostream>
 
 #include "zelobox/capture/ByteInput.h"
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/commands/Commands.h"
 #include "zelobox/middleware/Timeline.h"
+#include "zelobox/protocol/TraceFile.h"
 
 namespace zelobox {
 

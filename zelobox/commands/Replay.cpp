@@ -6,9 +6,9 @@
 #include <iostream>
 
 #include "zelobox/base/StopSignals.h"
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/commands/Commands.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/TraceFile.h"
 
 namespace zelobox {
 

@@ -1,7 +1,9 @@
 #include "zelobox/middleware/Middleware.h"
 
+#include <algorithm>
+
 #include "zelobox/protocol/BrowserConfigJson.h"
-#include "zelobox/protocol/FrameJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/MessageTable.h"
 
 namespace zelobox {
@@ -27,9 +29,9 @@ TraceRecord eventRecord(ClientId client, Event event)
     return record;
 }
 
-uint32_t valueOf(Json const& fields)
+Json jsonOf(VideoWindow const& window)
 {
-    return fields.value("value", uint32_t{0});
+    return {{"x", window.x}, {"y", window.y}, {"width", window.width}, {"height", window.height}};
 }
 
 } // namespace
@@ -40,7 +42,7 @@ Json jsonOf(MiddlewareState const& state)
             {"volume", state.volume},
             {"muted", state.muted},
             {"paused", state.paused},
-            {"videoWindow", {{"x", state.x}, {"y", state.y}, {"width", state.width}, {"height", state.height}}},
+            {"videoWindow", jsonOf(state.videoWindow)},
             {"windowMode", state.windowMode},
             {"applicationHasControl", state.applicationHasControl}};
 }
@@ -68,6 +70,13 @@ size_t Middleware::sendToAll(Frame const& frame)
     std::vector<ClientId> const receivers = clients();
     sendTo(receivers, frame);
     return receivers.size();
+}
+
+size_t Middleware::waitingClients() const
+{
+    std::vector<ClientId> const all = clients();
+    auto const waits = [this](ClientId client) { return !server.hasTakenAll(client); };
+    return static_cast<size_t>(std::count_if(all.begin(), all.end(), waits));
 }
 
 void Middleware::sendRaw(std::vector<char> const& bytes)
@@ -145,7 +154,8 @@ void Middleware::onFrame(ClientId client, Frame const& frame)
 void Middleware::subscribe(ClientId id, Frame const& list)
 {
     Client& client = connected[id];
-    client.types = fieldsOf(list).value("types", std::set<uint32_t>());
+    std::vector<uint32_t> const types = typesIn(list);
+    client.types = {types.begin(), types.end()};
     if (client.hasList && is(FaultMode::RefuseRepeatedList)) {
         return drop(id, "subscribed twice");
     }
@@ -187,16 +197,18 @@ void Middleware::onDisconnected(ClientId client, std::string const& reason)
 void Middleware::sendTo(std::vector<ClientId> const& receivers, Frame const& frame)
 {
     std::vector<char> const bytes = bytesOf(frame);
+    TraceRecord record = frameRecord(0, Direction::ToHost, frame);
     for (ClientId const client : receivers) {
-        tell(frameRecord(client, Direction::ToHost, frame));
+        record.connection = client;
+        notify(record);
         server.send(client, bytes);
     }
+    record.forgetFields();
     takeOver(frame);
 }
 
 void Middleware::takeOver(Frame const& frame)
 {
-    Json const fields = fieldsOf(frame);
     switch (frame.type) {
     case IPC_BROWSER_CONFIG:
         if (IPCBrowserConfig received; received.read(frame.payload)) {
@@ -204,22 +216,19 @@ void Middleware::takeOver(Frame const& frame)
         }
         break;
     case IPC_VOLUME:
-        current.volume = valueOf(fields);
+        current.volume = numberIn(frame);
         break;
     case IPC_MUTE:
-        current.muted = valueOf(fields) != 0;
+        current.muted = numberIn(frame) != 0;
         break;
     case IPC_APP_LIFECYCLE:
-        current.paused = fields.value("text", "") == "onpause";
+        current.paused = textIn(frame) == "onpause";
         break;
     case IPC_VIDEO_WINDOW:
-        current.x = fields.value("x", uint16_t{0});
-        current.y = fields.value("y", uint16_t{0});
-        current.width = fields.value("width", uint16_t{0});
-        current.height = fields.value("height", uint16_t{0});
+        current.videoWindow = videoWindowIn(frame);
         break;
     case IPC_VIDEO_WINDOW_MODE:
-        current.windowMode = fields.value("text", "");
+        current.windowMode = textIn(frame);
         break;
     case IPC_PREVIOUS_CONTROLLER:
         current.applicationHasControl = false;
@@ -233,6 +242,12 @@ void Middleware::takeOver(Frame const& frame)
 }
 
 void Middleware::tell(TraceRecord record)
+{
+    notify(record);
+    record.forgetFields();
+}
+
+void Middleware::notify(TraceRecord& record)
 {
     record.time = traceTime();
     for (Observer* const observer : observers) {

@@ -1,5 +1,5 @@
 /// @file
-/// The middleware: what it knows, and how it answers.
+/// The simulated middleware: its state, its answers and its subscriptions.
 #ifndef ZELO_ZELOBOX_MIDDLEWARE_H
 #define ZELO_ZELOBOX_MIDDLEWARE_H
 
@@ -11,20 +11,18 @@
 #include "src/ipc/IPCBrowserConfig.h"
 #include "zelobox/middleware/FaultModes.h"
 #include "zelobox/middleware/Server.h"
+#include "zelobox/protocol/PayloadValues.h"
 #include "zelobox/protocol/Trace.h"
 
 namespace zelobox {
 
-/// What the middleware believes about the middleware.
+/// The state of the box, as far as the middleware knows it.
 struct MiddlewareState {
     IPCBrowserConfig config;
     uint32_t volume = 0;
     bool muted = false;
     bool paused = false;
-    uint16_t x = 0;
-    uint16_t y = 0;
-    uint16_t width = 0; ///< width and height 0: the whole screen
-    uint16_t height = 0;
+    VideoWindow videoWindow;
     std::string windowMode;
     bool applicationHasControl = true; ///< until it asks for the previous controller
 };
@@ -37,6 +35,7 @@ public:
     /// Sees all traffic, in order.
     class Observer {
     public:
+        /// @param record  a frame is decoded once for all observers: its fields are gone after the call
         virtual void onTraffic(TraceRecord const& record) = 0;
 
     protected:
@@ -73,6 +72,8 @@ public:
 
     MiddlewareState const& state() const { return current; }
     std::vector<ClientId> clients() const { return server.clients(); }
+    /// @return how many of them have not taken all that was sent to them
+    size_t waitingClients() const;
 
 private:
     void onConnected(ClientId client) override;
@@ -94,6 +95,7 @@ private:
     void sendTo(std::vector<ClientId> const& receivers, Frame const& frame);
     void takeOver(Frame const& frame);
     void tell(TraceRecord record);
+    void notify(TraceRecord& record);
 
     std::vector<Observer*> observers;
     MiddlewareState current;

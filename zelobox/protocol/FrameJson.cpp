@@ -62,7 +62,11 @@ Frame frameFrom(JsonFields& fields, IPCBrowserConfig const& base)
 
 std::string textOf(Frame const& frame)
 {
-    Json const fields = fieldsOf(frame);
+    return textOf(frame, fieldsOf(frame));
+}
+
+std::string textOf(Frame const& frame, Json const& fields)
+{
     std::string text = messageName(frame.type);
     text += (fields.empty() ? "" : " ") + fieldsText(fields);
     if (frame.type == IPC_REMOTE_KEY && fields.contains("command")) {

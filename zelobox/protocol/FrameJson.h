@@ -6,15 +6,15 @@
 #include <string>
 
 #include "src/ipc/IPCBrowserConfig.h"
+#include "zelobox/protocol/Frame.h"
 #include "zelobox/protocol/Json.h"
-#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 
 /// Decodes a payload as a receiver does: the kind decides, and for raw payloads the type.
 ///
 /// A payload that its own fields would not encode to (too short, too long, a length that lies) has the additional
-/// fields "malformed", true, and "bytes", the payload in hexadecimal.
+/// fields "inexact", true, and "bytes", the payload in hexadecimal.
 ///
 /// @return an object; empty for an empty raw payload
 Json fieldsOf(Frame const& frame);
@@ -28,6 +28,8 @@ Frame frameFrom(JsonFields& fields, IPCBrowserConfig const& base);
 
 /// @return "IPC_REMOTE_KEY command=44 modifier=0 (Return)"
 std::string textOf(Frame const& frame);
+/// @param fields  those of @p frame, decoded already
+std::string textOf(Frame const& frame, Json const& fields);
 
 } // namespace zelobox
 

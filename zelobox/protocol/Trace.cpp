@@ -57,7 +57,7 @@ void addFrame(TraceRecord const& record, Json& json)
     json["name"] = messageName(record.frame.type);
     json["kind"] = record.frame.kind;
     json["type"] = record.frame.type;
-    json["fields"] = fieldsOf(record.frame);
+    json["fields"] = record.fields();
     json["hex"] = hexOf(bytesOf(record.frame));
 }
 
@@ -79,6 +79,14 @@ void readEvent(JsonFields& fields, TraceRecord& record)
 }
 
 } // namespace
+
+Json const& TraceRecord::fields() const
+{
+    if (!*decoded) {
+        *decoded = fieldsOf(frame);
+    }
+    return **decoded;
+}
 
 int64_t traceTime()
 {
@@ -137,7 +145,7 @@ std::string textOf(TraceRecord const& record)
     case Event::Frame:
         break;
     }
-    return textOf(record.frame);
+    return textOf(record.frame, record.fields());
 }
 
 } // namespace zelobox

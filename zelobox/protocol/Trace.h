@@ -11,17 +11,20 @@
 #define ZELO_ZELOBOX_TRACE_H
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "zelobox/protocol/Frame.h"
 #include "zelobox/protocol/Json.h"
-#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 
 enum class Direction { ToHost, ToMiddleware };
 
-struct TraceRecord {
+class TraceRecord {
+public:
     enum class Event {
         Connected,
         Disconnected,
@@ -36,6 +39,16 @@ struct TraceRecord {
     Frame frame;
     std::vector<char> bytes; ///< raw bytes
     std::string reason;      ///< of a disconnect
+
+    /// Decodes the frame when this is first called, for this record and its copies.
+    ///
+    /// @return see fieldsOf(); valid until forgetFields()
+    Json const& fields() const;
+    /// Gives the memory back, which may be many times that of the frame.
+    void forgetFields() const { decoded->reset(); }
+
+private:
+    std::shared_ptr<std::optional<Json>> decoded = std::make_shared<std::optional<Json>>();
 };
 
 /// @return now, for TraceRecord::time

@@ -27,7 +27,7 @@ Json reportOf(TraceRecord const& record)
 {
     if (record.event == TraceRecord::Event::Frame) {
         Json report = {{"frame", messageName(record.frame.type)}};
-        report.update(fieldsOf(record.frame));
+        report.update(record.fields());
         return report;
     }
     bool const connected = record.event == TraceRecord::Event::Connected;

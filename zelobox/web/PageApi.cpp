@@ -1,11 +1,12 @@
 #include "zelobox/web/PageApi.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "cobalt/ZeloCobalt.h"
-#include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/PayloadValues.h"
 
 namespace zelobox {
 
@@ -13,21 +14,26 @@ namespace {
 
 using Event = TraceRecord::Event;
 
-/// A page need not show more of a frame; the trace has all of it.
+/// A page is told no more of a frame, of a text in the state, and of a list in it; it can ask for the rest.
 size_t const mostShownBytes = 4096;
+size_t const mostShownTypes = 200;
 
 /// The time that EventSource waits before it comes back.
 char const comeBackSoon[] = "retry: 500\n";
 
-std::string eventText(std::string const& name, Json const& data, std::string const& id = "")
+std::string eventText(std::string const& name, Json const& data)
 {
-    return (id.empty() ? "" : "id: " + id + "\n") + "event: " + name + "\ndata: " + lineOf(data) + "\n\n";
+    return "event: " + name + "\ndata: " + lineOf(data) + "\n\n";
 }
 
 Json allowedOf(Frame const& list)
 {
     Json allowed = Json::array();
-    for (uint32_t const type : fieldsOf(list).value("types", std::vector<uint32_t>())) {
+    for (uint32_t const type : typesIn(list)) {
+        if (allowed.size() == mostShownTypes) {
+            allowed.push_back("and more");
+            break;
+        }
         bool const isType = type <= UINT16_MAX;
         allowed.push_back(isType ? messageName(static_cast<uint16_t>(type)) : "type " + std::to_string(type));
     }
@@ -61,7 +67,21 @@ Json shownOf(TraceRecord const& record)
     }
     json["fields"] = {{"length", size}};
     json["cut"] = true;
+    json["size"] = size;
     return json;
+}
+
+std::string shownLine(History::Entry const& entry)
+{
+    Json shown = {{"serial", entry.serial}};
+    shown.update(shownOf(entry.record));
+    return lineOf(shown);
+}
+
+Json shownState(MiddlewareState state)
+{
+    state.windowMode.resize(std::min(state.windowMode.size(), mostShownBytes));
+    return jsonOf(state);
 }
 
 } // namespace
@@ -102,7 +122,8 @@ PageAnswer PageApi::answer(PageRequest const& request)
 
 std::shared_ptr<EventStream> PageApi::openStream(std::string const& lastEventId)
 {
-    tell(""); // forgets those that have gone
+    tellRecords(); // to the others; this one is told all
+    tell("");      // forgets those that have gone
     if (streams.size() >= mostStreams) {
         return nullptr;
     }
@@ -111,10 +132,15 @@ std::shared_ptr<EventStream> PageApi::openStream(std::string const& lastEventId)
     uint64_t const known = knownSerial(lastEventId);
     auto const& entries = history.entries();
     size_t const first = entries.size() > mostTold ? entries.size() - mostTold : 0;
+    std::string lines;
     for (size_t i = first; i < entries.size(); ++i) {
         if (entries[i].serial > known) {
-            stream->push(recordEvent(entries[i]));
+            lines += "data: " + shownLine(entries[i]) + "\n";
+            entries[i].record.forgetFields();
         }
+    }
+    if (!lines.empty()) {
+        stream->push(recordsEvent(lines, history.lastSerial()));
     }
     streams.push_back(stream);
     return stream;
@@ -131,8 +157,11 @@ void PageApi::closeStreams()
 void PageApi::onTraffic(TraceRecord const& record)
 {
     noteClient(record);
-    tell(recordEvent(history.add(record)));
-    tellStateSoon();
+    History::Entry const& entry = history.add(record);
+    if (!streams.empty()) {
+        untold += "data: " + shownLine(entry) + "\n";
+    }
+    tellSoon();
 }
 
 Json PageApi::state() const
@@ -148,7 +177,7 @@ Json PageApi::state() const
     return {{"version", ZELOBOX_VERSION},
             {"instance", instance},
             {"socket", socket},
-            {"middleware", jsonOf(middleware.state())},
+            {"middleware", shownState(middleware.state())},
             {"clients", list},
             {"faults", lasting},
             {"records", {{"kept", history.entries().size()}, {"total", history.lastSerial()}}}};
@@ -175,11 +204,17 @@ void PageApi::tell(std::string const& text)
     streams.erase(std::remove_if(streams.begin(), streams.end(), hasGone), streams.end());
 }
 
-std::string PageApi::recordEvent(History::Entry const& entry) const
+void PageApi::tellRecords()
 {
-    Json shown = {{"serial", entry.serial}};
-    shown.update(shownOf(entry.record));
-    return eventText("record", shown, instance + "-" + std::to_string(entry.serial));
+    if (!untold.empty()) {
+        tell(recordsEvent(std::exchange(untold, std::string()), history.lastSerial()));
+    }
+}
+
+/// @param lines  one after the other, the last of which is the record with @p lastSerial
+std::string PageApi::recordsEvent(std::string const& lines, uint64_t lastSerial) const
+{
+    return "id: " + instance + "-" + std::to_string(lastSerial) + "\nevent: records\n" + lines + "\n";
 }
 
 /// @return 0 for an id that is not one of this process's
@@ -196,13 +231,15 @@ uint64_t PageApi::knownSerial(std::string const& lastEventId) const
     }
 }
 
-/// The middleware is told of before it changes, and often several times in a turn.
-void PageApi::tellStateSoon()
+/// Posted, because observers are called before the middleware changes its state; and once a turn, because there are
+/// often several records in one.
+void PageApi::tellSoon()
 {
-    if (!willTellState) {
-        willTellState = true;
+    if (!willTell) {
+        willTell = true;
         calls.post([this] {
-            willTellState = false;
+            willTell = false;
+            tellRecords();
             tell(eventText("state", state()));
         });
     }

@@ -1,5 +1,5 @@
 /// @file
-/// What the page and its scripts see of the middleware, and what they can have it do.
+/// The interface of the middleware for the page and for scripts: requests and events.
 #ifndef ZELO_ZELOBOX_PAGEAPI_H
 #define ZELO_ZELOBOX_PAGEAPI_H
 
@@ -49,7 +49,7 @@ public:
     /// Does not throw for anything that a request can get wrong.
     PageAnswer answer(PageRequest const& request);
 
-    /// @param lastEventId  of the last record that the page knows; empty for none
+    /// @param lastEventId  of the last record that the page knows, "INSTANCE-SERIAL"; empty for none
     /// @return a stream that begins with all that the page does not know yet; null when too many are open
     std::shared_ptr<EventStream> openStream(std::string const& lastEventId);
     void closeStreams();
@@ -69,17 +69,22 @@ private:
     PageAnswer getMessages(PageRequest const& request);
     PageAnswer getFaults(PageRequest const& request);
     PageAnswer getTrace(PageRequest const& request);
+    PageAnswer getRecord(PageRequest const& request);
     PageAnswer postSend(PageRequest const& request);
+    PageAnswer postResend(PageRequest const& request);
     PageAnswer postKey(PageRequest const& request);
     PageAnswer postConfig(PageRequest const& request);
     PageAnswer postFault(PageRequest const& request);
 
     Json state() const;
+    PageAnswer sent(Frame const& frame, size_t receivers);
+    History::Entry const& entryOf(uint64_t serial) const;
     void noteClient(TraceRecord const& record);
     void tell(std::string const& text);
-    std::string recordEvent(History::Entry const& entry) const;
+    void tellRecords();
+    std::string recordsEvent(std::string const& lines, uint64_t lastSerial) const;
     uint64_t knownSerial(std::string const& lastEventId) const;
-    void tellStateSoon();
+    void tellSoon();
 
     struct Client {
         int64_t since = 0;
@@ -93,7 +98,8 @@ private:
     History history;
     std::map<unsigned, Client> clients;
     std::vector<std::shared_ptr<EventStream>> streams;
-    bool willTellState = false;
+    std::string untold; // records of this turn, one line each
+    bool willTell = false;
 };
 
 } // namespace zelobox

@@ -1,12 +1,14 @@
+#include <algorithm>
 #include <set>
 #include <sstream>
 
 #include "cobalt/ZeloCobalt.h"
-#include "zelobox/capture/TraceFile.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
+#include "zelobox/protocol/TraceFile.h"
 #include "zelobox/web/PageApi.h"
 
 namespace zelobox {
@@ -16,6 +18,8 @@ namespace {
 /// KeyCodeToSbKey() knows no others.
 uint32_t const firstCommand = 2;
 uint32_t const lastCommand = 76;
+
+size_t const mostShownText = 200;
 
 /// Whether @p what ends or blocks the thread that the page needs too.
 bool takesThePageAlong(FaultMode what)
@@ -67,7 +71,8 @@ std::vector<PageApi::Route> const& PageApi::routes()
         {"GET", "/api/messages", &PageApi::getMessages}, {"GET", "/api/faults", &PageApi::getFaults},
         {"GET", "/api/trace", &PageApi::getTrace},       {"POST", "/api/send", &PageApi::postSend},
         {"POST", "/api/key", &PageApi::postKey},         {"POST", "/api/config", &PageApi::postConfig},
-        {"POST", "/api/fault", &PageApi::postFault},
+        {"POST", "/api/fault", &PageApi::postFault},     {"GET", "/api/record", &PageApi::getRecord},
+        {"POST", "/api/resend", &PageApi::postResend},
     };
     return table;
 }
@@ -122,9 +127,24 @@ PageAnswer PageApi::getTrace(PageRequest const& request)
     TraceWriter writer(file, format == "jsonl" ? TraceFormat::JsonLines : TraceFormat::Pcapng);
     for (History::Entry const& entry : history.entries()) {
         writer.write(entry.record);
+        entry.record.forgetFields();
     }
     answer.body = file.str();
     return answer;
+}
+
+PageAnswer PageApi::getRecord(PageRequest const& request)
+{
+    auto const found = request.query.find("serial");
+    std::string const serial = found != request.query.end() ? found->second : "";
+    if (serial.empty() || serial.size() > 18 || serial.find_first_not_of("0123456789") != std::string::npos) {
+        throw InputError("serial: expected the number of a record, found \"" + serial + "\"");
+    }
+    History::Entry const& entry = entryOf(std::stoull(serial));
+    Json json = {{"serial", entry.serial}};
+    json.update(jsonOf(entry.record));
+    entry.record.forgetFields();
+    return jsonAnswer(json);
 }
 
 PageAnswer PageApi::postSend(PageRequest const& request)
@@ -135,8 +155,44 @@ PageAnswer PageApi::postSend(PageRequest const& request)
     Frame const frame = frameFrom(fields, middleware.state().config);
     fields.end();
     size_t const receivers = everyone ? middleware.sendToAll(frame) : middleware.send(frame);
-    tellStateSoon();
-    return jsonAnswer({{"receivers", receivers}, {"sent", textOf(frame)}});
+    return sent(frame, receivers);
+}
+
+/// Whatever is wrong with the bytes goes out again as it is.
+PageAnswer PageApi::postResend(PageRequest const& request)
+{
+    Json const body = parsed(request);
+    JsonFields fields(body, request.path);
+    uint64_t const serial = fields.number("serial", UINT64_MAX);
+    fields.end();
+    TraceRecord const record = entryOf(serial).record; // sending adds to the history
+    if (record.event != TraceRecord::Event::Frame || record.direction != Direction::ToHost) {
+        fields.fail("serial", "record " + std::to_string(serial) + " is no frame to a host");
+    }
+    return sent(record.frame, middleware.send(record.frame));
+}
+
+/// @throw InputError
+History::Entry const& PageApi::entryOf(uint64_t serial) const
+{
+    auto const& entries = history.entries();
+    if (entries.empty() || serial < entries.front().serial || serial > entries.back().serial) {
+        throw InputError("record " + std::to_string(serial) + " is not kept; the latest 10,000 are, up to 32 MiB");
+    }
+    return entries[serial - entries.front().serial];
+}
+
+/// "sent" is cut: it is for people. "waiting" counts the receivers that do not have all of it yet.
+PageAnswer PageApi::sent(Frame const& frame, size_t receivers)
+{
+    tellSoon();
+    std::string text = textOf(frame);
+    if (text.size() > mostShownText) {
+        text.resize(mostShownText);
+        text += "...";
+    }
+    size_t const waiting = std::min(receivers, middleware.waitingClients());
+    return jsonAnswer({{"receivers", receivers}, {"waiting", waiting}, {"sent", text}});
 }
 
 PageAnswer PageApi::postKey(PageRequest const& request)
@@ -148,7 +204,7 @@ PageAnswer PageApi::postKey(PageRequest const& request)
         fields.has("key") ? commandNamed(fields.text("key"), fields) : fields.number("command", 0xFFFF);
     fields.end();
     Frame const frame = frameOf(IPCMessageUnsignedInt(IPC_REMOTE_KEY, static_cast<uint32_t>(modifier << 16 | command)));
-    return jsonAnswer({{"receivers", middleware.send(frame)}, {"sent", textOf(frame)}});
+    return sent(frame, middleware.send(frame));
 }
 
 PageAnswer PageApi::postConfig(PageRequest const& request)
@@ -159,7 +215,7 @@ PageAnswer PageApi::postConfig(PageRequest const& request)
     mergeConfig(fields, config);
     fields.end();
     size_t const receivers = middleware.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, payloadOf(config)});
-    tellStateSoon();
+    tellSoon();
     return jsonAnswer({{"receivers", receivers}, {"config", jsonOf(middleware.state().config)}});
 }
 
@@ -175,7 +231,7 @@ PageAnswer PageApi::postFault(PageRequest const& request)
     fields.end();
     size_t const receivers = middleware.clients().size();
     middleware.apply(info->what);
-    tellStateSoon();
+    tellSoon();
     return jsonAnswer({{"receivers", receivers}});
 }
 

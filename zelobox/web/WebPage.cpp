@@ -53,7 +53,7 @@ void give(PageAnswer const& answer, httplib::Response& response)
     }
 }
 
-PageRequest deskRequest(httplib::Request const& request)
+PageRequest pageRequest(httplib::Request const& request)
 {
     PageRequest made;
     made.method = request.method == "HEAD" ? "GET" : request.method;
@@ -164,7 +164,7 @@ private:
     void answer(Request const& request, Response& response)
     {
         try {
-            give(calls.call([this, made = deskRequest(request)] { return api.answer(made); }), response);
+            give(calls.call([this, made = pageRequest(request)] { return api.answer(made); }), response);
         } catch (LoopExecutor::Closed const& closed) {
             give(errorAnswer(503, closed.what()), response);
         }
@@ -175,7 +175,10 @@ private:
     {
         std::shared_ptr<EventStream> events;
         try {
-            std::string const known = request.get_header_value("Last-Event-ID");
+            // A browser that comes back by itself has the header, and the address of its first request.
+            bool const isBack = request.has_header("Last-Event-ID");
+            std::string const known =
+                isBack ? request.get_header_value("Last-Event-ID") : request.get_param_value("after");
             events = calls.call([this, known] { return api.openStream(known); });
         } catch (LoopExecutor::Closed const& closed) {
             return give(errorAnswer(503, closed.what()), response);

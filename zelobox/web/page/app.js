@@ -1,11 +1,13 @@
 // Puts the page together.
+import { byId } from './dom.js';
+import { startDock } from './dock.js';
 import { get, listen } from './middleware.js';
-import { addRecord, startFrames } from './frames.js';
+import { addRecords, startFrames } from './frames.js';
 import { startRemote } from './remote.js';
-import { showClients, showConfig, showFaultModes, startSettings } from './settings.js';
+import { editMessage, showClients, showConfig, showFaultModes, startSettings } from './settings.js';
 import { showTelevision, startTelevision } from './television.js';
 
-const link = document.getElementById('link');
+const link = byId('link');
 let faultModes = [];
 let instance;
 let lastSerial = 0;
@@ -21,36 +23,41 @@ function showLink(kind, text) {
 function showState(state) {
   const count = state.clients.length;
   showLink(count ? 'up' : 'waiting', count ? `${count} client${count === 1 ? '' : 's'} connected` : 'Waiting for a host');
-  document.getElementById('socket').textContent = state.socket;
-  document.getElementById('version').textContent = `zelobox ${state.version}`;
-  showTelevision(state.middleware);
+  byId('socket').textContent = state.socket;
+  byId('version').textContent = `zelobox ${state.version}`;
+  showTelevision(state.middleware, count > 0);
   showClients(state.clients);
   showConfig(state.middleware.config);
   showFaultModes(faultModes, state.faults);
 }
 
+/// A page that was not shown for long is told the latest only.
+function withGap(records) {
+  const gap = records.length > 0 && lastSerial > 0 ? records[0].serial - lastSerial - 1 : 0;
+  lastSerial = records.at(-1)?.serial ?? lastSerial;
+  return gap > 0 ? [{ event: 'missed', count: gap, time: records[0].time }, ...records] : records;
+}
+
+function onInstance(current) {
+  if (instance && instance !== current) {
+    addRecords([{ time: Date.now() / 1000, event: 'restarted' }]);
+  }
+  lastSerial = instance === current ? lastSerial : 0;
+  instance = current;
+}
+
 async function start() {
-  document.getElementById('port').textContent = location.port;
-  startFrames();
+  byId('port').textContent = location.port;
+  startDock();
+  startFrames({ onEdit: editMessage });
   startTelevision((problem) => showLink('lost', problem));
   faultModes = await get('/api/faults');
   await Promise.all([startRemote(), startSettings()]);
   listen({
     onState: showState,
-    onRecord: (record) => {
-      if (record.serial > lastSerial) { // a new stream may repeat what the page knows
-        lastSerial = record.serial;
-        addRecord(record);
-      }
-    },
-    onInstance: (current) => {
-      if (instance && instance !== current) {
-        addRecord({ serial: current, time: Date.now() / 1000, event: 'restarted' });
-      }
-      lastSerial = instance === current ? lastSerial : 0;
-      instance = current;
-    },
-    onLink: (isUp) => showLink(isUp ? 'waiting' : 'lost', isUp ? 'Connected' : 'zelobox is gone; trying again…'),
+    onRecords: (records) => addRecords(withGap(records)),
+    onInstance,
+    onLost: () => showLink('lost', 'zelobox is gone; trying again…'),
   });
 }
 

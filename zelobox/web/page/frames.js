@@ -1,146 +1,246 @@
-// The table of frames: the latest first, a window on what the page has kept.
+// The panel of frames: one line each, the latest last.
+//
+// The list follows the latest as long as its end is in view and nobody reads: with the pointer on a row, an open row or
+// a selection, what is in view stays, and a button says how many have come since.
+import { byId, element, icon } from './dom.js';
+import { detailOf } from './detail.js';
+import { Records, filterFor, timeText } from './records.js';
+import { VirtualList } from './virtual-list.js';
 
-const byId = (id) => document.getElementById(id);
-const mostKept = 2000;
-const mostShown = 200;
+const wayNames = { toHost: 'to the host', toMiddleware: 'to the middleware', callback: 'callback' };
 
-let kept = []; // oldest first
-let held = null; // what the table shows while it is paused
-let since = 0; // how many have come while it was paused
-let dirty = false;
+const records = new Records();
+const connections = new Set();
+let list;
+let isWanted = () => true;
+let isFiltered = false;
+let handlers;
+let isHeld = false; // by the button
+let isPointed = false;
+let wasAtEnd = true; // where the list was scrolled to, before anything was added
+let news = 0;
+let isDirty = false;
 
-function cell(tag, className, ...children) {
-  const made = document.createElement(tag);
-  made.className = className;
-  made.append(...children);
+const scroller = byId('table-scroll');
+
+function lineOf(row) {
+  const way = element('span', { className: 'way' });
+  if (row.way) {
+    way.append(icon(row.way), element('span', { textContent: ` ${wayNames[row.way]} ` }),
+      element('small', { textContent: row.connection ?? '' }));
+  }
+  const open = element('button', { type: 'button', className: 'open', tabIndex: -1, ariaLabel: `Details of ${row.name}` },
+    icon('right'));
+  open.setAttribute('aria-expanded', 'false');
+  return element('div', { className: 'line' }, open, element('span', { className: 'time', textContent: timeText(row.time) }),
+    way, element('span', { className: 'name', textContent: row.name }),
+    element('span', { className: 'detail', textContent: row.detail }),
+    element('span', { className: 'size', textContent: row.size ? `${row.size} B` : '' }));
+}
+
+function showOpen(made, row, isOpen) {
+  made.classList.toggle('is-open', isOpen);
+  made.querySelector('.open').setAttribute('aria-expanded', isOpen);
+  if (isOpen) {
+    made.append(detailOf(JSON.parse(row.line), handlers));
+  } else {
+    made.querySelector('.body')?.remove();
+  }
+}
+
+function makeRow(row, isOpen) {
+  const made = element('div', { className: `frame ${row.way || 'event'}` }, lineOf(row));
+  made.setAttribute('role', 'listitem');
+  made.dataset.serial = row.serial;
+  if (row.isEvent || row.line === '') {
+    made.querySelector('.open').remove();
+  } else if (isOpen) {
+    showOpen(made, row, true);
+  }
   return made;
 }
 
-function timeText(time) {
-  const date = new Date(time * 1000);
-  return `${date.toLocaleTimeString([], { hour12: false })}.${String(date.getMilliseconds()).padStart(3, '0')}`;
+function rowOf(made) {
+  const row = list.items[list.indexOf(made.number)];
+  return row?.number === made.number ? row : undefined;
 }
 
-function fieldsText(record) {
-  const fields = Object.entries(record.fields ?? {}).map(([name, value]) => `${name}=${JSON.stringify(value)}`).join(' ');
-  return record.key ? `${fields} (${record.key})` : fields;
-}
-
-function titleOf(record) {
-  if (record.event === 'restarted') {
-    return 'zelobox was started anew';
+function toggle(made) {
+  const row = rowOf(made);
+  if (row && made.querySelector('.open')) {
+    showOpen(made, row, !list.isOpen(row));
+    list.setOpen(row, !list.isOpen(row));
   }
-  return record.name ?? (record.event === 'raw' ? 'raw bytes' : `connection ${record.connection} ${record.event}`);
 }
 
-function detailOf(record) {
-  return record.reason ?? (record.event === 'raw' ? `${record.hex.length / 2} bytes` : fieldsText(record));
+function isRead() {
+  const selection = document.getSelection();
+  const isSelected = selection !== null && !selection.isCollapsed && selection.containsNode(byId('rows'), true);
+  const hasFocus = byId('rows').contains(document.activeElement);
+  const openInView = [...list.extras.keys()].some((row) => list.elements.has(row));
+  return isHeld || isPointed || isSelected || hasFocus || openInView;
 }
 
-/// "6d 01 00 1a  00 00 00 04 ..." in lines of 16, with the offset and the characters.
-export function hexDump(hex) {
-  const bytes = hex.match(/../g) ?? [];
-  const lines = [];
-  for (let i = 0; i < bytes.length; i += 16) {
-    const line = bytes.slice(i, i + 16);
-    const text = line.map((byte) => String.fromCharCode(parseInt(byte, 16))).join('').replace(/[^ -~]/g, '·');
-    const digits = `${line.slice(0, 8).join(' ')}  ${line.slice(8).join(' ')}`;
-    lines.push(`${i.toString(16).padStart(4, '0')}  ${digits.padEnd(48)}  ${text}`);
+function showNews() {
+  byId('news').hidden = news === 0;
+  byId('news-count').textContent = news.toLocaleString('en');
+}
+
+function showCount() {
+  const all = records.rows.length.toLocaleString('en');
+  byId('empty').hidden = records.rows.length !== 0;
+  byId('count').textContent = records.rows.length === 0 ? '' :
+    (isFiltered ? `${list.items.length.toLocaleString('en')} of ${all} shown` : `${all} shown`) + (isHeld ? '; the list is paused' : '');
+}
+
+function followOrStay() {
+  if (wasAtEnd && !isRead()) {
+    list.scrollTo(list.end);
+    news = 0;
   }
-  return lines.join('\n');
+  showNews();
 }
 
-function wayCell(record) {
-  if (!record.direction) {
-    return cell('td', 'way', '');
-  }
-  const toHost = record.direction === 'toHost';
-  const arrow = cell('span', 'arrow', toHost ? '→' : '←');
-  arrow.setAttribute('aria-hidden', 'true');
-  return cell('td', `way ${record.direction}`, arrow, toHost ? ' host' : ' box', cell('small', '', ` ${record.connection}`));
-}
-
-function hexButton(record) {
-  const button = cell('button', 'hex', 'hex');
-  button.type = 'button';
-  button.setAttribute('aria-expanded', Boolean(record.isOpen));
-  button.setAttribute('aria-label', `Bytes of ${titleOf(record)}`);
-  button.addEventListener('click', () => {
-    record.isOpen = !record.isOpen;
-    draw();
-  });
-  return button;
-}
-
-function rowsOf(record) {
-  const row = cell('tr', record.direction ? '' : 'event', cell('td', 'time', timeText(record.time)), wayCell(record),
-    cell('td', 'name', titleOf(record)), cell('td', 'detail', detailOf(record)), cell('td', 'bytes'));
-  row.dataset.serial = record.serial;
-  if (!record.hex) {
-    return [row];
-  }
-  row.lastElementChild.append(hexButton(record));
-  if (!record.isOpen) {
-    return [row];
-  }
-  const dump = cell('td', 'dump', cell('pre', '', hexDump(record.hex) + (record.cut ? '\n…' : '')));
-  dump.colSpan = 5;
-  return [row, cell('tr', 'dump-row', dump)];
-}
-
-function isWanted(record) {
-  const way = byId('way').value;
-  const text = byId('filter').value.trim().toLowerCase();
-  const isInText = `${titleOf(record)} ${detailOf(record)}`.toLowerCase().includes(text);
-  return (way === '' || record.direction === way) && isInText;
-}
-
+/// However many come at once, the list is drawn once a picture.
 function draw() {
-  dirty = false;
-  const all = held ?? kept;
-  const wanted = all.filter(isWanted);
-  const focused = byId('rows').contains(document.activeElement) &&
-    document.activeElement.closest('tr').dataset.serial;
-  byId('rows').replaceChildren(...wanted.slice(-mostShown).reverse().flatMap(rowsOf));
-  if (focused) {
-    byId('rows').querySelector(`[data-serial="${focused}"] button`)?.focus({ preventScroll: true });
-  }
-  byId('empty').hidden = all.length !== 0;
-  const shown = Math.min(wanted.length, mostShown);
-  byId('count').textContent = (all.length === 0 ? '' : `${shown} of ${all.length} shown`) +
-    (held ? `; paused, ${since} more since` : '');
+  isDirty = false;
+  list.forgetBefore(records.forgetOldest());
+  list.measure();
+  followOrStay();
+  list.render();
+  showCount();
 }
 
-/// However many come at once, the table is drawn once a frame.
 function drawSoon() {
-  if (!dirty) {
-    dirty = true;
+  if (!isDirty) {
+    isDirty = true;
     requestAnimationFrame(draw);
   }
 }
 
-export function addRecord(record) {
-  kept.push(record);
-  since += 1;
-  if (kept.length > mostKept) {
-    kept = kept.slice(-mostKept);
+function addConnection({ connection }) {
+  if (connection !== undefined && !connections.has(connection)) {
+    connections.add(connection);
+    byId('connection').append(element('option', { value: connection, textContent: `connection ${connection}` }));
+    while (byId('connection').length > 200) {
+      byId('connection').remove(1);
+    }
+  }
+}
+
+export function addRecords(added) {
+  for (const record of added) {
+    const row = records.add(record);
+    addConnection(row);
+    if (isWanted(row)) {
+      list.items.push(row);
+      news += 1;
+    }
   }
   drawSoon();
 }
 
-export function startFrames() {
-  byId('filter').addEventListener('input', draw);
-  byId('way').addEventListener('change', draw);
+function applyFilter() {
+  const filter = { text: byId('filter').value, way: byId('way').value, connection: byId('connection').value };
+  isFiltered = Object.values(filter).some((value) => value.trim() !== '');
+  isWanted = filterFor(filter);
+  news = 0;
+  list.setItems(records.rows.filter(isWanted));
+  draw();
+}
+
+function goToEnd() {
+  wasAtEnd = true;
+  isPointed = false;
+  document.getSelection()?.removeAllRanges();
+  list.scrollTo(list.end);
+  list.render();
+  news = 0;
+  showNews();
+  scroller.focus({ preventScroll: true });
+}
+
+function moveFocus(made, step) {
+  const row = made ? rowOf(made) : undefined;
+  const from = row ? list.indexOf(row.number) : list.indexAt(list.top + list.viewHeight - 1) - Math.sign(step);
+  const index = Math.max(0, Math.min(list.items.length - 1, from + step));
+  if (list.items.length === 0) {
+    return;
+  }
+  const offset = list.offsetOf(index);
+  if (offset < list.top) {
+    list.scrollTo(offset);
+  } else if (offset + list.rowHeight > list.top + list.viewHeight) {
+    list.scrollTo(offset + list.rowHeight - list.viewHeight);
+  }
+  list.render();
+  const next = list.elements.get(list.items[index]);
+  const target = next.querySelector('.open') ?? next;
+  target.tabIndex = -1;
+  target.focus({ preventScroll: true });
+}
+
+function onKey(event) {
+  const made = event.target.closest('.frame');
+  const isOnRow = event.target === scroller || event.target === made || event.target.matches('.open');
+  const page = Math.max(1, Math.floor(list.viewHeight / list.rowHeight) - 1);
+  const steps = { ArrowDown: 1, ArrowUp: -1, PageDown: page, PageUp: -page, Home: -Infinity, End: Infinity };
+  if (isOnRow && event.key in steps && !event.ctrlKey && !event.altKey) {
+    event.preventDefault();
+    moveFocus(made, steps[event.key]);
+  } else if (event.key === 'Escape' && made) {
+    scroller.focus({ preventScroll: true });
+  }
+}
+
+function watchReader() {
+  scroller.addEventListener('scroll', () => {
+    if (Math.abs(scroller.scrollTop - list.top) < 1) {
+      return; // the list's own
+    }
+    list.top = scroller.scrollTop;
+    wasAtEnd = list.top >= list.end - 1;
+    news = wasAtEnd ? 0 : news;
+    showNews();
+    list.render();
+  }, { passive: true });
+  scroller.addEventListener('wheel', ({ deltaY }) => { wasAtEnd = wasAtEnd && deltaY >= 0; }, { passive: true });
+  byId('rows').addEventListener('pointermove', ({ pointerType }) => { isPointed = pointerType === 'mouse'; });
+  scroller.addEventListener('pointerleave', () => {
+    isPointed = false;
+    drawSoon();
+  });
+  scroller.addEventListener('focusout', drawSoon);
+  document.addEventListener('selectionchange', drawSoon);
+  list.onResized = followOrStay;
+}
+
+export function startFrames(rowHandlers) {
+  handlers = rowHandlers;
+  list = new VirtualList(scroller, byId('rows'), makeRow);
+  watchReader();
+  for (const [id, event] of [['filter', 'input'], ['way', 'change'], ['connection', 'change']]) {
+    byId(id).addEventListener(event, applyFilter);
+  }
+  byId('rows').addEventListener('click', ({ target }) => {
+    const line = target.closest('.line');
+    if (line && document.getSelection().isCollapsed) {
+      toggle(line.parentElement);
+    }
+  });
+  scroller.addEventListener('keydown', onKey);
+  byId('news').addEventListener('click', goToEnd);
   byId('hold').addEventListener('click', () => {
-    held = held ? null : [...kept];
-    since = 0;
-    byId('hold').setAttribute('aria-pressed', held !== null);
-    byId('hold').textContent = held ? 'Go on' : 'Pause';
+    isHeld = !isHeld;
+    byId('hold').setAttribute('aria-pressed', isHeld);
     draw();
   });
   byId('clear').addEventListener('click', () => {
-    kept = [];
-    held = held && [];
-    draw();
+    records.clear();
+    connections.clear();
+    byId('connection').length = 1;
+    list.extras.clear();
+    wasAtEnd = true;
+    applyFilter();
   });
 }

@@ -7,8 +7,11 @@ const named = {
   MediaRewind: 'Rewind', MediaFastForward: 'Fast forward', MediaTrackPrevious: 'Previous', MediaTrackNext: 'Next',
 };
 
-const shown = { ' ': 'Space bar', MediaPlayPause: '⏯', MediaStop: '⏹', MediaRewind: '⏪', MediaFastForward: '⏩',
-  MediaTrackPrevious: '⏮', MediaTrackNext: '⏭', ArrowUp: '↑', ArrowDown: '↓', ArrowLeft: '←', ArrowRight: '→' };
+/// In words: a machine may lack the glyphs of the keys.
+const shown = { ' ': 'Space bar', MediaPlayPause: 'Media play/pause', MediaStop: 'Media stop', MediaRewind: 'Media rewind',
+  MediaFastForward: 'Media forward', MediaTrackPrevious: 'Media previous', MediaTrackNext: 'Media next',
+  ArrowUp: 'Arrow up', ArrowDown: 'Arrow down', ArrowLeft: 'Arrow left', ArrowRight: 'Arrow right', PageUp: 'Page up',
+  PageDown: 'Page down' };
 
 /// Gives the name of the box's key; nothing for a key that has none.
 function keyNameOf(event) {

@@ -1,46 +1,92 @@
 // The middleware as the page knows it: requests to it, and what it tells.
+import { Hub } from './hub.js';
 
-/// Sends JSON; gives the answer or throws an Error with the middleware's own words.
-export async function post(path, body) {
+const patienceMs = 2500; // a person takes a button for dead after 3 s
+
+async function request(path, options) {
   let response;
   try {
-    response = await fetch(path, { method: 'POST', body: JSON.stringify(body) });
-  } catch {
-    throw new Error('zelobox does not answer');
+    response = await fetch(path, { ...options, signal: AbortSignal.timeout(patienceMs) });
+    const answer = await response.json();
+    if (response.ok) {
+      return answer;
+    }
+    throw Object.assign(new Error(answer.error), { isAnswer: true });
+  } catch (error) {
+    if (error.isAnswer) {
+      throw error;
+    }
+    throw new Error(error.name === 'TimeoutError' ? `Not sent: zelobox has not answered for ${patienceMs / 1000} s`
+      : 'Not sent: zelobox does not answer');
   }
-  const answer = await response.json();
-  if (!response.ok) {
-    throw new Error(answer.error);
-  }
-  return answer;
 }
 
-export async function get(path) {
-  return (await fetch(path)).json();
+/// Sends JSON; gives the answer or throws an Error with the middleware's own words.
+export function post(path, body) {
+  return request(path, { method: 'POST', body: JSON.stringify(body) });
+}
+
+export function get(path) {
+  return request(path);
 }
 
 /// "sent to 2 clients"
-export function receiversText(receivers) {
+export function receiversText({ receivers, waiting = 0 }) {
+  const clients = (count) => `${count} client${count === 1 ? '' : 's'}`;
   if (receivers === 0) {
     return 'nobody has subscribed to it';
   }
-  return `sent to ${receivers} client${receivers === 1 ? '' : 's'}`;
+  const sent = receivers - waiting;
+  return [sent ? `sent to ${clients(sent)}` : '', waiting ? `not yet sent to ${clients(waiting)}` : '']
+    .filter(Boolean).join(', ');
 }
 
-/// Calls back onState, onRecord, onInstance and onLink(isUp) until the page is closed. The browser comes back by itself
-/// after a lost connection and says what it knows; only a refusal ends that, and is tried again here.
-export function listen({ onState, onRecord, onInstance, onLink }) {
-  const source = new EventSource('/api/events');
-  source.addEventListener('hello', (event) => {
-    onLink(true);
-    onInstance(JSON.parse(event.data).instance);
-  });
-  source.addEventListener('state', (event) => onState(JSON.parse(event.data)));
-  source.addEventListener('record', (event) => onRecord(JSON.parse(event.data)));
-  source.addEventListener('error', () => {
-    onLink(false);
-    if (source.readyState === EventSource.CLOSED) {
-      setTimeout(() => listen({ onState, onRecord, onInstance, onLink }), 1000);
-    }
-  });
+/// Two ends that hand messages to each other, in place of a worker's where a browser has none to share.
+function localPort() {
+  const tab = { postMessage: (data) => hubEnd.onmessage({ data }) };
+  const hubEnd = { postMessage: (data) => tab.onmessage({ data }) };
+  new Hub().connect(hubEnd);
+  return tab;
+}
+
+function sharedPort(onFailure) {
+  if (typeof SharedWorker === 'undefined') {
+    return localPort();
+  }
+  const worker = new SharedWorker('/hub-worker.js', { name: 'zelobox events 1', type: 'module' });
+  worker.onerror = onFailure;
+  return worker.port;
+}
+
+/// Calls back onState, onRecords(lines), onInstance and onLost until the page is closed.
+export function listen({ onState, onRecords, onInstance, onLost }) {
+  let port;
+  let instance = '';
+  let serial = 0;
+  const show = () => port.postMessage({ shown: document.visibilityState === 'visible', instance, serial });
+  const handlers = {
+    hello: (data) => {
+      const { instance: current } = JSON.parse(data);
+      serial = current === instance ? serial : 0;
+      instance = current;
+      onInstance(current);
+    },
+    state: (data) => onState(JSON.parse(data)),
+    records: (data) => {
+      const records = data.split('\n').map((line) => ({ line, ...JSON.parse(line) }))
+        .filter((record) => record.serial > serial); // a greeting may repeat what is known
+      serial = records.at(-1)?.serial ?? serial;
+      onRecords(records);
+    },
+    lost: onLost,
+  };
+  const use = (next) => {
+    port = next;
+    port.onmessage = ({ data }) => data.forEach(([name, text]) => handlers[name](text));
+    show();
+  };
+  use(sharedPort(() => use(localPort())));
+  document.addEventListener('visibilitychange', show);
+  addEventListener('pageshow', show);
+  addEventListener('pagehide', () => port.postMessage({ gone: true }));
 }

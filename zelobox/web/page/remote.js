@@ -15,8 +15,8 @@ function keyButton(name) {
 async function press(body, name) {
   const value = modifier.valueAsNumber || 0;
   try {
-    const { receivers } = await post('/api/key', { ...body, modifier: value });
-    display.textContent = `${name}${value ? ` + ${value}` : ''}: ${receiversText(receivers)}`;
+    const answer = await post('/api/key', { ...body, modifier: value });
+    display.textContent = `${name}${value ? ` + ${value}` : ''}: ${receiversText(answer)}`;
   } catch (error) {
     display.textContent = error.message;
   }

@@ -1,13 +1,6 @@
-// Clients, configuration, fault mode, any message.
+// Clients, configuration, fault modes, any message.
+import { byId, element } from './dom.js';
 import { get, post, receiversText } from './middleware.js';
-
-const byId = (id) => document.getElementById(id);
-
-function element(tag, properties, ...children) {
-  const made = Object.assign(document.createElement(tag), properties);
-  made.append(...children);
-  return made;
-}
 
 async function say(note, work) {
   try {
@@ -99,21 +92,39 @@ function editedConfig(form) {
   return config;
 }
 
-export function showFaultModes(available, lasting) {
-  const bad = byId('bad');
-  if (bad.childElementCount === 0) {
-    bad.append(...available.map(({ name, help, lasts }) => {
-      const button = element('button', { type: 'button', textContent: name, title: help });
-      button.dataset.what = name;
-      if (lasts) {
-        button.setAttribute('aria-pressed', 'false');
-      }
-      return button;
-    }));
+function faultRow({ name, help, lasts }) {
+  const button = element('button', { type: 'button', textContent: name });
+  button.dataset.what = name;
+  if (lasts) {
+    button.setAttribute('aria-pressed', 'false');
   }
-  for (const button of bad.querySelectorAll('[aria-pressed]')) {
-    button.setAttribute('aria-pressed', lasting.includes(button.dataset.what));
+  const text = element('span', { className: 'hint', id: `fault-${name}`, textContent: help });
+  button.setAttribute('aria-describedby', text.id);
+  return element('li', {}, button, text);
+}
+
+function drawFaultModes(available) {
+  const modes = available.filter(({ name }) => name !== 'none');
+  const group = (title, lasts) => {
+    const heading = element('h3', { textContent: title, id: `faults-${lasts ? 'lasting' : 'once'}` });
+    const list = element('ul', {}, ...modes.filter((mode) => mode.lasts === lasts).map(faultRow));
+    list.setAttribute('aria-labelledby', heading.id);
+    return [heading, list];
+  };
+  byId('bad').append(...group('Until it is ended', true), ...group('Once', false));
+}
+
+/// What is active has a badge in the header, wherever one has scrolled to.
+export function showFaultModes(available, active) {
+  if (byId('bad').childElementCount === 0) {
+    drawFaultModes(available);
   }
+  for (const button of byId('bad').querySelectorAll('[aria-pressed]')) {
+    button.setAttribute('aria-pressed', active.includes(button.dataset.what));
+  }
+  byId('faults-badge').hidden = active.length === 0;
+  byId('faults-badge-text').textContent = `Fault: ${active.join(', ')}`;
+  byId('faults-end').textContent = active.length > 1 ? 'End them' : 'End it';
 }
 
 function templateFor(name) {
@@ -122,6 +133,11 @@ function templateFor(name) {
     IPC_APP_LIFECYCLE: '{"text": "onpause"}', IPC_BROWSER_CONFIG: '{"language": "de"}',
   };
   return templates[name] ?? '{"bytes": ""}';
+}
+
+/// A type without a name goes by its number.
+function frameName(value) {
+  return /^\d+$/.test(value) ? Number(value) : value;
 }
 
 async function startSend() {
@@ -136,28 +152,55 @@ async function startSend() {
     say(byId('send-note'), async () => {
       const fields = JSON.parse(byId('send-fields').value || '{}');
       const unsubscribed = byId('send-all').checked;
-      const { receivers, sent } = await post('/api/send', { frame: byId('send-name').value, ...fields, unsubscribed });
-      return `${sent}: ${receiversText(receivers)}`;
+      const answer = await post('/api/send', { frame: frameName(byId('send-name').value), ...fields, unsubscribed });
+      return `${answer.sent}: ${receiversText(answer)}`;
     });
   });
+}
+
+/// All of them: the middleware knows no other way.
+function endFaults(apply) {
+  return apply('none', () => 'No fault is active.');
+}
+
+/// Puts a record into the form, to be changed and sent.
+export function editMessage(record) {
+  const isKnown = [...byId('send-name').options].some((option) => option.value === record.name);
+  const { malformed, inexact, ...fields } = record.fields;
+  const bytes = { kind: record.kind, bytes: record.hex.slice(16) };
+  const form = byId('send').closest('details');
+  form.open = true;
+  if (!isKnown) {
+    byId('send-name').append(element('option', { textContent: record.name, value: record.type }));
+  }
+  byId('send-name').value = isKnown ? record.name : record.type;
+  byId('send-fields').value = JSON.stringify(malformed || inexact || !isKnown ? bytes : fields, null, 1);
+  form.scrollIntoView({ block: 'nearest' });
+  byId('send-fields').focus();
 }
 
 export async function startSettings() {
   byId('config').addEventListener('submit', (event) => {
     event.preventDefault();
     say(byId('config-note'), async () => {
-      const { receivers } = await post('/api/config', editedConfig(event.target));
-      return receivers ? `Configuration ${receiversText(receivers)}.` : 'Kept for the next client that asks.';
+      const answer = await post('/api/config', editedConfig(event.target));
+      return answer.receivers ? `Configuration ${receiversText(answer)}.` : 'Kept for the next client that asks.';
     });
   });
-  byId('bad').addEventListener('click', (event) => {
-    const what = event.target.closest('[data-what]')?.dataset.what;
-    if (what) {
-      say(byId('bad-note'), async () => {
-        await post('/api/fault', { what });
-        return `Done: ${event.target.title}`;
-      });
+  const apply = (what, done) => say(byId('bad-note'), async () => {
+    const { receivers } = await post('/api/fault', { what });
+    return done(receivers);
+  });
+  byId('bad').addEventListener('click', ({ target }) => {
+    const what = target.closest('[data-what]')?.dataset.what;
+    if (what && target.getAttribute('aria-pressed') === 'true') {
+      endFaults(apply);
+    } else if (what && target.hasAttribute('aria-pressed')) {
+      apply(what, () => `"${what}" is active until it is ended.`);
+    } else if (what) {
+      apply(what, (receivers) => `"${what}": ${receivers ? `done to ${receivers === 1 ? '1 client' : `${receivers} clients`}` : 'there is no client to do it to'}.`);
     }
   });
+  byId('faults-end').addEventListener('click', () => endFaults(apply));
   await startSend();
 }

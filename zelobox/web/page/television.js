@@ -1,7 +1,9 @@
 // The screen: what the box shows, and the sound.
+import { byId } from './dom.js';
 import { post } from './middleware.js';
+import { cutText } from './records.js';
 
-const byId = (id) => document.getElementById(id);
+const longestMode = 40;
 const screen = byId('screen');
 const video = byId('video');
 const volume = byId('volume');
@@ -43,20 +45,37 @@ function showOsd({ volume: value, muted }) {
   osdTimer = setTimeout(() => osd.classList.remove('shown'), 2500);
 }
 
+/// Before a host exists nothing is known of what it shows.
+function showNothing() {
+  for (const id of ['fact-window', 'fact-mode', 'fact-control']) {
+    byId(id).textContent = 'no host';
+  }
+  byId('paused').hidden = true;
+  byId('video-label').textContent = '';
+  byId('pause').disabled = true;
+  byId('resume').disabled = true;
+}
+
 let before;
-export function showTelevision(box) {
+export function showTelevision(box, hasHost) {
   place(box.config, box.videoWindow);
   showSound(box);
   if (before && (before.volume !== box.volume || before.muted !== box.muted)) {
     showOsd(box);
   }
   before = box;
-  byId('fact-mode').textContent = box.windowMode || 'not said yet';
+  screen.classList.toggle('no-host', !hasHost);
+  byId('no-host').hidden = hasHost;
+  if (!hasHost) {
+    return showNothing();
+  }
+  byId('fact-mode').textContent = cutText(box.windowMode, longestMode) || 'not said yet';
   byId('fact-control').textContent = box.applicationHasControl ? 'the application' : 'the one before it';
   screen.classList.toggle('handed-back', !box.applicationHasControl);
   byId('paused').hidden = !box.paused;
   byId('pause').disabled = box.paused;
   byId('resume').disabled = !box.paused;
+  return undefined;
 }
 
 export function startTelevision(onError) {

@@ -1,0 +1,17 @@
+# cmake -DREADELF=... -DLIBRARY=... [-DGLIBC=2.28] [-DGLIBCXX=3.4.25] -P CheckVersions.cmake
+# Fails with the names of the symbols that need a newer C library or C++ runtime than that.
+execute_process(COMMAND "${READELF}" --wide --dyn-syms "${LIBRARY}" OUTPUT_VARIABLE symbols COMMAND_ERROR_IS_FATAL ANY)
+string(REGEX MATCHALL " UND [^ \n]+@(GLIBC|GLIBCXX)_[0-9.]+" needed "${symbols}")
+set(newer "")
+foreach(symbol IN LISTS needed)
+  string(REGEX MATCH " UND ([^@]+)@(GLIBC|GLIBCXX)_([0-9.]+)" symbol "${symbol}")
+  if(${CMAKE_MATCH_2} AND CMAKE_MATCH_3 VERSION_GREATER ${CMAKE_MATCH_2})
+    string(APPEND newer "\n  ${CMAKE_MATCH_1} needs ${CMAKE_MATCH_2}_${CMAKE_MATCH_3}")
+  endif()
+endforeach()
+if(NOT needed)
+  message(FATAL_ERROR "${LIBRARY}: no versioned symbol is seen")
+endif()
+if(newer)
+  message(FATAL_ERROR "${LIBRARY}: newer than the box's C library ${GLIBC} or C++ runtime ${GLIBCXX}:${newer}")
+endif()

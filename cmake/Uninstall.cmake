@@ -1,0 +1,16 @@
+# Run in the build directory: removes the files that the manifest of the last installation names.
+foreach(manifest IN ITEMS install_manifest.txt install_manifest_library.txt install_manifest_development.txt
+                          install_manifest_tools.txt)
+  if(EXISTS "${CMAKE_BINARY_DIR}/${manifest}")
+    file(STRINGS "${CMAKE_BINARY_DIR}/${manifest}" files)
+    foreach(file IN LISTS files)
+      file(REMOVE "$ENV{DESTDIR}${file}")
+      message(STATUS "Removed: $ENV{DESTDIR}${file}")
+    endforeach()
+    file(REMOVE "${CMAKE_BINARY_DIR}/${manifest}")
+    set(found TRUE)
+  endif()
+endforeach()
+if(NOT found)
+  message(FATAL_ERROR "${CMAKE_BINARY_DIR}: nothing has been installed")
+endif()

@@ -1,0 +1,107 @@
+#include "tests/simulation/Conversation.h"
+
+#include <stdexcept>
+
+#include "tests/simulation/Findings.h"
+#include "tests/simulation/Trace.h"
+
+namespace simulation {
+
+namespace {
+
+enum : uint16_t {
+    AllowedList = 1,
+    ConfigurationRequest = 23,
+    VideoWindow = 29,
+    PreviousController = 34,
+    ClientState = 37,
+    ConfigurationState = 38,
+    VideoWindowMode = 44,
+};
+
+std::string const allowedTypes = [] {
+    std::string bytes;
+    for (unsigned const type : {8U, 24U, 25U, 26U, 27U, 36U, 39U, 42U, 49U, 58U}) {
+        bytes += bigEndian(type, 4);
+    }
+    return bytes;
+}();
+
+} // namespace
+
+void Conversation::require(bool holds, char const* what) const
+{
+    if (!holds) {
+        fail("conversation", std::string(what) + " on connection " + std::to_string(number));
+    }
+}
+
+void Conversation::written(char const* bytes, size_t size, std::map<uint16_t, uint32_t>& lastOfThread)
+{
+    unread.append(bytes, size);
+    Frame next;
+    try {
+        while (takeFrame(unread, next)) {
+            ++frames;
+            frame(next, lastOfThread);
+        }
+    } catch (std::runtime_error const& error) {
+        fail("conversation", error.what());
+    }
+}
+
+void Conversation::frame(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread)
+{
+    TRACE("   the middleware gets type %u, %zu bytes, on connection %d", frame.type, frame.payload.size(), number);
+    switch (frame.type) {
+    case AllowedList:
+        return allowedList(frame);
+    case ConfigurationRequest:
+        require(frame.kind == 0 && frame.payload.empty(), "a request for the configuration that is none");
+        require(lists != 0 && ++configurationRequests == 1, "a request for the configuration out of turn");
+        return;
+    case ClientState:
+        require(frame.kind == 1 && numberOf(frame.payload, 0, 4) == 2, "a client state that is none");
+        require(configurationRequests == 1 && ++states == 1, "a client state out of turn");
+        return;
+    case ConfigurationState:
+        require(frame.kind == 1 && numberOf(frame.payload, 0, 4) == 2, "an acknowledgement that is none");
+        require(++acknowledgements <= configurations, "an acknowledgement of nothing");
+        return;
+    case VideoWindow:
+        return window(frame, lastOfThread);
+    case VideoWindowMode:
+        require(frame.kind == 4 && frame.payload == bigEndian(3, 4) + "box" + '\0', "a window mode that is none");
+        require(++modes <= windows + strays, "a window mode without its window");
+        return;
+    case PreviousController:
+        require(frame.kind == 1 && numberOf(frame.payload, 0, 4) == 4, "a controller request that is none");
+        return;
+    default:
+        require(false, "a frame of unknown type");
+    }
+}
+
+void Conversation::allowedList(Frame const& frame)
+{
+    require(frame.kind == 0 && frame.payload == allowedTypes, "a list of types that is none");
+    require(++lists <= (isFirst ? 1U : 2U) && configurationRequests == 0, "a list of types out of turn");
+}
+
+void Conversation::window(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread)
+{
+    require(frame.kind == 0 && frame.payload.size() == 9, "a video window that is none");
+    ++windows;
+    uint16_t const thread = static_cast<uint16_t>(numberOf(frame.payload, 0, 2));
+    uint32_t const request = static_cast<uint32_t>(numberOf(frame.payload, 2, 4));
+    if (thread == 0) {
+        require(++resets <= acknowledgements, "a reset window before its acknowledgement");
+        return;
+    }
+    uint32_t& last = lastOfThread[thread];
+    require(request > last, "a request twice or out of order");
+    last = request;
+    due.erase(request);
+}
+
+} // namespace simulation

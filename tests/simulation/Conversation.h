@@ -1,0 +1,73 @@
+/// @file
+/// What the library has written on one connection, and whether it is a legal conversation.
+#ifndef ZELO_SIMULATION_CONVERSATION_H
+#define ZELO_SIMULATION_CONVERSATION_H
+
+#include <stdint.h>
+
+#include <map>
+#include <set>
+#include <string>
+
+#include "tests/simulation/Wire.h"
+
+namespace simulation {
+
+/// A host's request; its number travels in the coordinates of the video window.
+struct Request {
+    uint16_t thread = 0; ///< 0: the window of a configuration
+    uint32_t number = 0;
+};
+
+class Conversation {
+public:
+    Conversation() = default;
+    Conversation(int connectionNumber, bool isFirstOfRun) : number(connectionNumber), isFirst(isFirstOfRun) {}
+
+    /// @return the requests that have become complete
+    void written(char const* bytes, size_t size, std::map<uint16_t, uint32_t>& lastOfThread);
+    /// The middleware has sent so many configurations.
+    void configurationSent(unsigned count = 1) { configurations += count; }
+
+    /// @return true once the library has asked for its configuration: requests reach the middleware from here on
+    bool isSettled() const { return configurationRequests == 1 && states == 1; }
+
+    /// A request that the middleware must get before the end.
+    void expect(uint32_t request) { due.insert(request); }
+    void forgive() { due.clear(); }
+    std::set<uint32_t> const& outstanding() const { return due; }
+
+    // What the peer and the world have done to it
+    bool isGood = true; ///< nothing that would excuse a loss
+    bool peerEnded = false;
+    bool libraryEnded = false;
+    bool isClosed = false; ///< by the library
+    int64_t openedAt = 0;
+    uint64_t endedBefore = 0; ///< requests that had been made when it was opened
+    uint64_t strays = 0;      ///< requests whose window may have been dropped before it could be sent, but not its mode
+    bool broughtFrame = false;
+    unsigned frames = 0;
+
+private:
+    void frame(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread);
+    void allowedList(Frame const& frame);
+    void window(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread);
+    void require(bool holds, char const* what) const;
+
+    int number = 0;
+    bool isFirst = true;
+    std::string unread;
+    unsigned lists = 0;
+    unsigned configurationRequests = 0;
+    unsigned states = 0;
+    unsigned configurations = 0;
+    unsigned acknowledgements = 0;
+    unsigned resets = 0;
+    unsigned windows = 0;
+    unsigned modes = 0;
+    std::set<uint32_t> due;
+};
+
+} // namespace simulation
+
+#endif

@@ -1,0 +1,19 @@
+/// @file
+/// Promises that are checked only of a library that makes them.
+#ifndef ZELO_SIMULATION_PROMISES_H
+#define ZELO_SIMULATION_PROMISES_H
+
+namespace simulation {
+namespace promises {
+
+bool const requestsBeforeStop = true; ///< what was requested before a stop is written if the middleware reads
+
+bool const gettersDuringExit = true; ///< a getter beside an `exit` reads nothing that is destroyed
+
+bool const startDuringExit = false; ///< no manager stays behind that a start has made while the process ended
+bool const stopBesideExit = false;  ///< no callback comes after a stop that an `exit` has overtaken
+
+} // namespace promises
+} // namespace simulation
+
+#endif

@@ -1,0 +1,282 @@
+#include "tests/simulation/Scheduler.h"
+
+#include <algorithm>
+
+#include "tests/simulation/Findings.h"
+#include "tests/simulation/Trace.h"
+
+namespace simulation {
+
+namespace {
+
+uint64_t const stepLimit = 3000000;
+
+} // namespace
+
+uint8_t* Scheduler::coverage = nullptr;
+
+Scheduler::Scheduler(Decisions& runDecisions, char* stackMemory, uint64_t firstTime)
+    : decisions(runDecisions), stacks(stackMemory), fibers(maxThreads)
+{
+    for (size_t i = 0; i < fibers.size(); ++i) {
+        fibers[i].number = static_cast<int>(i);
+        fibers[i].clock.fill(firstTime);
+    }
+}
+
+Fiber& Scheduler::freeFiber()
+{
+    for (Fiber& fiber : fibers) {
+        bool const isFree = fiber.state == Fiber::State::Unused ||
+                            (fiber.state == Fiber::State::Ended && (fiber.joined || fiber.role != Role::Library));
+        if (isFree && &fiber != running) {
+            used = std::max(used, static_cast<size_t>(fiber.number) + 1);
+            return fiber;
+        }
+    }
+    fail("threads", "more than " + std::to_string(fibers.size()) + " threads at one time");
+}
+
+Fiber& Scheduler::spawn(Role role, std::string const& name, std::function<void()> body)
+{
+    Fiber& fiber = freeFiber();
+    // The clock of the thread that had the number before stays in: the stack has its traces.
+    VectorClock clock = fiber.clock;
+    int const number = fiber.number;
+    fiber = Fiber();
+    fiber.number = number;
+    fiber.role = role;
+    fiber.name = name;
+    fiber.identity = nextIdentity++;
+    if (running != nullptr) {
+        clock.join(running->clock);
+        ++running->clock[static_cast<size_t>(running->number)];
+    }
+    ++clock[static_cast<size_t>(number)];
+    fiber.clock = clock;
+    fiber.body = [this, body] {
+        if (!ending) {
+            try {
+                body();
+            } catch (WorldEnds const&) {
+            }
+        }
+        end();
+    };
+    fiber.state = Fiber::State::Ready;
+    return fiber;
+}
+
+void Scheduler::run(std::function<void()> body)
+{
+    first = &spawn(Role::Host, "host", std::move(body));
+    running = first;
+    enterWorld(*first, stacks);
+    running = nullptr;
+}
+
+void Scheduler::end()
+{
+    running->state = Fiber::State::Ended;
+    ending = ending || running == first;
+    wake(running);
+    chooseNext(false);
+}
+
+void Scheduler::release(VectorClock& clock)
+{
+    clock.join(running->clock);
+    ++running->clock[static_cast<size_t>(running->number)];
+}
+
+uint64_t Scheduler::latestTime() const
+{
+    uint64_t latest = 0;
+    for (Fiber const& fiber : fibers) {
+        latest = std::max(latest, fiber.clock[static_cast<size_t>(fiber.number)]);
+    }
+    return latest;
+}
+
+void Scheduler::step()
+{
+    if (ending) {
+        return;
+    }
+    ++stepCount;
+    ++time;
+    if (stepCount > stepLimit) {
+        fail("progress", "the run does not come to an end");
+    }
+    if (atStep) {
+        atStep();
+    }
+    fireTimers();
+    chooseNext(true);
+}
+
+void Scheduler::minorStep()
+{
+    if (!skipsMinor) {
+        return step();
+    }
+    ++stepCount;
+    ++time;
+}
+
+bool Scheduler::block(void const* object, int64_t deadline, bool onWallClock)
+{
+    if (ending && running->role == Role::Peer) {
+        throw WorldEnds();
+    }
+    running->waitsFor = object;
+    running->deadline = deadline;
+    running->onWallClock = onWallClock;
+    running->timedOut = false;
+    running->state = Fiber::State::Blocked;
+    nextDeadline = std::min(nextDeadline, deadline);
+    Fiber* const self = running;
+    chooseNext(false);
+    if (ending && self->role == Role::Peer) {
+        throw WorldEnds();
+    }
+    return !self->timedOut;
+}
+
+void Scheduler::wake(void const* object)
+{
+    for (Fiber& fiber : fibers) {
+        if (fiber.state == Fiber::State::Blocked && fiber.waitsFor == object) {
+            fiber.state = Fiber::State::Ready;
+        }
+    }
+}
+
+bool Scheduler::isAnyBlockedOn(void const* object) const
+{
+    return std::any_of(fibers.begin(), fibers.end(), [&](Fiber const& fiber) {
+        return fiber.state == Fiber::State::Blocked && fiber.waitsFor == object && fiber.role != Role::Peer;
+    });
+}
+
+void Scheduler::sleepUntil(int64_t deadline)
+{
+    block(running, deadline);
+}
+
+void Scheduler::stepWallClock(int64_t by)
+{
+    wallOffset += by;
+    for (Fiber& fiber : fibers) {
+        if (fiber.state == Fiber::State::Blocked && fiber.onWallClock && fiber.deadline != never) {
+            fiber.deadline -= by;
+            nextDeadline = std::min(nextDeadline, fiber.deadline);
+        }
+    }
+}
+
+void Scheduler::stall(int64_t duration)
+{
+    time += duration;
+    stallTime += duration;
+}
+
+void Scheduler::fireTimers()
+{
+    if (time < nextDeadline) {
+        return;
+    }
+    nextDeadline = never;
+    for (Fiber& fiber : fibers) {
+        if (fiber.state != Fiber::State::Blocked) {
+            continue;
+        }
+        if (fiber.deadline <= time) {
+            fiber.timedOut = true;
+            fiber.state = Fiber::State::Ready;
+        } else {
+            nextDeadline = std::min(nextDeadline, fiber.deadline);
+        }
+    }
+}
+
+/// Nobody can run: the next deadline comes.
+void Scheduler::waitForTime()
+{
+    nextDeadline = never;
+    for (Fiber const& fiber : fibers) {
+        if (fiber.state == Fiber::State::Blocked) {
+            nextDeadline = std::min(nextDeadline, fiber.deadline);
+        }
+    }
+    if (nextDeadline == never) {
+        reportDeadlock();
+    }
+    time = std::max(time, nextDeadline);
+    fireTimers();
+}
+
+void Scheduler::reportDeadlock()
+{
+    std::string text = "nobody can go on:";
+    for (Fiber const& fiber : fibers) {
+        if (fiber.state == Fiber::State::Blocked && fiber.role != Role::Peer) {
+            text += " " + fiber.name;
+        }
+    }
+    fail("deadlock", text);
+}
+
+void Scheduler::chooseNext(bool currentGoesOn)
+{
+    if (ending) {
+        // What is left are daemons; they come out of their waits one after the other.
+        for (Fiber& fiber : fibers) {
+            bool const isLeft = fiber.state == Fiber::State::Blocked || fiber.state == Fiber::State::Ready;
+            if (isLeft && fiber.role == Role::Peer) {
+                fiber.state = Fiber::State::Ready;
+                start(fiber);
+            }
+        }
+        leaveWorld();
+    }
+    for (;;) {
+        candidates.clear();
+        if (currentGoesOn) {
+            candidates.push_back(running->number);
+        }
+        size_t number = static_cast<size_t>(running->number);
+        for (size_t i = 0; i < used; ++i) {
+            number = number + 1 < used ? number + 1 : 0;
+            Fiber const& fiber = fibers[number];
+            if (fiber.state == Fiber::State::Ready && !(currentGoesOn && &fiber == running)) {
+                candidates.push_back(fiber.number);
+            }
+        }
+        if (!candidates.empty()) {
+            break;
+        }
+        waitForTime();
+    }
+    size_t const choice = candidates.size() == 1 ? 0 : decisions.chooseThread(candidates, currentGoesOn);
+    int const next = candidates[choice];
+    hash = (hash ^ static_cast<uint64_t>(fibers[static_cast<size_t>(next)].identity)) * 0x100000001B3U + 1;
+    start(fibers[static_cast<size_t>(next)]);
+}
+
+void Scheduler::start(Fiber& fiber)
+{
+    if (&fiber == running) {
+        return;
+    }
+    ++switchCount;
+    Fiber* const from = running;
+    if (coverage != nullptr && from->calls.top() != 0 && fiber.calls.top() != 0) {
+        size_t const bit = (from->calls.top() * 31U ^ fiber.calls.top() * 0x9E3779B1U) % coverageBits;
+        coverage[bit / 8] |= static_cast<uint8_t>(1U << bit % 8);
+    }
+    running = &fiber;
+    changeOver(from, fiber, stacks);
+}
+
+} // namespace simulation
