@@ -113,19 +113,31 @@ def sizes(runner):
 
 def life(runner, work, numbers):
     library = runner.directory.parent / "libzelocobalt.so"
-    measurements = {str(number): lambda number=number: runner.json_of("library_life", library, work, number)
+    measurements = {str(number): lambda number=number: runner.json_of("lifecycle_costs", library, work, number)
                     for number in numbers}
     return runner.rounds(work, measurements, runner.options["growth_rounds"])
 
 
 def start_and_stop(runner):
     library = runner.directory.parent / "libzelocobalt.so"
-    return runner.json_of("library_life", library, "start", runner.options["starts"])
+    return runner.json_of("lifecycle_costs", library, "start", runner.options["starts"])
+
+
+def stops(runner):
+    """What library_stops measures, by what it was asked for."""
+    library = runner.directory.parent / "libzelocobalt.so"
+    options = runner.options
+    works = {"idle": ("idle", options["stops"]), "backoff": ("backoff", options["stops"] // 5),
+             "deaf": ("deaf", options["stops"] // 5), "full": ("full", options["stops"] // 10),
+             "lost": ("lost", options["lost"]), "lost, 1,000 queued": ("lost", options["lost"] // 10, 1000),
+             "lost, busy cores": ("lost", options["lost"], 1, os.cpu_count() or 1),
+             "flood": ("flood", options["flood_seconds"])}
+    return {name: runner.json_of("library_stops", library, *work) for name, work in works.items()}
 
 
 def rest(runner):
     library = runner.directory.parent / "libzelocobalt.so"
-    return [runner.json_of("library_life", library, "rest", runner.options["rest_seconds"])
+    return [runner.json_of("lifecycle_costs", library, "rest", runner.options["rest_seconds"])
             for _ in range(runner.options["growth_rounds"])]
 
 
@@ -160,10 +172,12 @@ def machine():
 
 
 PARTS = {"sizes": sizes, "config": lambda runner: life(runner, "config", LENGTHS),
-         "stalled": lambda runner: life(runner, "stalled", RATES), "start": start_and_stop, "rest": rest,
+         "stalled": lambda runner: life(runner, "stalled", RATES), "start": start_and_stop, "rest": rest, "stops": stops,
          "gate": gate, "micro": micro}
-FULL = {"rounds": 9, "ms": 150, "growth_rounds": 5, "starts": 40, "rest_seconds": 10, "micro_seconds": 0.1}
-QUICK = {"rounds": 1, "ms": 50, "growth_rounds": 1, "starts": 5, "rest_seconds": 2, "micro_seconds": 0.01}
+FULL = {"rounds": 9, "ms": 150, "growth_rounds": 5, "starts": 40, "rest_seconds": 10, "micro_seconds": 0.1,
+        "stops": 50, "lost": 500, "flood_seconds": 30}
+QUICK = {"rounds": 1, "ms": 50, "growth_rounds": 1, "starts": 5, "rest_seconds": 2, "micro_seconds": 0.01,
+         "stops": 10, "lost": 10, "flood_seconds": 2}
 
 
 def main():

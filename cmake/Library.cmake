@@ -28,7 +28,7 @@ function(zelo_library_part name)
   endif()
   if(ZELO_SEPARATE_DEBUG)
     # Where the sources lay is no part of the file.
-    target_compile_options(${name} PRIVATE -g "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=."
+    target_compile_options(${name} PRIVATE -g "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/="
                            "-ffile-prefix-map=${PROJECT_BINARY_DIR}=.")
   endif()
 endfunction()

@@ -1,5 +1,5 @@
 /// @file
-/// The bridge between an application container (the host) and the middleware of a set-top box.
+/// The bridge between an application runtime (the host) and the middleware of a set-top box.
 ///
 /// The host loads `libzelocobalt.so`, finds these functions by their full signatures and calls them from its own
 /// threads. The library talks to the middleware over the UNIX-domain socket "/tmp/zelo_messenger" from two threads of
@@ -8,8 +8,18 @@
 /// @par Callbacks
 /// Run on "ipc_cln", one at a time, with the library's handler lock held. From inside a callback every function here
 /// may be called but ZeloStartApp() and ZeloStopApp(), which would wait for the callback itself: they do nothing then
-/// but log. So it is in the box's logger when the library calls it. The next message from the middleware waits until a
-/// callback returns, and so does a stop. A callback must not throw. No callback runs after ZeloStopApp() has returned.
+/// but log, and say from where they were called. So it is in the box's logger when the library calls it, and inside
+/// another start or stop on the same thread. The next message from the middleware waits until a callback returns, and
+/// so does a stop. No callback runs after ZeloStopApp() has returned. While a start replaces a running manager, both
+/// are up for a while: callbacks of the earlier start and of the new one can then run at the same time.
+///
+/// A callback must not throw, must not end its thread and must not cancel it; nor must anybody else cancel a thread of
+/// the library, or a thread that is inside a function of it. The box's logger must not throw either.
+///
+/// @par Requests
+/// Are queued and written one by one. What was requested before a stop is written as long as the middleware takes it,
+/// for at most 200 ms. A middleware that lets 131,072 requests wait does not read: the connection ends, with a line in
+/// the log, what is queued is lost, and the library connects again.
 ///
 /// @par Exceptions
 /// Functions that make a text, a request or the manager may throw std::bad_alloc, and nothing has changed then. What
@@ -17,13 +27,17 @@
 ///
 /// @par Signals
 /// SIGPIPE is blocked in "ipc_snd" only; the process's own disposition is never touched. A signal handler of the host
-/// that interrupts a call in one of the library's threads does not drop the connection.
+/// that interrupts a call in one of the library's threads does not drop the connection. No function here may be called
+/// in a signal handler, and what `exit` does there is as undefined as it is without this library.
 ///
 /// @par fork, exit and unload
-/// A forked child has no connection: it may exec or exit, but must call nothing here. The socket is closed on exec.
+/// A forked child has no connection: it may exec or exit, but must call nothing here. Its exit leaves everything alone,
+/// the DRM object too. The socket is closed on exec, is never one of the standard streams, and ends with the parent's
+/// connection although a child holds a copy.
 /// `exit` and `dlclose` with a running manager stop it first. A start that still waits then returns unconfigured.
-/// `exit` may also be called from a callback; the connection then ends with the process. `dlclose` may not, and a
-/// callback that it waits for must not use the dynamic loader.
+/// `exit` may also be called from a callback; the connection then ends with the process. Getters on other threads may
+/// be called to the end; the texts are empty then. `dlclose` may not be called from a callback, and a callback that it
+/// waits for must not use the dynamic loader.
 #ifndef ZELO_COBALT_H
 #define ZELO_COBALT_H
 
@@ -92,7 +106,8 @@ ZELO_EXPORT void ZeloLog(int level, char const* message);
 /// @par Threads
 /// Any, also from a callback, with or without a started library.
 /// @par Blocking
-/// One small file is read for ZeloEnvFirmwareVersion; ZeloEnvDeviceId takes as long as the box does. Otherwise none.
+/// At most 4,096 bytes of a regular file are read for ZeloEnvFirmwareVersion; ZeloEnvDeviceId takes as long as the box
+/// does. Otherwise none.
 ZELO_EXPORT bool ZeloGetEnv(ZeloEnv key, std::string& value);
 
 /// Gives the volume and the mute state that the middleware sent last.
@@ -151,7 +166,8 @@ ZELO_EXPORT SbKey KeyCodeToSbKey(STBCommand command);
 /// Sets up the DRM object on the first call, or gives it the new context on a later one.
 ///
 /// The first call runs the provisioning program "/usr/bin/wvprov" and waits for it; its failure is ignored.
-/// Exceptions of the box's DRM object pass through.
+/// Exceptions of the box's DRM object pass through. If its construction has thrown, the next call begins anew; if its
+/// first setting up has thrown, the object stays, and later calls only give it the new context.
 ///
 /// @param context  the host's opaque value; not dereferenced
 /// @return the host's CDM object; it belongs to the DRM object, which lives until unload
@@ -172,13 +188,14 @@ ZELO_EXPORT bool ZeloCdmIsL1();
 
 /// Starts the library and waits for the middleware's first configuration.
 ///
-/// A start without a stop before it replaces the running manager: the new one is up before the old one goes. The
-/// environment variables "media_arm_audio_decoder" and "media.ffmpeg.audio.decoder" are set unless the process has them
-/// already. ZELO_LANG_CODE, if it is set, is the language until the middleware names one.
+/// A start without a stop before it replaces the running manager: the new one is up before the old one goes, and until
+/// then callbacks of both can run, each on its own thread. The environment variables "media_arm_audio_decoder" and
+/// "media.ffmpeg.audio.decoder" are set unless the process has them already. ZELO_LANG_CODE, if it is set, is the
+/// language until the middleware names one.
 ///
 /// @param callbacks  copied
 /// @par Threads
-/// One at a time, and not while another thread uses the environment; not from a callback.
+/// One at a time, and not while another thread uses the environment; not from a callback or the logger.
 /// @par Blocking
 /// Until the configuration has arrived, without a limit; ends early, with a line in the log, when ZeloStopApp(), `exit`
 /// or an unload happens meanwhile.
@@ -187,9 +204,10 @@ ZELO_EXPORT void ZeloStartApp(ZeloCallbacks const& callbacks);
 /// Stops the library; does nothing when it is not started. What the middleware sent stays readable by the getters.
 ///
 /// @par Threads
-/// Any, also while a start still waits on another thread; not from a callback.
+/// Any, also while a start still waits on another thread; not from a callback or the logger.
 /// @par Blocking
-/// At most 500 ms, whatever the middleware does, plus a callback that is just running.
+/// A few milliseconds at rest; until requests made before are written, at most 200 ms; in any case at most 500 ms,
+/// whatever the middleware does, plus a callback that is just running.
 ZELO_EXPORT void ZeloStopApp();
 
 /// Asks the middleware to show the video in this rectangle of the display.

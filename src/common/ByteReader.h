@@ -18,7 +18,7 @@
 /// and asks once, at the end. Failed fields read as 0 or as an empty text. The bytes belong to the caller.
 class ByteReader {
 public:
-    /// @param abandonFlag  set by another thread to make every further field fail; may be null
+    /// @param abandonFlag  set by another thread to make failed() true and every field after it fail; may be null
     ByteReader(char const* bytes, size_t size, std::atomic<bool> const* abandonFlag = nullptr)
         : next(bytes), left(size), abandoned(abandonFlag)
     {
@@ -28,7 +28,12 @@ public:
     {
     }
 
-    bool failed() const { return failure; }
+    /// A decoder of something long asks again and again: this is where an abandoned one ends.
+    bool failed()
+    {
+        failure = failure || (abandoned != nullptr && abandoned->load(std::memory_order_relaxed));
+        return failure;
+    }
     size_t remaining() const { return left; }
 
     uint8_t u8() { return static_cast<uint8_t>(number(1)); }
@@ -44,7 +49,7 @@ public:
         if (!failure) {
             result.reserve(length);
         }
-        while (!failure && result.size() < length) {
+        while (result.size() < length && !failed()) {
             size_t const step = std::min(length - result.size(), mostAtOnce);
             if (char const* const begin = take(step)) {
                 result.append(begin, step);
@@ -71,7 +76,7 @@ private:
     /// @return the next @p count bytes, null if they are not all there
     char const* take(size_t count)
     {
-        failure = failure || count > left || (abandoned != nullptr && abandoned->load(std::memory_order_relaxed));
+        failure = failure || count > left;
         if (failure) {
             return nullptr;
         }

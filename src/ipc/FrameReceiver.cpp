@@ -89,17 +89,15 @@ IPCMessengerClient::Reception IPCMessengerClient::FrameReceiver::receiveBytes(ch
 {
     while (have < size) {
         ssize_t const count = recv(fd, bytes + have, size - have, 0);
-        int const error = errno;
-        if (count > 0) {
-            have += static_cast<size_t>(count);
-        }
+        bool const broken = count < 0 && !isInterruption(errno);
+        have += count > 0 ? static_cast<size_t>(count) : 0;
         if (have < size && !client.goesOn()) {
             return Reception::StoppedInFrame;
         }
         if (count == 0) {
             return Reception::PeerClosed;
         }
-        if (count < 0 && !isInterruption(error)) {
+        if (broken) {
             return Reception::ReadError;
         }
     }

@@ -21,7 +21,6 @@ struct Description {
 char const entry[] = "cobalt/ZeloCobalt";
 char const manager[] = "cobalt/CobaltManager";
 char const client[] = "src/ipc/IPCMessengerClient";
-char const sender[] = "src/ipc/OutMessageSender";
 char const retrier[] = "src/common/AutoRetrier";
 char const thread[] = "src/common/STBThread";
 char const failedFormat[] = "%s - failed (total %d times), wait %0.2f sec before next retry";
@@ -31,7 +30,7 @@ Description const descriptions[] = {
     {4, 42, entry, "%s"},
     {2, 45, entry, "%s"},
     {1, 49, entry, "%s"},
-    {1, 0, entry, "%s ignored: called from a callback"},
+    {1, 61, entry, "%s ignored: called %s"},
     {1, 30, entry, "Configuration failed"},
     {3, 32, entry, "Started....."},
     {4, 155, manager, "Connected IPC!"},
@@ -49,7 +48,6 @@ Description const descriptions[] = {
     {2, 0, client, "Message dropped: type %u length %u"},
     {4, 0, client, "Closing connection"},
     {1, 0, client, "Out connection error"},
-    {1, 0, sender, "Out connection error"},
     {1, 0, client, "Out queue full. Terminate connection."},
     {2, 0, retrier, failedFormat},
     {4, 0, retrier, succeededFormat},

@@ -6,9 +6,9 @@
 namespace simulation {
 namespace promises {
 
-bool const requestsBeforeStop = false; ///< what was requested before a stop is written if the middleware reads
+bool const requestsBeforeStop = true; ///< what was requested before a stop is written if the middleware reads
 
-bool const gettersDuringExit = false; ///< a getter beside an `exit` reads nothing that is destroyed
+bool const gettersDuringExit = true; ///< a getter beside an `exit` reads nothing that is destroyed
 
 bool const startDuringExit = false; ///< no manager stays behind that a start has made while the process ended
 bool const stopBesideExit = false;  ///< no callback comes after a stop that an `exit` has overtaken

@@ -357,4 +357,17 @@ int simulated_setsockopt(int number, int, int option, void const* value, socklen
     (option == SO_RCVTIMEO ? descriptor->socket->receiveTimeout : descriptor->socket->sendTimeout) = duration;
     return 0;
 }
+
+/// There are no files.
+int simulated_open(char const*, int, ...)
+{
+    Outside const outside(PLACE);
+    return failed("open", -1, ENOENT);
+}
+
+int simulated_fstat(int number, struct stat*)
+{
+    Outside const outside(PLACE);
+    return failed("fstat", number, EBADF);
+}
 }

@@ -179,6 +179,17 @@ int simulated_clock_gettime(clockid_t clockId, timespec* now)
     return 0;
 }
 
+/// std::chrono::steady_clock::now() and the wall clock's.
+int64_t simulated__ZNSt6chrono3_V212steady_clock3nowEv()
+{
+    return timeOf(CLOCK_MONOTONIC) * 1000;
+}
+
+int64_t simulated__ZNSt6chrono3_V212system_clock3nowEv()
+{
+    return timeOf(CLOCK_REALTIME) * 1000;
+}
+
 time_t simulated_time(time_t* now)
 {
     time_t const time = static_cast<time_t>(timeOf(CLOCK_REALTIME) / 1000000);

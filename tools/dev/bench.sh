@@ -40,8 +40,10 @@ measure() {
   if [ $# = 0 ]; then write_report "$results"; fi
 }
 
-# write_report [RESULTS]
+# write_report [RESULTS [SECTION...]]
 write_report() {
-  "$ZELO_ROOT/bench/report.py" "${1:-$ZELO_BUILD/bench/results.json}" "$ZELO_ROOT/docs/performance.md"
+  local results=${1:-$ZELO_BUILD/bench/results.json}
+  shift $(($# > 0))
+  "$ZELO_ROOT/bench/report.py" "$results" "$ZELO_ROOT/docs/performance.md" "$@"
   echo "docs/performance.md is written"
 }
