@@ -298,7 +298,7 @@ template <typename Message> std::unique_ptr<Message> decodeAbandoned(std::vector
 TEST(AbandonedDecoding, EndsInAListOfNumbers)
 {
     std::vector<char> const payload = listOf(5000, 5000, {1, 2, 3, 4});
-    EXPECT_GE(1U, decodeAbandoned<IPCMessageUnsignedIntArray>(payload)->values.size());
+    EXPECT_EQ(0U, decodeAbandoned<IPCMessageUnsignedIntArray>(payload)->values.at(1));
 }
 
 TEST(AbandonedDecoding, EndsInAListOfTexts)

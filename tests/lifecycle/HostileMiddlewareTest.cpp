@@ -64,13 +64,14 @@ pid_t forkServer(int listener, std::vector<char> const& keyBytes)
 {
     pid_t const pid = fork();
     if (pid == 0) {
-        int const client = accept(listener, nullptr, nullptr);
-        char ignored[4096];
+        // A host that requests without a pause may have ended a connection before it is accepted.
         for (;;) {
-            static_cast<void>(!recv(client, ignored, sizeof ignored, MSG_DONTWAIT));
-            if (send(client, keyBytes.data(), keyBytes.size(), MSG_NOSIGNAL) < 0) {
-                _exit(1);
-            }
+            int const client = accept(listener, nullptr, nullptr);
+            char ignored[4096];
+            do {
+                static_cast<void>(!recv(client, ignored, sizeof ignored, MSG_DONTWAIT));
+            } while (send(client, keyBytes.data(), keyBytes.size(), MSG_NOSIGNAL) > 0);
+            close(client);
         }
     }
     return pid;

@@ -18,7 +18,7 @@ variant() {
   cmake --build "$ZELO_BUILD/$name" --target zelocobalt "${targets[@]}"
 }
 
-# The middleware is a native process, the container and the library are the box's. The timelines must be the same.
+# The middleware is a native process, the host and the library are the box's. The timelines must be the same.
 both_worlds() {
   local emulator="qemu-arm -L /usr/arm-linux-gnueabihf" directory=$ZELO_BUILD/worlds
   build default zelobox zelostb zelocobalt

@@ -1,5 +1,5 @@
 /// @file
-/// The middleware: what it knows, and how it answers.
+/// The simulated middleware: its state, its answers and its subscriptions.
 #ifndef ZELO_ZELOBOX_MIDDLEWARE_H
 #define ZELO_ZELOBOX_MIDDLEWARE_H
 

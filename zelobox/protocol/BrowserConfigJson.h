@@ -10,7 +10,7 @@
 
 namespace zelobox {
 
-/// A configuration for a desk: 1920 by 1080, English.
+/// The configuration that is sent unless another is given: 1920 by 1080, English.
 IPCBrowserConfig defaultConfig();
 
 /// Replaces the fields that are there. @throw InputError

@@ -1,5 +1,5 @@
 /// @file
-/// The sample host in a process of its own.
+/// The sample host as a child process.
 #ifndef ZELO_ZELOBOX_HOSTPROCESS_H
 #define ZELO_ZELOBOX_HOSTPROCESS_H
 

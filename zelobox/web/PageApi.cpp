@@ -231,7 +231,8 @@ uint64_t PageApi::knownSerial(std::string const& lastEventId) const
     }
 }
 
-/// Once a turn: there are often several records, and they are told of before the state changes.
+/// Posted, because observers are called before the middleware changes its state; and once a turn, because there are
+/// often several records in one.
 void PageApi::tellSoon()
 {
     if (!willTell) {

@@ -1,5 +1,5 @@
 /// @file
-/// What the page and its scripts see of the middleware, and what they can have it do.
+/// The interface of the middleware for the page and for scripts: requests and events.
 #ifndef ZELO_ZELOBOX_PAGEAPI_H
 #define ZELO_ZELOBOX_PAGEAPI_H
 

@@ -53,7 +53,7 @@ void give(PageAnswer const& answer, httplib::Response& response)
     }
 }
 
-PageRequest deskRequest(httplib::Request const& request)
+PageRequest pageRequest(httplib::Request const& request)
 {
     PageRequest made;
     made.method = request.method == "HEAD" ? "GET" : request.method;
@@ -164,7 +164,7 @@ private:
     void answer(Request const& request, Response& response)
     {
         try {
-            give(calls.call([this, made = deskRequest(request)] { return api.answer(made); }), response);
+            give(calls.call([this, made = pageRequest(request)] { return api.answer(made); }), response);
         } catch (LoopExecutor::Closed const& closed) {
             give(errorAnswer(503, closed.what()), response);
         }

@@ -1,11 +1,11 @@
 /// @file
 /// A page for the browser that shows the middleware and drives it.
 ///
-///     thread    started by    owns                                        may block in
-///     loop      the program   Middleware, PageApi with its history and streams      poll
-///     web       WebPage       the listening socket                        accept
-///     worker    httplib       one connection each, of at most 24          a turn of the loop, an EventStream, the
-///     socket
+///     thread    started by    owns                                              may block in
+///     loop      the program   Middleware, PageApi with its history and streams  poll
+///     web       WebPage       the listening socket                              accept
+///     worker    httplib       one connection each, of at most 24                a turn of the loop, an EventStream,
+///                                                                               the socket
 ///
 /// A worker never touches the middleware: it hands a request over by LoopExecutor and waits for the answer. An open
 /// page keeps one worker, which writes out what the loop pushes into its EventStream. LoopExecutor and EventStream have
