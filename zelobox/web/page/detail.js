@@ -6,6 +6,7 @@ import { get, post, receiversText } from './middleware.js';
 const pageOfBytes = 1024;
 const longestValue = 400;
 const pageOfText = 16384;
+const patienceForLongMs = 30000; // a frame of many MiB takes its time
 
 function headerValues(bytes) {
   const view = new DataView(bytes.buffer);
@@ -131,7 +132,7 @@ function recordOnly(record) {
 
 /// The whole record: the page is told only the beginning of a long one.
 async function wholeRecord(record) {
-  return record.cut ? get(`/api/record?serial=${record.serial}`) : record;
+  return record.cut ? get(`/api/record?serial=${record.serial}`, patienceForLongMs) : record;
 }
 
 function actions(record, { onEdit }, show) {

@@ -3,10 +3,10 @@ import { Hub } from './hub.js';
 
 const patienceMs = 2500; // a person takes a button for dead after 3 s
 
-async function request(path, options) {
+async function request(path, options, patience = patienceMs) {
   let response;
   try {
-    response = await fetch(path, { ...options, signal: AbortSignal.timeout(patienceMs) });
+    response = await fetch(path, { ...options, signal: AbortSignal.timeout(patience) });
     const answer = await response.json();
     if (response.ok) {
       return answer;
@@ -16,7 +16,7 @@ async function request(path, options) {
     if (error.isAnswer) {
       throw error;
     }
-    throw new Error(error.name === 'TimeoutError' ? `Not sent: zelobox has not answered for ${patienceMs / 1000} s`
+    throw new Error(error.name === 'TimeoutError' ? `Not sent: zelobox has not answered for ${patience / 1000} s`
       : 'Not sent: zelobox does not answer');
   }
 }
@@ -26,8 +26,8 @@ export function post(path, body) {
   return request(path, { method: 'POST', body: JSON.stringify(body) });
 }
 
-export function get(path) {
-  return request(path);
+export function get(path, patience) {
+  return request(path, {}, patience);
 }
 
 /// Asks until it is answered: without what it asks for, the page could not begin.
