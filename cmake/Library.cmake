@@ -5,7 +5,8 @@ set(ZELO_MAX_GLIBC "" CACHE STRING "Newest GLIBC_ version that the library may n
 set(ZELO_MAX_GLIBCXX "" CACHE STRING "Newest GLIBCXX_ version that the library may need, for example 3.4.25")
 
 # Without optimisation the checks of _FORTIFY_SOURCE cannot be; a sanitizer has its own.
-set(zelo_fortify "$<AND:$<BOOL:${CMAKE_BUILD_TYPE}>,$<NOT:$<CONFIG:Debug>>,$<NOT:$<BOOL:${ZELO_SANITIZE}>>>")
+string(REPLACE "," "" zelo_sanitizers "${ZELO_SANITIZE}") # a comma would part the arguments of an expression
+set(zelo_fortify "$<AND:$<BOOL:${CMAKE_BUILD_TYPE}>,$<NOT:$<CONFIG:Debug>>,$<NOT:$<BOOL:${zelo_sanitizers}>>>")
 
 function(zelo_library_part name)
   add_library(${name} OBJECT ${ARGN})
