@@ -6,17 +6,9 @@ import pathlib
 import statistics
 import sys
 
-FLOOR, LIBRARY, AGAIN = "floor", "library", "floor again"
+from figures import AGAIN, FLOOR, LIBRARY, key_of, ratios
+
 PINNINGS = {"one": "one core", "two": "two cores", "free": "not pinned"}
-
-
-def key_of(rounds):
-    return "ns" if any("ns" in figure for figure in rounds if figure) else "p50"
-
-
-def ratios(contender, floor, key):
-    """Round by round, where both were measured."""
-    return [one[key] / other[key] for one, other in zip(contender, floor) if one and other]
 
 
 class Spread:
