@@ -7,7 +7,7 @@ import matplotlib
 matplotlib.use("svg")
 from matplotlib import pyplot
 
-import report
+from figures import FLOOR, LIBRARY, key_of, ratios
 
 matplotlib.rcParams.update({"svg.hashsalt": "zelo", "svg.fonttype": "none", "axes.grid": True, "figure.figsize": (7.5, 4)})
 
@@ -21,15 +21,15 @@ def save(figure, path):
 
 
 def plot_sides(results, path):
-    works = [work for work in results["side_by_side"] if report.FLOOR in next(iter(results["side_by_side"][work].values()))]
-    names = [report.LIBRARY, "sd-bus", "libdbus", "ZeroMQ", "nng"]
+    works = [work for work in results["side_by_side"] if FLOOR in next(iter(results["side_by_side"][work].values()))]
+    names = [LIBRARY, "sd-bus", "libdbus", "ZeroMQ", "nng"]
     figure, axes = pyplot.subplots(figsize=(7.5, 5))
     height = 0.8 / len(names)
     for index, name in enumerate(names):
         places, medians = [], []
         for row, work in enumerate(works):
             contenders = results["side_by_side"][work].get("two") or results["side_by_side"][work]["free"]
-            figures = report.ratios(contenders.get(name, []), contenders[report.FLOOR], report.key_of(contenders[report.FLOOR]))
+            figures = ratios(contenders.get(name, []), contenders[FLOOR], key_of(contenders[FLOOR]))
             if figures:
                 places.append(row + index * height)
                 medians.append(statistics.median(figures))

@@ -6,17 +6,9 @@ import pathlib
 import statistics
 import sys
 
-FLOOR, LIBRARY, AGAIN = "floor", "library", "floor again"
+from figures import AGAIN, FLOOR, LIBRARY, key_of, ratios
+
 PINNINGS = {"one": "one core", "two": "two cores", "free": "not pinned"}
-
-
-def key_of(rounds):
-    return "ns" if any("ns" in figure for figure in rounds if figure) else "p50"
-
-
-def ratios(contender, floor, key):
-    """Round by round, where both were measured."""
-    return [one[key] / other[key] for one, other in zip(contender, floor) if one and other]
 
 
 class Spread:
@@ -120,11 +112,11 @@ def stop_table(results):
         times = sorted(found[name]["stop_ms"])
         rows.append((title, str(len(times)), f"{statistics.median(times):,.1f}",
                      f"{times[min(len(times) - 1, len(times) * 99 // 100)]:,.1f}", f"{times[-1]:,.1f}"))
-    text = table(("a stop, in milliseconds", "stops", "p50", "p99", "longest"), rows) + "\n"
+    text = table(("a stop, in milliseconds", "stops", "p50", "p99", "longest"), rows) + "\n\n"
     rows = [(title, f"{found[name]['stops']:,}", f"{found[name]['requests']:,}", f"{found[name]['lost']:,}")
             for name, title in (("lost", "one request"), ("lost, 1,000 queued", "1,000 requests"),
                                 ("lost, busy cores", "one request, a busy process for each core"))]
-    text += table(("directly before a stop", "stops", "requests", "lost"), rows) + "\n"
+    text += table(("directly before a stop", "stops", "requests", "lost"), rows) + "\n\n"
     flood, rest = found["flood"], [figure for figure in results.get("rest", []) if figure]
     rows = [(f"configurations from a peer that never reads, {flood['seconds']} s", f"{flood['connections']:,} connections",
              f"{flood['growth_kib'] / 1024:,.1f} MiB more memory at most")]

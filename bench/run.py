@@ -113,14 +113,14 @@ def sizes(runner):
 
 def life(runner, work, numbers):
     library = runner.directory.parent / "libzelocobalt.so"
-    measurements = {str(number): lambda number=number: runner.json_of("library_life", library, work, number)
+    measurements = {str(number): lambda number=number: runner.json_of("lifecycle_costs", library, work, number)
                     for number in numbers}
     return runner.rounds(work, measurements, runner.options["growth_rounds"])
 
 
 def start_and_stop(runner):
     library = runner.directory.parent / "libzelocobalt.so"
-    return runner.json_of("library_life", library, "start", runner.options["starts"])
+    return runner.json_of("lifecycle_costs", library, "start", runner.options["starts"])
 
 
 def stops(runner):
@@ -137,7 +137,7 @@ def stops(runner):
 
 def rest(runner):
     library = runner.directory.parent / "libzelocobalt.so"
-    return [runner.json_of("library_life", library, "rest", runner.options["rest_seconds"])
+    return [runner.json_of("lifecycle_costs", library, "rest", runner.options["rest_seconds"])
             for _ in range(runner.options["growth_rounds"])]
 
 

@@ -29,5 +29,6 @@ function(zelo_discover_tests target)
   if(ZELO_TEST_FILTER)
     set(filter TEST_FILTER "${ZELO_TEST_FILTER}")
   endif()
-  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST ${filter} PROPERTIES ${properties})
+  # A parameter is named by its test; its printed value may hold a path of this machine.
+  gtest_discover_tests(${target} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES ${filter} PROPERTIES ${properties})
 endfunction()

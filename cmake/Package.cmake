@@ -38,6 +38,23 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libzelocobalt (= ${version})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "header and build files of the set-top box bridge
  The public header, a pkg-config file and a CMake package.")
+if(ZELO_SEPARATE_DEBUG)
+  list(APPEND CPACK_COMPONENTS_ALL symbols)
+  set(CPACK_DEBIAN_SYMBOLS_PACKAGE_NAME libzelocobalt-dbgsym)
+  set(CPACK_DEBIAN_SYMBOLS_PACKAGE_SECTION debug)
+  set(CPACK_DEBIAN_SYMBOLS_PACKAGE_DEPENDS "libzelocobalt (= ${version})")
+  set(CPACK_DEBIAN_SYMBOLS_PACKAGE_SHLIBDEPS OFF)
+  set(CPACK_COMPONENT_SYMBOLS_DESCRIPTION "debug symbols for libzelocobalt
+ Found by debuggers under the build id of the library.")
+  # The place follows from what the file is, which is known when it is built.
+  install(CODE "
+    execute_process(COMMAND \"${CMAKE_READELF}\" --notes \"$<TARGET_FILE:zelocobalt>\" OUTPUT_VARIABLE notes)
+    string(REGEX MATCH \"Build ID: (..)([0-9a-f]+)\" found \"\${notes}\")
+    file(INSTALL \"$<TARGET_FILE:zelocobalt>.debug\" RENAME \"\${CMAKE_MATCH_2}.debug\"
+         DESTINATION \"\${CMAKE_INSTALL_PREFIX}/lib/debug/.build-id/\${CMAKE_MATCH_1}\"
+         PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)"
+    COMPONENT symbols EXCLUDE_FROM_ALL)
+endif()
 if(TARGET zelobox)
   list(APPEND CPACK_COMPONENTS_ALL tools)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME zelobox)

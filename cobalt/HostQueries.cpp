@@ -55,11 +55,6 @@ size_t readRegularFile(char const* path, char* bytes, size_t limit)
     return size;
 }
 
-bool isBlank(char character)
-{
-    return character != '\0' && strchr(" \t\n\v\f\r", character) != nullptr;
-}
-
 /// @return the memory as sysinfo() counts it, in its own unit
 unsigned long totalMemory()
 {
@@ -106,11 +101,12 @@ void logHostLine(int level, char const* message)
 
 std::string firmwareVersion()
 {
-    char bytes[versionFileLimit];
-    char const* const end = bytes + readRegularFile("/etc/zelo_firmware.version", bytes, sizeof bytes);
-    char const* const word = std::find_if_not(static_cast<char const*>(bytes), end, isBlank);
-    char const* const wordEnd = std::find_if(word, end, isBlank);
-    return word != wordEnd ? std::string(word, wordEnd) : std::string("unknown");
+    static char const blanks[] = " \t\n\v\f\r";
+    char bytes[versionFileLimit + 1];
+    bytes[readRegularFile("/etc/zelo_firmware.version", bytes, versionFileLimit)] = '\0';
+    char const* const word = bytes + strspn(bytes, blanks);
+    size_t const length = strcspn(word, blanks);
+    return length != 0 ? std::string(word, length) : std::string("unknown");
 }
 
 void fillCapabilities(Capabilities& capabilities)

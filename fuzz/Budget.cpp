@@ -1,17 +1,18 @@
 #include "fuzz/Budget.h"
 
-#include <malloc.h>
 #include <stdio.h>
 #include <stdlib.h>
 
 #include <atomic>
-#include <new>
+
+#include "testkit/Allocations.h"
+#include "testkit/HostStandIn.h"
 
 namespace {
 
 std::atomic<bool> armed{false};
 std::atomic<size_t> failingAllocation{0};
-std::atomic<size_t> allocations{0};
+std::atomic<size_t> made{0};
 std::atomic<size_t> limit{0};
 std::atomic<size_t> largestAllowed{0};
 std::atomic<ptrdiff_t> inUse{0};
@@ -22,41 +23,40 @@ bool isWatched()
     return armed && !exempt;
 }
 
-void* allocate(size_t size)
+bool refuses(size_t size)
 {
-    if (isWatched() && (++allocations == failingAllocation || size > largestAllowed)) {
-        throw std::bad_alloc();
-    }
-    void* const block = malloc(size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    if (isWatched() &&
-        (inUse += static_cast<ptrdiff_t>(malloc_usable_size(block))) > static_cast<ptrdiff_t>(limit.load())) {
+    return isWatched() && (++made == failingAllocation || size > largestAllowed);
+}
+
+void count(size_t usable)
+{
+    if (isWatched() && (inUse += static_cast<ptrdiff_t>(usable)) > static_cast<ptrdiff_t>(limit.load())) {
         armed = false; // what writes the input down allocates, too
         fprintf(stderr, "more memory in use than the input justifies: %zd bytes\n", inUse.load());
         abort();
     }
-    return block;
 }
 
-void release(void* block)
+void discount(size_t usable)
 {
     if (isWatched()) {
-        inUse -= static_cast<ptrdiff_t>(malloc_usable_size(block));
+        inUse -= static_cast<ptrdiff_t>(usable);
     }
-    free(block);
 }
+
+allocations::Observer const observer = {&refuses, &count, &discount};
 
 } // namespace
 
 Budget::Budget(size_t failing, size_t bytes, size_t largest)
 {
     failingAllocation = failing;
-    allocations = 0;
+    made = 0;
     limit = bytes;
     largestAllowed = largest;
     inUse = 0;
+    standin::setLogging(standin::Logging::Formatted); // a record would be memory of the library's
+    allocations::observe(&observer);
     armed = true;
 }
 
@@ -68,39 +68,4 @@ Budget::~Budget()
 void Budget::exemptThisThread()
 {
     exempt = true;
-}
-
-void* operator new(size_t size)
-{
-    return allocate(size);
-}
-
-void* operator new[](size_t size)
-{
-    return allocate(size);
-}
-
-void* operator new(size_t size, std::nothrow_t const&) noexcept
-{
-    return malloc(size);
-}
-
-void operator delete(void* block) noexcept
-{
-    release(block);
-}
-
-void operator delete[](void* block) noexcept
-{
-    release(block);
-}
-
-void operator delete(void* block, size_t) noexcept
-{
-    release(block);
-}
-
-void operator delete[](void* block, size_t) noexcept
-{
-    release(block);
 }

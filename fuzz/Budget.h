@@ -1,5 +1,5 @@
 /// @file
-/// What the library may allocate while a fuzzer watches it.
+/// The memory that the library may have while a fuzzer watches it.
 #ifndef ZELO_FUZZ_BUDGET_H
 #define ZELO_FUZZ_BUDGET_H
 

@@ -1,5 +1,5 @@
 /// @file
-/// How the fuzzers take their input apart.
+/// The input of a fuzzer, taken apart.
 #ifndef ZELO_FUZZ_INPUT_H
 #define ZELO_FUZZ_INPUT_H
 

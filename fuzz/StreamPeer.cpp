@@ -1,4 +1,3 @@
-// The socket calls of the library end up here: the program's symbols take precedence over the C library's.
 #include "fuzz/StreamPeer.h"
 
 #include <errno.h>
@@ -13,6 +12,7 @@
 #include <atomic>
 
 #include "src/ipc/IPCFrame.h"
+#include "testkit/Interpose.h"
 
 namespace {
 
@@ -44,10 +44,59 @@ void checkFrames()
     }
 }
 
+int takeSocket(int, int, int)
+{
+    int const fd = clientEnd.exchange(-1);
+    if (fd < 0) {
+        errno = EMFILE;
+        sem_post(&returned);
+    }
+    return fd;
+}
+
+ssize_t receive(int fd, void* buffer, size_t size, int flags)
+{
+    return interpose::recv.real(fd, buffer, limited(size), flags);
+}
+
+ssize_t send(int fd, void const* bytes, size_t size)
+{
+    if (fd != connected) {
+        return interpose::write.real(fd, bytes, size);
+    }
+    size_t const count = limited(size);
+    char const* const begin = static_cast<char const*>(bytes);
+    unparsed.insert(unparsed.end(), begin, begin + count);
+    checkFrames();
+    return static_cast<ssize_t>(count);
+}
+
+/// The back-off after the one connection, and nothing else in here sleeps.
+int sleepShortly(useconds_t)
+{
+    timespec const pause = {0, 20000};
+    return nanosleep(&pause, nullptr);
+}
+
+using interpose::Takeover;
+using interpose::Threads;
+
+/// For all inputs: the calls of the library end up here.
+struct Takeovers {
+    Takeover<int(int, int, int)> socket{interpose::socket, &takeSocket, Threads::All};
+    Takeover<int(int, sockaddr const*, socklen_t)> connect{
+        interpose::connect, [](int, sockaddr const*, socklen_t) { return 0; }, Threads::All};
+    Takeover<ssize_t(int, void*, size_t, int)> recv{interpose::recv, &receive, Threads::All};
+    Takeover<ssize_t(int, void const*, size_t)> write{interpose::write, &send, Threads::All};
+    Takeover<int(useconds_t)> usleep{interpose::usleep, &sleepShortly, Threads::All};
+};
+
 } // namespace
 
 StreamPeer::StreamPeer(std::vector<char> const& bytes, size_t chunk)
 {
+    static Takeovers const& takeovers = *new Takeovers;
+    static_cast<void>(takeovers);
     unparsed.clear();
     unparsed.reserve(4096);
     sem_init(&returned, 0, 0);
@@ -56,7 +105,7 @@ StreamPeer::StreamPeer(std::vector<char> const& bytes, size_t chunk)
         abort();
     }
     peerEnd = ends[0];
-    if (send(peerEnd, bytes.data(), bytes.size(), MSG_DONTWAIT) != static_cast<ssize_t>(bytes.size())) {
+    if (::send(peerEnd, bytes.data(), bytes.size(), MSG_DONTWAIT) != static_cast<ssize_t>(bytes.size())) {
         abort();
     }
     shutdown(peerEnd, SHUT_WR);
@@ -79,49 +128,4 @@ void StreamPeer::waitForReturn()
 {
     while (sem_wait(&returned) != 0) {
     }
-}
-
-extern "C" {
-
-int socket(int, int, int) noexcept
-{
-    int const fd = clientEnd.exchange(-1);
-    if (fd < 0) {
-        errno = EMFILE;
-        sem_post(&returned);
-    }
-    return fd;
-}
-
-int connect(int, sockaddr const*, socklen_t)
-{
-    return 0;
-}
-
-ssize_t recv(int fd, void* buffer, size_t size, int flags)
-{
-    return syscall(SYS_recvfrom, fd, buffer, limited(size), flags, nullptr, nullptr);
-}
-
-ssize_t write(int fd, void const* bytes, size_t size)
-{
-    if (fd != connected) {
-        return syscall(SYS_write, fd, bytes, size);
-    }
-    size_t const count = limited(size);
-    char const* const begin = static_cast<char const*>(bytes);
-    for (size_t i = 0; i < count; ++i) {
-        unparsed.push_back(begin[i]);
-    }
-    checkFrames();
-    return static_cast<ssize_t>(count);
-}
-
-/// The back-off after the one connection, and nothing else in here sleeps.
-int usleep(useconds_t)
-{
-    timespec const pause = {0, 20000};
-    nanosleep(&pause, nullptr);
-    return 0;
-}
 }

@@ -1,5 +1,5 @@
 /// @file
-/// The middleware of the stream fuzzer: a socket pair in place of the connection.
+/// A stream of bytes in place of a middleware: a socket pair that the library takes for its connection.
 #ifndef ZELO_FUZZ_STREAMPEER_H
 #define ZELO_FUZZ_STREAMPEER_H
 

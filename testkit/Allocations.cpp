@@ -1,7 +1,7 @@
 #include "testkit/Allocations.h"
 
-#include <gtest/gtest.h>
 #include <malloc.h>
+#include <stdio.h>
 #include <stdlib.h>
 
 #include <atomic>
@@ -19,6 +19,8 @@ struct Account {
 thread_local Account account;
 
 std::atomic<size_t> sizeToFail{SIZE_MAX};
+allocations::Observer const nobody = {nullptr, nullptr, nullptr};
+std::atomic<allocations::Observer const*> observer{&nobody};
 
 bool take(size_t size)
 {
@@ -27,12 +29,33 @@ bool take(size_t size)
     account.exceeded = account.exceeded || refused;
     account.callsLeft -= refused ? 0 : 1;
     size_t expected = size;
-    return !refused && !sizeToFail.compare_exchange_strong(expected, SIZE_MAX);
+    auto* const refuses = observer.load()->refuses;
+    return !refused && !sizeToFail.compare_exchange_strong(expected, SIZE_MAX) &&
+           !(refuses != nullptr && refuses(size));
+}
+
+void* allocate(size_t size)
+{
+    void* const memory = take(size) ? malloc(size != 0 ? size : 1) : nullptr;
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    size_t const usable = malloc_usable_size(memory);
+    account.bytesLeft -= static_cast<long long>(usable);
+    if (auto* const allocated = observer.load()->allocated) {
+        allocated(usable);
+    }
+    return memory;
 }
 
 void release(void* memory) noexcept
 {
-    account.bytesLeft += static_cast<long long>(malloc_usable_size(memory));
+    size_t const usable = malloc_usable_size(memory);
+    account.bytesLeft += static_cast<long long>(usable);
+    auto* const released = observer.load()->released;
+    if (released != nullptr && memory != nullptr) {
+        released(usable);
+    }
     free(memory);
 }
 
@@ -40,12 +63,17 @@ void release(void* memory) noexcept
 
 void* operator new(size_t size)
 {
-    void* const memory = take(size) ? malloc(size != 0 ? size : 1) : nullptr;
-    if (memory == nullptr) {
-        throw std::bad_alloc();
-    }
-    account.bytesLeft -= static_cast<long long>(malloc_usable_size(memory));
-    return memory;
+    return allocate(size);
+}
+
+void* operator new[](size_t size)
+{
+    return allocate(size);
+}
+
+void* operator new(size_t size, std::nothrow_t const&) noexcept
+{
+    return malloc(size);
 }
 
 void operator delete(void* memory) noexcept
@@ -53,7 +81,17 @@ void operator delete(void* memory) noexcept
     release(memory);
 }
 
+void operator delete[](void* memory) noexcept
+{
+    release(memory);
+}
+
 void operator delete(void* memory, size_t) noexcept
+{
+    release(memory);
+}
+
+void operator delete[](void* memory, size_t) noexcept
 {
     release(memory);
 }
@@ -82,7 +120,15 @@ FailingSize::FailingSize(size_t bytes)
 
 FailingSize::~FailingSize()
 {
-    EXPECT_EQ(SIZE_MAX, sizeToFail.exchange(SIZE_MAX)) << "the allocation that was to fail never came";
+    if (sizeToFail.exchange(SIZE_MAX) != SIZE_MAX) {
+        fputs("the allocation that was to fail never came\n", stderr);
+        abort();
+    }
+}
+
+void observe(Observer const* newObserver)
+{
+    observer = newObserver != nullptr ? newObserver : &nobody;
 }
 
 } // namespace allocations

@@ -1,5 +1,5 @@
 /// @file
-/// The program's own operator new, whose memory a test can limit.
+/// The program's own operator new, whose memory can be limited and watched.
 #ifndef ZELO_TESTKIT_ALLOCATIONS_H
 #define ZELO_TESTKIT_ALLOCATIONS_H
 
@@ -27,11 +27,20 @@ public:
 class FailingSize {
 public:
     explicit FailingSize(size_t bytes);
-    /// Fails the test if there was no such allocation.
+    /// Ends the program if there was no such allocation.
     ~FailingSize();
     FailingSize(FailingSize const&) = delete;
     FailingSize& operator=(FailingSize const&) = delete;
 };
+
+/// What sees every allocation of the process, on its thread; each may be null. Must not allocate.
+struct Observer {
+    bool (*refuses)(size_t size); ///< @return true to let it fail with std::bad_alloc
+    void (*allocated)(size_t usable);
+    void (*released)(size_t usable);
+};
+/// @param observer  null to remove
+void observe(Observer const* observer);
 
 } // namespace allocations
 

@@ -1,8 +1,10 @@
 #include "testkit/Callbacks.h"
 
-#include <chrono>
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
+
+#include "testkit/Wait.h"
 
 namespace callbacks {
 
@@ -13,6 +15,7 @@ struct State {
     std::mutex mutex;
     std::condition_variable changed;
     std::function<void()> body;
+    std::function<std::string()> volumeText;
     std::vector<std::string> calls;
     bool entered = false;
     bool released = false;
@@ -21,12 +24,6 @@ struct State {
 State& state = *new State;
 
 using Lock = std::unique_lock<std::mutex>;
-
-template <typename Predicate> bool waitUntil(Predicate predicate)
-{
-    Lock lock(state.mutex);
-    return state.changed.wait_for(lock, std::chrono::seconds(10), predicate);
-}
 
 void called(std::string const& call)
 {
@@ -40,7 +37,6 @@ void called(std::string const& call)
     }
     Lock const lock(state.mutex);
     state.calls.push_back(call);
-    state.changed.notify_all();
 }
 
 void onKey(SbKey key, uint8_t modifier)
@@ -60,14 +56,13 @@ void onResume()
 
 void onVolumeChanged()
 {
-    called("volume");
+    called("volume" + (state.volumeText ? state.volumeText() : ""));
 }
 
 void enter()
 {
     Lock lock(state.mutex);
     state.entered = true;
-    state.changed.notify_all();
     state.changed.wait(lock, [] { return state.released; });
 }
 
@@ -84,15 +79,34 @@ void setBody(std::function<void()> body)
     state.body = std::move(body);
 }
 
+void setVolumeText(std::function<std::string()> text)
+{
+    state.volumeText = std::move(text);
+}
+
 std::vector<std::string> calls()
 {
     Lock const lock(state.mutex);
     return state.calls;
 }
 
+void clearCalls()
+{
+    Lock const lock(state.mutex);
+    state.calls.clear();
+}
+
 bool waitForCalls(size_t count)
 {
-    return waitUntil([=] { return state.calls.size() >= count; });
+    return timely::eventually([=] { return calls().size() >= count; });
+}
+
+bool waitFor(std::string const& call, size_t count)
+{
+    return timely::eventually([&] {
+        std::vector<std::string> const made = calls();
+        return static_cast<size_t>(std::count(made.begin(), made.end(), call)) >= count;
+    });
 }
 
 Latch::Latch()
@@ -105,7 +119,10 @@ Latch::Latch()
 
 bool Latch::waitUntilEntered()
 {
-    return waitUntil([] { return state.entered; });
+    return timely::eventually([] {
+        Lock const lock(state.mutex);
+        return state.entered;
+    });
 }
 
 void Latch::release()

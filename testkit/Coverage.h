@@ -1,5 +1,5 @@
 /// @file
-/// What is counted in a process that ends without its exit handlers.
+/// Counts of executed lines in a process that ends without its exit handlers.
 #ifndef ZELO_TESTKIT_COVERAGE_H
 #define ZELO_TESTKIT_COVERAGE_H
 

@@ -1,7 +1,5 @@
 /// @file
-/// Which locks a thread holds when it does something.
-///
-/// The program is linked with --wrap for the functions in heldlocks::Function.
+/// The locks that a thread holds when it does something.
 #ifndef ZELO_TESTKIT_HELDLOCKS_H
 #define ZELO_TESTKIT_HELDLOCKS_H
 

@@ -1,78 +1,121 @@
 #include "testkit/HostStandIn.h"
 
-#include <NSTime.h>
-#include <STBFirmwareUpdater.h>
-#include <stdarg.h>
 #include <stdio.h>
 
+#include <algorithm>
 #include <atomic>
-#include <condition_variable>
 #include <mutex>
+#include <stdexcept>
+
+#include "testkit/Wait.h"
 
 namespace standin {
 
 namespace {
 
-/// Never destroyed: a library that the program links logs when the program's own objects are gone.
-struct Log {
+using Lock = std::lock_guard<std::mutex>;
+
+/// Never destroyed: a library that the program links logs, and destroys its DRM object, when the program's own objects
+/// are gone.
+struct Record {
     std::mutex mutex;
-    std::condition_variable changed;
-    std::vector<LogLine> recorded;
+    std::vector<LogLine> lines;
     std::function<void(LogLine const&)> observer;
+    std::vector<std::string> drmCalls;
+    std::string failingDrmCall;
 };
 
-Log& theLog = *new Log;
+Record& record = *new Record;
 
+std::atomic<Logging> logging{Logging::Recorded};
+std::atomic<unsigned long> count{0};
 std::atomic<bool> timeIsVirtual{false};
 std::atomic<long long> virtualTime{0};
+std::atomic<int> clockRate{1};
+std::atomic<bool> l1{false};
+int cdm;
 
-size_t countLocked(std::string const& part)
+bool contains(LogLine const& line, std::string const& part)
 {
-    size_t count = 0;
-    for (LogLine const& line : theLog.recorded) {
-        count += line.message.find(part) != std::string::npos ? 1 : 0;
-    }
-    return count;
+    return line.message.find(part) != std::string::npos;
 }
 
 } // namespace
 
 char const deviceId[] = "stand-in-0001";
 
+void setLogging(Logging newLogging)
+{
+    logging = newLogging;
+}
+
+bool isLoggingDropped()
+{
+    return logging == Logging::Dropped;
+}
+
+unsigned long logCount()
+{
+    return count;
+}
+
 std::vector<LogLine> logLines()
 {
-    std::lock_guard<std::mutex> const lock(theLog.mutex);
-    return theLog.recorded;
+    Lock const lock(record.mutex);
+    return record.lines;
 }
 
 std::vector<LogLine> logLines(std::string const& part)
 {
     std::vector<LogLine> found;
-    for (LogLine& line : logLines()) {
-        if (line.message.find(part) != std::string::npos) {
-            found.push_back(std::move(line));
-        }
-    }
+    Lock const lock(record.mutex);
+    std::copy_if(record.lines.begin(), record.lines.end(), std::back_inserter(found),
+                 [&](LogLine const& line) { return contains(line, part); });
     return found;
 }
 
 void clearLog()
 {
-    std::lock_guard<std::mutex> const lock(theLog.mutex);
-    theLog.recorded.clear();
+    Lock const lock(record.mutex);
+    record.lines.clear();
 }
 
-bool waitForLog(std::string const& part, size_t count, Milliseconds deadline)
+bool waitForLog(std::string const& part, size_t expected, Milliseconds deadline)
 {
-    std::unique_lock<std::mutex> lock(theLog.mutex);
-    return theLog.changed.wait_until(lock, std::chrono::steady_clock::now() + deadline,
-                                     [&] { return countLocked(part) >= count; });
+    auto const hasCome = [&] {
+        Lock const lock(record.mutex);
+        auto const found = std::count_if(record.lines.begin(), record.lines.end(),
+                                         [&](LogLine const& line) { return contains(line, part); });
+        return static_cast<size_t>(found) >= expected;
+    };
+    return timely::eventually(hasCome, deadline);
 }
 
-void onLog(std::function<void(LogLine const&)> newObserver)
+void onLog(std::function<void(LogLine const&)> observer)
 {
-    std::lock_guard<std::mutex> const lock(theLog.mutex);
-    theLog.observer = std::move(newObserver);
+    Lock const lock(record.mutex);
+    record.observer = std::move(observer);
+}
+
+void logCalled(STBLogContext const& context, char const* text, int level, int line, char const* file,
+               char const* format, va_list arguments)
+{
+    char message[4096];
+    vsnprintf(message, sizeof message, format, arguments);
+    ++count;
+    if (logging != Logging::Recorded) {
+        return;
+    }
+    LogLine const entry = {context, text, level, line, file, format, message};
+    std::function<void(LogLine const&)> toTell;
+    {
+        Lock const lock(record.mutex);
+        record.lines.push_back(entry);
+        toTell = record.observer;
+    }
+    if (toTell) {
+        toTell(entry);
+    }
 }
 
 void setVirtualTime(long long microseconds)
@@ -86,54 +129,71 @@ void advanceVirtualTime(long long microseconds)
     virtualTime += microseconds;
 }
 
-} // namespace standin
-
-int STBLogger_log(STBLogContext const* context, char const* text, int level, int line, char const* file,
-                  char const* format, ...)
+void setClockRate(int rate)
 {
-    va_list arguments;
-    va_start(arguments, format);
-    char message[4096];
-    vsnprintf(message, sizeof message, format, arguments);
-    va_end(arguments);
-    standin::LogLine const entry = {*context, text, level, line, file, format, message};
-    std::function<void(standin::LogLine const&)> toTell;
-    {
-        std::lock_guard<std::mutex> const lock(standin::theLog.mutex);
-        standin::theLog.recorded.push_back(entry);
-        toTell = standin::theLog.observer;
-    }
-    standin::theLog.changed.notify_all();
-    if (toTell) {
-        toTell(entry);
-    }
-    return 0;
+    clockRate = rate;
 }
 
-NSTime::NSTime() : microseconds(0) {}
-
-NSTime::NSTime(long long count) : microseconds(count) {}
-
-NSTime NSTime::nowRelative()
+long long nowMicroseconds()
 {
-    if (standin::timeIsVirtual) {
-        return NSTime(standin::virtualTime);
+    if (timeIsVirtual) {
+        return virtualTime;
     }
     auto const now = std::chrono::steady_clock::now().time_since_epoch();
-    return NSTime(std::chrono::duration_cast<std::chrono::microseconds>(now).count());
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count() * clockRate;
 }
 
-NSTime NSTime::operator-(NSTime const& other) const
+std::vector<std::string> drmCalls()
 {
-    return NSTime(microseconds - other.microseconds);
+    Lock const lock(record.mutex);
+    return record.drmCalls;
 }
 
-bool NSTime::operator>=(NSTime const& other) const
+void clearDrmCalls()
 {
-    return microseconds >= other.microseconds;
+    Lock const lock(record.mutex);
+    record.drmCalls.clear();
 }
 
-std::string STBFirmwareUpdater::getCurrentDeviceId()
+void failNextDrm(std::string const& operation)
 {
-    return standin::deviceId;
+    Lock const lock(record.mutex);
+    record.failingDrmCall = operation;
 }
+
+void recordDrm(std::string const& call)
+{
+    Lock const lock(record.mutex);
+    record.drmCalls.push_back(call);
+    std::string& failing = record.failingDrmCall;
+    if (!failing.empty() && call.compare(0, failing.size(), failing) == 0) {
+        failing.clear();
+        throw std::runtime_error(call);
+    }
+}
+
+std::string textOf(std::map<std::string, std::string> const& parameters)
+{
+    std::string text;
+    for (auto const& entry : parameters) {
+        text += " " + entry.first + "=" + entry.second;
+    }
+    return text;
+}
+
+void setL1(bool isL1)
+{
+    l1 = isL1;
+}
+
+bool isL1()
+{
+    return l1;
+}
+
+void* cdmObject()
+{
+    return &cdm;
+}
+
+} // namespace standin

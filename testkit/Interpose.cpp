@@ -1,7 +1,11 @@
+// Sockets, the system and time.
 #include "testkit/Interpose.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <stdarg.h>
+
+#include "testkit/Coverage.h"
 
 namespace interpose {
 
@@ -13,11 +17,17 @@ Call<ssize_t(int, void*, size_t, int)> recv("recv");
 Call<ssize_t(int, void const*, size_t)> write("write");
 Call<int(int)> close("close");
 Call<int(int, int)> shutdown("shutdown");
+Call<int(char const*, int, mode_t)> open("open");
+Call<int(struct sysinfo*)> sysinfo("sysinfo");
+Call<int(char const*)> system("system");
+Call<int(int, id_t, int)> setpriority("setpriority");
+Call<int(pid_t, int)> kill("kill");
 Call<int(useconds_t)> usleep("usleep");
 Call<int(timespec const*, timespec*)> nanosleep("nanosleep");
 Call<int(timeval*, void*)> gettimeofday("gettimeofday");
-Call<int(pthread_cond_t*, pthread_mutex_t*, timespec const*)> pthread_cond_timedwait("pthread_cond_timedwait");
-Call<int(pthread_t, void**)> pthread_join("pthread_join");
+
+static bool const areLookedUp = lookUp(socket, fcntl, setsockopt, connect, recv, write, close, shutdown, open, sysinfo,
+                                       system, setpriority, kill, usleep, nanosleep, gettimeofday);
 
 } // namespace interpose
 
@@ -67,6 +77,36 @@ int shutdown(int fd, int how) noexcept
     return interpose::shutdown(fd, how);
 }
 
+int open(char const* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return interpose::open(path, flags, mode);
+}
+
+int sysinfo(struct sysinfo* info) noexcept
+{
+    return interpose::sysinfo(info);
+}
+
+int system(char const* command)
+{
+    return interpose::system(command);
+}
+
+int setpriority(__priority_which_t which, id_t who, int value) noexcept
+{
+    return interpose::setpriority(static_cast<int>(which), who, value);
+}
+
+int kill(pid_t process, int signal) noexcept
+{
+    coverage::write(); // the signal may be the end of this process
+    return interpose::kill(process, signal);
+}
+
 int nanosleep(timespec const* duration, timespec* left)
 {
     return interpose::nanosleep(duration, left);
@@ -80,16 +120,6 @@ int usleep(useconds_t microseconds)
 int gettimeofday(timeval* now, void* zone) noexcept
 {
     return interpose::gettimeofday(now, zone);
-}
-
-int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, timespec const* deadline)
-{
-    return interpose::pthread_cond_timedwait(condition, mutex, deadline);
-}
-
-int pthread_join(pthread_t thread, void** result)
-{
-    return interpose::pthread_join(thread, result);
 }
 
 } // extern "C"

@@ -1,9 +1,10 @@
 /// @file
-/// What the kernel says about this process.
+/// The kernel's view of this process: threads, descriptors, memory.
 #ifndef ZELO_TESTKIT_PROCESS_H
 #define ZELO_TESTKIT_PROCESS_H
 
 #include <atomic>
+#include <chrono>
 #include <functional>
 #include <set>
 #include <string>
@@ -11,9 +12,27 @@
 
 /// Names of the threads.
 std::multiset<std::string> threadNames();
+int threadCount();
+int openDescriptors();
 
 /// @return true once none of the library's threads is left; a thread may be listed a moment after its end
 bool libraryThreadsEnd();
+
+/// @return how often the library's threads have given up their processor to wait
+unsigned long libraryWaits();
+
+/// @return true if a file whose path contains @p part is mapped
+bool isMapped(std::string const& part);
+
+/// @return resident memory, in KiB
+long residentKiB();
+long addressSpaceKiB();
+/// @return the most resident memory that there has ever been
+long peakKiB();
+/// @return what is allocated and not given back, however much address space the allocator keeps for it
+long heapInUseKiB();
+/// @return @p limit, but no limit under a sanitizer, which keeps what was freed
+long memoryLimit(long limit);
 
 /// A thread of its own for a call that is expected to wait for something.
 class BlockingCall {
@@ -31,10 +50,5 @@ private:
     std::atomic<bool> returned{false};
     std::thread thread;
 };
-
-int openDescriptors();
-
-/// @return true if a file whose path contains @p part is mapped
-bool isMapped(std::string const& part);
 
 #endif

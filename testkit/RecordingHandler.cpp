@@ -1,9 +1,9 @@
 #include "testkit/RecordingHandler.h"
 
 #include <algorithm>
-#include <chrono>
 
 #include "testkit/HostStandIn.h"
+#include "testkit/Wait.h"
 
 namespace testlink {
 
@@ -37,11 +37,8 @@ void RecordingHandler::onNewMessageReceived(IPCMessage const* message)
 
 void RecordingHandler::record(std::string const& event)
 {
-    {
-        std::lock_guard<std::mutex> const lock(mutex);
-        recorded.push_back(event);
-    }
-    changed.notify_all();
+    std::lock_guard<std::mutex> const lock(mutex);
+    recorded.push_back(event);
 }
 
 std::vector<std::string> RecordingHandler::events() const
@@ -58,10 +55,12 @@ std::vector<zelobox::Frame> RecordingHandler::frames() const
 
 bool RecordingHandler::waitFor(std::string const& event, size_t count, Milliseconds deadline)
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    return changed.wait_until(lock, std::chrono::steady_clock::now() + deadline, [&] {
-        return static_cast<size_t>(std::count(recorded.begin(), recorded.end(), event)) >= count;
-    });
+    return timely::eventually(
+        [&] {
+            std::lock_guard<std::mutex> const lock(mutex);
+            return static_cast<size_t>(std::count(recorded.begin(), recorded.end(), event)) >= count;
+        },
+        deadline);
 }
 
 Link::Link()

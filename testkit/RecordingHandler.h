@@ -3,7 +3,6 @@
 #ifndef ZELO_TESTKIT_RECORDINGHANDLER_H
 #define ZELO_TESTKIT_RECORDINGHANDLER_H
 
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -38,7 +37,6 @@ private:
     void record(std::string const& event);
 
     mutable std::mutex mutex;
-    std::condition_variable changed;
     std::vector<std::string> recorded;
     std::vector<zelobox::Frame> received;
 };

@@ -1,5 +1,5 @@
 /// @file
-/// Something that happens once on one thread and that others wait for.
+/// An event that happens once on one thread and that others wait for.
 #ifndef ZELO_TESTKIT_SIGNAL_H
 #define ZELO_TESTKIT_SIGNAL_H
 

@@ -1,5 +1,5 @@
 /// @file
-/// How the tests of a stop begin and end.
+/// The beginning and the end of a test of a stop.
 #ifndef ZELO_TESTKIT_STOPPING_H
 #define ZELO_TESTKIT_STOPPING_H
 
@@ -15,7 +15,7 @@
 namespace testlink {
 
 using timely::expectTimely;
-using timely::Ticker;
+using timely::PeriodicTimer;
 
 /// Stops and destroys, as the end of the application does, and expects that no handler is told. The log begins anew.
 void expectTimelyEnd(std::optional<Link>& link, Milliseconds limit = timely::stopLimit);

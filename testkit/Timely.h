@@ -1,25 +1,15 @@
 /// @file
-/// Waiting, and how long something may take.
+/// Limits of time, and what happens every so often.
 #ifndef ZELO_TESTKIT_TIMELY_H
 #define ZELO_TESTKIT_TIMELY_H
 
-#include <chrono>
 #include <functional>
 #include <thread>
 
 #include "testkit/Signal.h"
+#include "testkit/Wait.h"
 
 namespace timely {
-
-using Milliseconds = std::chrono::milliseconds;
-
-/// Looks again and again until @p condition holds: for what nobody announces.
-///
-/// @return false after the deadline
-bool eventually(std::function<bool()> const& condition, Milliseconds deadline = Milliseconds(10000));
-
-/// @return how long @p action takes
-Milliseconds timeOf(std::function<void()> const& action);
 
 /// How long a stop may take. Sanitizers slow everything down, the waking of threads most of all.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
@@ -33,9 +23,9 @@ Milliseconds const stopLimit(500);
 void expectTimely(std::function<void()> const& action, Milliseconds limit = stopLimit);
 
 /// Does something every so often, on a thread of its own.
-class Ticker {
+class PeriodicTimer {
 public:
-    Ticker(Milliseconds period, std::function<void()> const& action)
+    PeriodicTimer(Milliseconds period, std::function<void()> const& action)
         : thread([this, period, action] {
               while (!ended.waitFor(period)) {
                   action();
@@ -43,13 +33,13 @@ public:
           })
     {
     }
-    ~Ticker()
+    ~PeriodicTimer()
     {
         ended.give();
         thread.join();
     }
-    Ticker(Ticker const&) = delete;
-    Ticker& operator=(Ticker const&) = delete;
+    PeriodicTimer(PeriodicTimer const&) = delete;
+    PeriodicTimer& operator=(PeriodicTimer const&) = delete;
 
 private:
     probe::Signal ended;

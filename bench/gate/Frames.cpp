@@ -1,5 +1,5 @@
 // Sends frames through the library in a host process, so that what each costs can be counted: under callgrind the
-// instructions of each work are a dump of their own; allocations are printed as JSON.
+// instructions of each workload are a dump of their own; allocations are printed as JSON.
 //
 //     frames_count [FRAMES]
 #include <signal.h>
@@ -13,8 +13,9 @@
 #include <cstdlib>
 
 #include "bench/gate/Interposed.h"
-#include "bench/support/Handshake.h"
 #include "cobalt/ZeloCobalt.h"
+#include "testkit/HostStandIn.h"
+#include "testkit/Middleware.h"
 
 namespace {
 
@@ -47,9 +48,11 @@ void sendKeys(zelobox::Connection& client, unsigned count)
 }
 
 /// The middleware's process. It answers an order when it is done.
-[[noreturn]] void serve(zelobox::Listener& listener, int orders)
+[[noreturn]] void serve(Middleware& middleware, int orders)
 {
-    zelobox::Connection client = acceptConfigured(listener);
+    middleware.acceptClient(zelobox::Milliseconds(60000));
+    middleware.configure();
+    zelobox::Connection& client = middleware.link();
     Order order;
     while (read(orders, &order, sizeof order) == static_cast<ssize_t>(sizeof order)) {
         if (order.kind == Order::SendKeys) {
@@ -62,9 +65,9 @@ void sendKeys(zelobox::Connection& client, unsigned count)
     _exit(0);
 }
 
-class Middleware {
+class ObedientMiddleware {
 public:
-    Middleware()
+    ObedientMiddleware()
     {
         int ends[2];
         if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0) {
@@ -73,13 +76,13 @@ public:
         process = fork();
         if (process == 0) {
             close(ends[0]);
-            serve(listener, ends[1]);
+            serve(served, ends[1]);
         }
         close(ends[1]);
         orders = ends[0];
     }
 
-    ~Middleware()
+    ~ObedientMiddleware()
     {
         close(orders);
         waitpid(process, nullptr, 0);
@@ -107,7 +110,7 @@ public:
     }
 
 private:
-    zelobox::Listener listener;
+    Middleware served;
     pid_t process;
     int orders;
 };
@@ -117,7 +120,7 @@ void request()
     ZeloRequestPreviousController();
 }
 
-void receiveKeys(Middleware const& middleware, unsigned count)
+void receiveKeys(ObedientMiddleware const& middleware, unsigned count)
 {
     unsigned const before = keys;
     middleware.begin({Order::SendKeys, count});
@@ -133,8 +136,8 @@ template <typename Requests> void untilSent(Requests requests)
     interposed::waitUntil([waits] { return interposed::timedWaits() > waits; });
 }
 
-/// All requests of a burst but the first find the sender at work.
-void sendBursts(Middleware const& middleware, unsigned count)
+/// All requests of a burst but the first find the sender at workload.
+void sendBursts(ObedientMiddleware const& middleware, unsigned count)
 {
     middleware.begin({Order::ReadRequests, count});
     for (unsigned sent = 0; sent < count; sent += burst) {
@@ -150,7 +153,7 @@ void sendBursts(Middleware const& middleware, unsigned count)
 }
 
 /// Every request finds the sender waiting.
-void sendLone(Middleware const& middleware, unsigned count)
+void sendLone(ObedientMiddleware const& middleware, unsigned count)
 {
     middleware.begin({Order::ReadRequests, count});
     for (unsigned i = 0; i < count; ++i) {
@@ -159,21 +162,21 @@ void sendLone(Middleware const& middleware, unsigned count)
     middleware.awaitEnd();
 }
 
-struct Work {
+struct Workload {
     char const* name;
-    void (*run)(Middleware const&, unsigned);
+    void (*run)(ObedientMiddleware const&, unsigned);
     unsigned share; ///< of the frames: one in so many
 };
 
-void measure(Work const& work, Middleware const& middleware, unsigned frames, char const* separator)
+void measure(Workload const& workload, ObedientMiddleware const& middleware, unsigned frames, char const* separator)
 {
-    unsigned const count = frames / work.share;
-    work.run(middleware, 3 * burst); // what happens once only: symbols, the allocator's caches
+    unsigned const count = frames / workload.share;
+    workload.run(middleware, 3 * burst); // what happens once only: symbols, the allocator's caches
     uint64_t const allocations = interposed::allocations();
     CALLGRIND_ZERO_STATS;
-    work.run(middleware, count);
-    CALLGRIND_DUMP_STATS_AT(work.name);
-    std::printf("%s\"%s\": {\"frames\": %u, \"allocations\": %llu}", separator, work.name, count,
+    workload.run(middleware, count);
+    CALLGRIND_DUMP_STATS_AT(workload.name);
+    std::printf("%s\"%s\": {\"frames\": %u, \"allocations\": %llu}", separator, workload.name, count,
                 static_cast<unsigned long long>(interposed::allocations() - allocations));
 }
 
@@ -182,19 +185,21 @@ void measure(Work const& work, Middleware const& middleware, unsigned frames, ch
 int main(int argc, char** argv)
 {
     unsigned const frames = argc > 1 ? static_cast<unsigned>(std::atoi(argv[1])) : 4000;
-    static Work const works[] = {
+    static Workload const workloads[] = {
         {"inbound", receiveKeys, 1},
         {"outbound", sendBursts, 1},
         {"lone request", sendLone, 10},
     };
+    standin::setLogging(standin::Logging::Dropped);
+    interposed::takeOver();
     std::setvbuf(stdout, nullptr, _IOFBF, 65536); // its buffer would be an allocation among those that are counted
-    Middleware const middleware;
+    ObedientMiddleware const middleware;
     ZeloCallbacks callbacks = {};
     callbacks.onKey = onKey;
     ZeloStartApp(callbacks);
     char const* separator = "{";
-    for (Work const& work : works) {
-        measure(work, middleware, frames, separator);
+    for (Workload const& workload : workloads) {
+        measure(workload, middleware, frames, separator);
         separator = ", ";
     }
     std::printf("}\n");

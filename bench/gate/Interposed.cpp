@@ -1,31 +1,56 @@
 #include "bench/gate/Interposed.h"
 
-#include <dlfcn.h>
-#include <pthread.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <atomic>
 
+#include "testkit/Interpose.h"
+#include "testkit/Malloc.h"
+
 namespace {
+
+using interpose::Takeover;
+using interpose::Threads;
 
 std::atomic<uint64_t> allocationCount{0};
 std::atomic<uint64_t> waitCount{0};
 std::atomic<bool> holding{false};
 std::atomic<bool> held{false};
 
-template <typename Function> Function* next(char const* name)
+void countAllocation(void*)
 {
-    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+    allocationCount.fetch_add(1, std::memory_order_relaxed);
 }
 
-using Write = ssize_t(int, void const*, size_t);
-using TimedWait = int(pthread_cond_t*, pthread_mutex_t*, timespec const*);
-Write* const realWrite = next<Write>("write");
-TimedWait* const realTimedWait = next<TimedWait>("pthread_cond_timedwait");
+mallocs::Observer const observer = {nullptr, &countAllocation, nullptr};
+
+ssize_t writeUnlessHeld(int fd, void const* bytes, size_t size)
+{
+    while (holding) {
+        held = true;
+        interposed::pause();
+    }
+    return interpose::write.real(fd, bytes, size);
+}
+
+/// No system call here: a thread that has said that it waits must not be interrupted before it does.
+int countWait(pthread_cond_t* condition, pthread_mutex_t* mutex, timespec const* deadline)
+{
+    waitCount.fetch_add(1, std::memory_order_release);
+    return interpose::pthread_cond_timedwait.real(condition, mutex, deadline);
+}
 
 } // namespace
+
+void interposed::takeOver()
+{
+    static Takeover<ssize_t(int, void const*, size_t)> const writing(interpose::write, &writeUnlessHeld, Threads::All);
+    static Takeover<int(pthread_cond_t*, pthread_mutex_t*, timespec const*)> const waiting(
+        interpose::pthread_cond_timedwait, &countWait, Threads::All);
+    mallocs::observe(&observer);
+}
 
 uint64_t interposed::allocations()
 {
@@ -55,45 +80,4 @@ void interposed::pause()
 {
     timespec const step = {0, 50000};
     syscall(SYS_nanosleep, &step, nullptr);
-}
-
-extern "C" {
-
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t number, size_t size);
-void* __libc_realloc(void* block, size_t size);
-
-void* malloc(size_t size)
-{
-    allocationCount.fetch_add(1, std::memory_order_relaxed);
-    return __libc_malloc(size);
-}
-
-void* calloc(size_t number, size_t size)
-{
-    allocationCount.fetch_add(1, std::memory_order_relaxed);
-    return __libc_calloc(number, size);
-}
-
-void* realloc(void* block, size_t size)
-{
-    allocationCount.fetch_add(1, std::memory_order_relaxed);
-    return __libc_realloc(block, size);
-}
-
-ssize_t write(int fd, void const* bytes, size_t size)
-{
-    while (holding) {
-        held = true;
-        interposed::pause();
-    }
-    return realWrite(fd, bytes, size);
-}
-
-/// No system call here: a thread that has said that it waits must not be interrupted before it does.
-int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, timespec const* deadline)
-{
-    waitCount.fetch_add(1, std::memory_order_release);
-    return realTimedWait(condition, mutex, deadline);
-}
 }

@@ -1,12 +1,14 @@
 /// @file
-/// Calls of the C library that the program takes over: allocations are counted, and the library's sender can be held
-/// where nothing is left to chance.
+/// A count of allocations, and a hold of the library's sender where nothing is left to chance.
 #ifndef ZELO_BENCH_INTERPOSED_H
 #define ZELO_BENCH_INTERPOSED_H
 
 #include <cstdint>
 
 namespace interposed {
+
+/// To be called first.
+void takeOver();
 
 /// @return allocations of the whole process so far
 uint64_t allocations();
@@ -18,7 +20,8 @@ uint64_t timedWaits();
 void holdWriter(void (*provoke)());
 void releaseWriter();
 
-/// Waits in small steps until @p done. The waiting is not counted as anybody's instructions.
+/// Waits in small steps until @p done. Its instructions are not counted as the library's,
+/// which is why it is a wait of its own.
 template <typename Condition> void waitUntil(Condition done);
 
 void pause();

@@ -7,6 +7,7 @@
 #include "src/ipc/IPCFrame.h"
 #include "src/ipc/IPCMessage.h"
 #include "testkit/ConfigPayload.h"
+#include "testkit/HostStandIn.h"
 
 namespace {
 
@@ -99,10 +100,8 @@ void configuration(benchmark::State& state)
 {
     std::vector<char> payloads[2];
     for (int i = 0; i < 2; ++i) {
-        ConfigPayload payload;
         std::string const text(static_cast<size_t>(state.range(0)), static_cast<char>('a' + i));
-        payload.apiMode = payload.language = payload.portalUrl = payload.auxText1 = payload.auxText2 = text;
-        payloads[i] = payload.bytes();
+        payloads[i] = configOfText(text).bytes();
     }
     size_t round = 0;
     for (auto _ : state) {
@@ -125,4 +124,10 @@ BENCHMARK(backOff);
 
 } // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv)
+{
+    standin::setLogging(standin::Logging::Dropped);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

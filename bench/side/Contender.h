@@ -1,5 +1,5 @@
 /// @file
-/// What every contender does: both ends of one link between two processes.
+/// A contender of the side-by-side measurements: both ends of one link between two processes.
 #ifndef ZELO_BENCH_CONTENDER_H
 #define ZELO_BENCH_CONTENDER_H
 
@@ -34,7 +34,7 @@ public:
     virtual void receive() = 0;
 };
 
-/// What a work asks of a contender beyond a link.
+/// What a workload asks of a contender beyond a link.
 enum class Handover {
     None,   ///< whoever pushes may write
     Thread, ///< another thread writes
@@ -55,7 +55,9 @@ struct Contender {
 /// Each program defines one.
 extern Contender const contender;
 
-/// Ends the process with @p what and the error number unless @p good.
+/// Ends the process with @p what and the error number unless @p good. Waits to be ended if the run is over.
 void require(bool good, char const* what);
+/// From now on the end of a link is no failure.
+void setRunOver();
 
 #endif

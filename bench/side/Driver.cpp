@@ -1,6 +1,6 @@
 // One measurement of one contender, printed as a line of JSON.
 //
-//     side_NAME WORK [--size BYTES] [--count NUMBER] [--threads NUMBER] [--ms NUMBER] [--pin one|two|free]
+//     side_NAME WORKLOAD [--size BYTES] [--count NUMBER] [--threads NUMBER] [--ms NUMBER] [--pin one|two|free]
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -12,24 +12,7 @@
 #include <cstring>
 #include <string>
 
-#include "bench/side/Works.h"
-
-namespace {
-
-std::atomic<bool> finished{false};
-
-}
-
-void require(bool good, char const* what)
-{
-    if (!good && finished) {
-        pause(); // the other process has ended
-    }
-    if (!good) {
-        std::fprintf(stderr, "%s: %s: %s\n", contender.name, what, std::strerror(errno));
-        _exit(2);
-    }
-}
+#include "bench/side/Workloads.h"
 
 namespace {
 
@@ -77,10 +60,10 @@ void pin(std::string const& pinning, bool isPeer)
 
 int main(int argc, char** argv)
 {
-    Work const* const work = argc > 1 ? findWork(argv[1]) : nullptr;
-    if (work == nullptr) {
+    Workload const* const workload = argc > 1 ? findWorkload(argv[1]) : nullptr;
+    if (workload == nullptr) {
         std::fprintf(stderr,
-                     "usage: %s WORK [--size BYTES] [--count NUMBER] [--threads NUMBER] [--ms NUMBER] "
+                     "usage: %s WORKLOAD [--size BYTES] [--count NUMBER] [--threads NUMBER] [--ms NUMBER] "
                      "[--pin one|two|free]\n",
                      argv[0]);
         return 2;
@@ -98,14 +81,14 @@ int main(int argc, char** argv)
         std::unique_ptr<Peer> const end = contender.makePeer();
         shared.peerIsThere = true;
         end->start();
-        work->peer(*end, shared, options);
+        workload->peer(*end, shared, options);
         pause();
     }
-    waitUntil([&] { return shared.peerIsThere.load(); });
-    std::unique_ptr<Host> const host = contender.makeHost(work->handover);
-    work->host(*host, shared, options);
+    await([&] { return shared.peerIsThere.load(); });
+    std::unique_ptr<Host> const host = contender.makeHost(workload->handover);
+    workload->host(*host, shared, options);
     std::fflush(stdout);
-    finished = true;
+    setRunOver();
     kill(peer, SIGKILL);
     waitpid(peer, nullptr, 0);
     unlink("/tmp/zelo_messenger");

@@ -109,10 +109,7 @@ private:
 };
 
 class FloorPeer : public StreamPeer {
-    zelobox::Connection accept(zelobox::Listener& listener) override
-    {
-        return listener.accept(zelobox::Milliseconds(30000));
-    }
+    void greet(Middleware& middleware) override { middleware.accept(zelobox::Milliseconds(30000)); }
 };
 
 } // namespace

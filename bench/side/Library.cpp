@@ -1,7 +1,7 @@
 // The library through its entry points.
 #include "bench/side/Stream.h"
-#include "bench/support/Handshake.h"
 #include "cobalt/ZeloCobalt.h"
+#include "testkit/HostStandIn.h"
 
 namespace {
 
@@ -12,6 +12,7 @@ public:
     void start(Received whenReceived) override
     {
         received = std::move(whenReceived);
+        standin::setLogging(standin::Logging::Dropped);
         ZeloCallbacks callbacks = {};
         callbacks.onKey = [](SbKey, uint8_t) { received(); };
         ZeloStartApp(callbacks);
@@ -21,7 +22,11 @@ public:
 };
 
 class LibraryPeer : public StreamPeer {
-    zelobox::Connection accept(zelobox::Listener& listener) override { return acceptConfigured(listener); }
+    void greet(Middleware& middleware) override
+    {
+        middleware.acceptClient(zelobox::Milliseconds(30000));
+        middleware.configure();
+    }
 };
 
 } // namespace

@@ -27,9 +27,10 @@
 #include <thread>
 #include <vector>
 
-#include "bench/support/Handshake.h"
 #include "src/ipc/IPCMessage.h"
+#include "testkit/HostStandIn.h"
 #include "testkit/LoadedLibrary.h"
+#include "testkit/Middleware.h"
 
 namespace {
 
@@ -96,14 +97,22 @@ private:
     bool (*const requestPreviousController)() = library.function<bool()>("_Z29ZeloRequestPreviousControllerv");
 };
 
-zelobox::Listener* listener = nullptr;
+Middleware* middleware = nullptr;
+
+zelobox::Connection acceptConfigured()
+{
+    middleware->acceptClient(zelobox::Milliseconds(60000));
+    middleware->configure();
+    return std::move(middleware->link());
+}
 Shared* shared = nullptr;
 
 /// Reads every connection to its end.
 void readAll()
 {
     for (;;) {
-        zelobox::Connection client = listener->accept(zelobox::Milliseconds(60000));
+        middleware->accept(zelobox::Milliseconds(60000));
+        zelobox::Connection client = std::move(middleware->link());
         ++shared->connections;
         try {
             for (int greeting = 0; greeting < 3; ++greeting) {
@@ -126,7 +135,7 @@ void readNothing()
 {
     std::vector<zelobox::Connection> held;
     for (;;) {
-        held.push_back(acceptConfigured(*listener));
+        held.push_back(acceptConfigured());
         ++shared->connections;
     }
 }
@@ -135,7 +144,7 @@ void readNothing()
 void sendConfigurations()
 {
     zelobox::Frame const configuration = {IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, std::vector<char>(32)};
-    std::optional<zelobox::Connection> client(acceptConfigured(*listener));
+    std::optional<zelobox::Connection> client(acceptConfigured());
     for (;;) {
         ++shared->connections;
         try {
@@ -144,7 +153,8 @@ void sendConfigurations()
             }
         } catch (zelobox::PeerError const&) {
         }
-        client.emplace(listener->accept(zelobox::Milliseconds(30000)));
+        middleware->accept(zelobox::Milliseconds(30000));
+        client.emplace(std::move(middleware->link()));
     }
 }
 
@@ -270,7 +280,7 @@ int run(char const* path, char const* name, Setting const& setting)
     for (Work const& work : works) {
         if (std::strcmp(work.name, name) == 0) {
             if (work.peer != nullptr) {
-                listener = new zelobox::Listener;
+                middleware = new Middleware;
                 fork(work.peer);
             }
             Host host(path);
@@ -292,6 +302,7 @@ size_t numberAt(int argc, char** argv, int index, size_t otherwise)
 
 int main(int argc, char** argv)
 {
+    standin::setLogging(standin::Logging::Dropped);
     if (argc < 4) {
         std::fprintf(stderr, "usage: %s LIBRARY idle|backoff|deaf|full|lost|flood NUMBER [QUEUED [BUSY]]\n", argv[0]);
         return 2;

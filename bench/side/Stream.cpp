@@ -23,13 +23,13 @@ std::vector<char> const key = frameOfSize(4);
 
 void StreamPeer::start()
 {
-    client.emplace(accept(ownListener));
+    greet(middleware);
 }
 
 void StreamPeer::write(char const* bytes, size_t size)
 {
     while (size != 0) {
-        ssize_t const count = send(client->descriptor(), bytes, size, MSG_NOSIGNAL);
+        ssize_t const count = send(middleware.link().descriptor(), bytes, size, MSG_NOSIGNAL);
         require(count > 0, "send");
         bytes += count;
         size -= static_cast<size_t>(count);
@@ -66,7 +66,7 @@ char const* StreamPeer::take(size_t size)
         std::memmove(received.data(), received.data() + begin, end - begin);
         end -= begin;
         begin = 0;
-        ssize_t const count = recv(client->descriptor(), received.data() + end, received.size() - end, 0);
+        ssize_t const count = recv(middleware.link().descriptor(), received.data() + end, received.size() - end, 0);
         require(count > 0, "recv");
         end += static_cast<size_t>(count);
     }

@@ -3,11 +3,10 @@
 #ifndef ZELO_BENCH_STREAM_H
 #define ZELO_BENCH_STREAM_H
 
-#include <optional>
 #include <vector>
 
 #include "bench/side/Contender.h"
-#include "zelobox/protocol/Peer.h"
+#include "testkit/Middleware.h"
 
 class StreamPeer : public Peer {
 public:
@@ -18,14 +17,13 @@ public:
 
 protected:
     /// What is said before the frames that are measured.
-    virtual zelobox::Connection accept(zelobox::Listener& listener) = 0;
+    virtual void greet(Middleware& middleware) = 0;
 
 private:
     void write(char const* bytes, size_t size);
     char const* take(size_t size);
 
-    zelobox::Listener ownListener;
-    std::optional<zelobox::Connection> client;
+    Middleware middleware;
     std::vector<char> many;
     std::vector<char> received = std::vector<char>(size_t{64} * 1024);
     size_t begin = 0;

@@ -3,8 +3,8 @@
  *
  * Who stands for what:
  *   Start      ZeloStartApp() after the manager is made: CobaltManager::waitForConfiguration() under a Hold
- *   Stop       ZeloStopApp(): LifeCycleCall::stop(), ~CobaltManager(), ~IPCMessengerClient(). changeMutex is left out: only
- *              starts and stops take it, and there is one of each
+ *   Stop       ZeloStopApp(): LifeCycleCall::stop(), ~CobaltManager(), IPCMessengerClient::stop() and its destructor.
+ *              changeMutex is left out: only starts and stops take it, and there is one of each
  *   Producer   a host thread in ZeloSetVideoWindow() or ZeloRequestPreviousController()
  *   Client     IPCMessengerClient::run() on ipc_cln
  *   Sender     IPCMessengerClient::OutMessageSender::run() on ipc_snd, one per connection
@@ -12,8 +12,9 @@
  *   - a lock is released exactly where the model says;
  *   - a wait on a condition may sleep through its deadline (a wall clock that was set back), so every wake-up that a stop
  *     depends on is a signal: waits choose in advance whether they will time out;
- *   - recv, connect and write look at the running flag at least every time-out, so each is one step that waits for the
- *     peer or for that flag;
+ *   - recv waits for the peer or for a shutdown, connect and write look at their flags at least every time-out, so each
+ *     is one step that waits for the peer or for one of these; connectionMutex is a leaf, so a shutdown is one step too;
+ *   - a push may find the queue full at any time, and a sender may find no memory or no more time to finish;
  *   - the peer is free: it may refuse, drop, send, read slowly or never, and what it will do is chosen in advance, so
  *     that nothing that it might still do hides a deadlock.
  *
@@ -31,6 +32,9 @@
 #ifndef EACH
 #define EACH        1 /* messages of a producer */
 #endif
+#ifndef OVERFLOWS
+#define OVERFLOWS   true /* whether a push may find the queue full */
+#endif
 #define HANDSHAKES  (2 * EACH) /* numbers of messages: below are the producers' */
 #define ANSWER      (HANDSHAKES + CONNECTIONS)
 #define MESSAGES    (ANSWER + 1)
@@ -45,11 +49,12 @@ byte fate[MESSAGES];
 #define TAKES   0
 #define GONE    1
 #define DEAF    2
+#define STARVES 3 /* the sender finds no memory for the message */
 #define DONE    0
 #define FAILED  1
 #define STOPPED 2
 
-byte pending; /* messages on the way but handshakes: keeps the queue, unbounded in the code, at three */
+byte pending; /* messages on the way but handshakes: keeps the queue, far longer in the code, at three */
 
 byte cobaltManagerMutex, handlersMutex, senderMutex;
 byte queueMutex[CONNECTIONS];
@@ -58,12 +63,13 @@ bool managerThere = true, clientAlive = true; /* the manager of cobaltManager; ~
 bool closing, configured, handlerThere = true;
 byte holds = 1;
 bool clientRunning = true, clientDone;
+bool ending;      /* of the client */
 byte sender; /* IPCMessengerClient::sender: 0 is none, else the connection + 1 */
 
 bool senderAlive[CONNECTIONS], senderRunning[CONNECTIONS], senderDone[CONNECTIONS];
-bool senderConnected[CONNECTIONS], senderEnding[CONNECTIONS];
+bool senderConnected[CONNECTIONS], senderEnding[CONNECTIONS], senderFinishing[CONNECTIONS];
 bool waiting[CONNECTIONS]; /* the sender waits on its queueCond */
-bool socketOpen[CONNECTIONS];
+bool socketOpen[CONNECTIONS], isShutDown[CONNECTIONS];
 chan queue[CONNECTIONS] = [QUEUE] of { byte };
 
 bool stopReturned;
@@ -100,7 +106,18 @@ inline push(c, m)
     assert(senderAlive[c]);
     if
     :: !senderConnected[c] -> settle(m)
-    :: else ->
+    :: senderConnected[c] && OVERFLOWS ->
+        atomic {
+            lock(queueMutex[c]);
+            senderConnected[c] = false;
+            senderEnding[c] = true;
+            waiting[c] = false;
+            unlock(queueMutex[c])
+        };
+        assert(socketOpen[c]);
+        isShutDown[c] = true;
+        settle(m)
+    :: senderConnected[c] ->
         atomic {
             lock(queueMutex[c]);
             assert(len(queue[c]) < QUEUE);
@@ -153,7 +170,7 @@ inline takeNext(c, m)
     atomic {
         lock(queueMutex[c]);
         if
-        :: len(queue[c]) == 0 && !senderEnding[c] ->
+        :: len(queue[c]) == 0 && !senderEnding[c] && !senderFinishing[c] ->
             if
             :: patient = true
             :: patient = false
@@ -169,13 +186,13 @@ inline takeNext(c, m)
         fi;
         if
         :: len(queue[c]) != 0 -> queue[c] ? m
-        :: else -> m = MESSAGES
+        :: else -> m = MESSAGES; senderEnding[c] = senderEnding[c] || senderFinishing[c]
         fi;
         unlock(queueMutex[c])
     }
 }
 
-#define isWanted(c) (senderRunning[c] && !senderEnding[c])
+#define isWanted(c) (!senderEnding[c] && (senderRunning[c] || senderFinishing[c]))
 
 /* OutMessageSender::send() with writeFully(): the peer takes it, is gone, or does not read any more. */
 inline sendMessage(c, m)
@@ -184,12 +201,14 @@ inline sendMessage(c, m)
     :: peer = TAKES
     :: peer = GONE
     :: peer = DEAF
+    :: peer = STARVES
     fi;
     assert(socketOpen[c] && senderAlive[c]);
     if
     :: peer == TAKES -> settle(m) /* written */
     :: peer == GONE -> settle(m); healthy = false
-    :: peer == DEAF -> !isWanted(c); settle(m); healthy = false
+    :: peer == DEAF -> !isWanted(c) || senderFinishing[c]; settle(m); healthy = false
+    :: peer == STARVES -> isShutDown[c] = true; settle(m); healthy = false
     fi
 }
 
@@ -205,14 +224,15 @@ proctype Sender(byte c)
         :: m < MESSAGES -> sendMessage(c, m)
         :: else
         fi
-    :: else -> break
+    :: healthy && isWanted(c) && senderFinishing[c] -> break /* out of time */
+    :: !(healthy && isWanted(c)) -> break
     od;
     senderConnected[c] = false;
     senderDone[c] = true
 }
 
-/* IPCMessengerClient::tearDown(); the end of ended is ~OutMessageSender(). */
-inline tearDown(ended, m)
+/* IPCMessengerClient::disconnect(); the end of ended is ~OutMessageSender(). */
+inline disconnect(ended, m)
 {
     lock(senderMutex);
     atomic { ended = sender; sender = 0 };
@@ -243,16 +263,20 @@ inline tearDown(ended, m)
 /* IPCMessengerClient::startSender() and tellHandlers(onConnected) */
 inline beginConnection(c)
 {
-    atomic {
-        socketOpen[c] = true;
-        senderAlive[c] = true;
-        senderConnected[c] = true;
-        senderRunning[c] = true;
-        run Sender(c)
-    };
     lock(senderMutex);
-    assert(sender == 0);
-    sender = c + 1;
+    if
+    :: !ending ->
+        atomic {
+            assert(sender == 0);
+            socketOpen[c] = true;
+            senderAlive[c] = true;
+            senderConnected[c] = true;
+            senderRunning[c] = true;
+            run Sender(c);
+            sender = c + 1
+        }
+    :: else
+    fi;
     unlock(senderMutex);
     lock(handlersMutex);
     assert(handlerThere);
@@ -280,7 +304,9 @@ inline dispatch(c)
     unlock(handlersMutex)
 }
 
-/* IPCMessengerClient::receiveFrames(): ends with what the Progress says. */
+#define goesOn (clientRunning && !ending)
+
+/* IPCMessengerClient::receiveFrames(): ends with what the Reception says. */
 inline receiveFrames(c)
 {
     if
@@ -292,15 +318,12 @@ inline receiveFrames(c)
     :: willDrop = false
     fi;
     do
-    :: !clientRunning -> progress = DONE; break    /* between frames */
-    :: !clientRunning -> progress = STOPPED; break /* in a frame */
-    :: clientRunning && willSend -> willSend = false; dispatch(c)
-    :: clientRunning && willDrop -> progress = FAILED; break
-    :: clientRunning && !senderConnected[c] -> /* senderHasFailed() */
-        lock(senderMutex);
-        unlock(senderMutex);
-        progress = FAILED;
-        break
+    :: !goesOn && isShutDown[c] -> progress = DONE; break    /* between frames */
+    :: !goesOn && isShutDown[c] -> progress = STOPPED; break /* in a frame */
+    :: !goesOn && willSend -> progress = STOPPED; break      /* in a frame that a fast peer sends */
+    :: goesOn && willSend -> willSend = false; dispatch(c)
+    :: goesOn && willDrop -> progress = FAILED; break
+    :: goesOn && isShutDown[c] -> progress = FAILED; break
     od
 }
 
@@ -311,13 +334,15 @@ inline serveConnection(c)
     receiveFrames(c);
     if
     :: progress == FAILED ->
+        lock(senderMutex); /* logEnd() */
+        unlock(senderMutex);
         lock(handlersMutex);
         assert(handlerThere); /* onDisconnected() */
         unlock(handlersMutex)
     :: else
     fi;
     if
-    :: progress != DONE -> tearDown(ended, m)
+    :: progress != DONE -> disconnect(ended, m)
     :: else
     fi
 }
@@ -327,10 +352,10 @@ proctype Client()
     byte c, ended, m, progress;
     bool willSend, willDrop, asks;
     do
-    :: !clientRunning -> break
-    :: clientRunning ->
+    :: !goesOn -> break
+    :: goesOn ->
         if
-        :: !clientRunning /* nobody there, or a full backlog, until the stop */
+        :: !goesOn /* nobody there, or a full backlog, until the stop */
         :: c < CONNECTIONS -> serveConnection(c); c++
         fi
     od;
@@ -354,13 +379,29 @@ proctype Stop()
     unlock(cobaltManagerMutex);
     closing = true; /* ~CobaltManager() */
     holds == 0;
+    lock(senderMutex); /* IPCMessengerClient::stop() */
+    ending = true;
+    if
+    :: sender != 0 -> /* OutMessageSender::finish() */
+        atomic {
+            lock(queueMutex[sender - 1]);
+            senderFinishing[sender - 1] = true;
+            waiting[sender - 1] = false;
+            unlock(queueMutex[sender - 1])
+        };
+        senderRunning[sender - 1] = false;
+        senderDone[sender - 1] /* the join in STBThread::stop() */
+    :: else
+    fi;
+    unlock(senderMutex);
+    atomic { for (m : 0 .. CONNECTIONS - 1) { isShutDown[m] = true } };
     clientRunning = false;
     clientDone; /* the join in STBThread::stop() */
     lock(handlersMutex);
     handlerThere = false;
     unlock(handlersMutex);
     clientAlive = false; /* ~IPCMessengerClient() */
-    tearDown(ended, m);
+    disconnect(ended, m);
     stopReturned = true
 }
 

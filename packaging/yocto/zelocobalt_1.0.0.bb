@@ -11,6 +11,10 @@ S = "${WORKDIR}/git"
 
 inherit cmake
 
+# glibc on 32-bit ARM; the other one is for a desk.
+COMPATIBLE_HOST = "(arm|x86_64).*-linux.*"
+COMPATIBLE_HOST:libc-musl = "null"
+
 # The headers of the box's support library; empty for the stand-ins that come along.
 ZELO_STB_INCLUDE_DIR ?= ""
 # OFF for a container that was built with the old string ABI.

@@ -126,11 +126,11 @@ void IPCMessageUnsignedIntArray::unserialize()
     ByteReader fields = reader();
     // The count may lie; what is there decides how much is read and reserved.
     uint32_t const claimed = fields.u32();
-    size_t const count = std::min<size_t>(claimed, fields.remaining() / sizeof(uint32_t));
-    values.reserve(count);
-    while (values.size() < count && !fields.failed()) {
-        values.push_back(fields.u32());
+    std::vector<uint32_t> received(std::min<size_t>(claimed, fields.remaining() / sizeof(uint32_t)));
+    for (size_t i = 0; i < received.size() && !fields.failed(); ++i) {
+        received[i] = fields.u32();
     }
+    values.swap(received);
 }
 
 IPCMessageSimpleString::IPCMessageSimpleString(IPCMessageType messageType, std::string const& initial)
@@ -177,14 +177,14 @@ void IPCMessageStringArray::unserialize()
     strings.clear();
     // Counted first, so that the list needs the memory of its elements and no more: a text of five bytes here is an
     // object there, and a list that grows by doubling has two of each for a while.
-    size_t const count = countTexts(reader());
-    strings.reserve(count);
+    std::vector<std::string> received(countTexts(reader()));
     ByteReader fields = reader();
     fields.skip(sizeof(uint32_t));
-    while (strings.size() < count && !fields.failed()) {
-        strings.push_back(readText(fields));
-        fields.skip(strings.size() < count ? 1 : 0); // the terminator, which the last text may lack
+    for (size_t i = 0; i < received.size() && !fields.failed(); ++i) {
+        fields.skip(i == 0 ? 0 : 1); // the terminator of the text before
+        received[i] = readText(fields);
     }
+    strings.swap(received);
 }
 
 IPCMessageAllowedMessageList::IPCMessageAllowedMessageList(std::set<IPCMessageType> const& initial)

@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <pthread.h>
 #include <signal.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,10 +20,10 @@ size_t const queueLimit = 131072;
 
 unsigned const queueWaitMs = 200;
 
-std::chrono::milliseconds const finishTime(200);
+int const finishMs = 200;
 
 /// What a thread has that comes to finish late because others had the processor.
-std::chrono::milliseconds const finishGrace(100);
+int const finishGraceMs = 100;
 
 /// The send time-out holds for each buffer that the kernel makes of a write, so a long write to a slow peer could keep
 /// a stop waiting for many of them. This much fits into one.
@@ -35,6 +36,14 @@ void blockSigPipe()
     sigemptyset(&signals);
     sigaddset(&signals, SIGPIPE);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+/// @return a time that nobody sets
+int64_t monotonicMs()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
 } // namespace
@@ -77,7 +86,7 @@ void IPCMessengerClient::OutMessageSender::finish()
     {
         pthread_helper::guard lock(queueMutex);
         if (!finishing) {
-            finishBy = Clock::now() + finishTime;
+            finishByMs = monotonicMs() + finishMs;
             finishing = true;
         }
         queueCond.signal();
@@ -124,12 +133,12 @@ bool IPCMessengerClient::OutMessageSender::isWanted()
 
 bool IPCMessengerClient::OutMessageSender::isInTime()
 {
-    Clock::time_point const now = Clock::now();
+    int64_t const now = monotonicMs();
     if (!hasSeenFinish) {
         hasSeenFinish = true;
-        finishBy = std::max(finishBy, now + finishGrace);
+        finishByMs = std::max(finishByMs, now + finishGraceMs);
     }
-    return now < finishBy;
+    return now < finishByMs;
 }
 
 /// @return the oldest message; null if none came in time

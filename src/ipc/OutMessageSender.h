@@ -3,8 +3,9 @@
 #ifndef ZELO_IPC_OUTMESSAGESENDER_H
 #define ZELO_IPC_OUTMESSAGESENDER_H
 
+#include <stdint.h>
+
 #include <atomic>
-#include <chrono>
 #include <deque>
 #include <memory>
 
@@ -42,8 +43,6 @@ public:
     bool hasOverflowed() const { return overflowed; }
 
 private:
-    using Clock = std::chrono::steady_clock;
-
     bool isWanted();
     bool isInTime();
     std::unique_ptr<IPCMessage> takeNext() EXCLUDES(queueMutex);
@@ -58,7 +57,7 @@ private:
     std::atomic<bool> ending{false};    // written under queueMutex, so that no wait begins after the signal
     std::atomic<bool> finishing{false}; // likewise
     std::atomic<bool> overflowed{false};
-    Clock::time_point finishBy; // written before finishing; then owned by the thread
+    int64_t finishByMs = 0;     // written before finishing; then owned by the thread
     bool hasSeenFinish = false; // owned by the thread
 };
 

@@ -1,5 +1,5 @@
 /// @file
-/// An updater that does more than tell the box's identity.
+/// An updater that does more than tell the device's identity.
 #ifndef ALTSTB_STBFIRMWAREUPDATER_H
 #define ALTSTB_STBFIRMWAREUPDATER_H
 

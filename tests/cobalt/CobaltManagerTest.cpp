@@ -22,6 +22,8 @@ zelobox::Frame lifecycle(std::string const& text)
     return zelobox::frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, text));
 }
 
+class Handshake : public Managed {};
+
 } // namespace
 
 TEST_F(Manager, AnswersEveryConfigurationWithStateWindowAndMode)
@@ -65,8 +67,8 @@ TEST_F(Manager, PassesKeysOnWithTheirModifier)
     middleware.send(numberFrame(IPC_REMOTE_KEY, 0x00FF0026));
     middleware.send(numberFrame(IPC_REMOTE_KEY, 0xAB10002A)); // the high bits mean nothing
     middleware.send(numberFrame(IPC_REMOTE_KEY, 0x0000002D)); // a command without a key
-    ASSERT_TRUE(waitForHostCall("key 0 0"));
-    EXPECT_THAT(hostCalls(),
+    ASSERT_TRUE(callbacks::waitFor("key 0 0"));
+    EXPECT_THAT(callbacks::calls(),
                 ElementsAre("key 13 0", "key 0 1", "key 0 2", "key 0 3", "key 89 255", "key 37 16", "key 0 0"));
 }
 
@@ -75,8 +77,8 @@ TEST_F(Manager, StoresTheVolumeBeforeItTellsTheHost)
     start();
     middleware.send(numberFrame(IPC_VOLUME, 42));
     middleware.send(numberFrame(IPC_VOLUME, 0xFFFFFFFF));
-    ASSERT_TRUE(waitForHostCall("volume 4294967295"));
-    EXPECT_THAT(hostCalls(), ElementsAre("volume 42", "volume 4294967295"));
+    ASSERT_TRUE(callbacks::waitFor("volume 4294967295"));
+    EXPECT_THAT(callbacks::calls(), ElementsAre("volume 42", "volume 4294967295"));
 }
 
 TEST_F(Manager, TakesEveryNumberButZeroAsMuted)
@@ -86,8 +88,8 @@ TEST_F(Manager, TakesEveryNumberButZeroAsMuted)
     middleware.send(numberFrame(IPC_MUTE, 7));
     middleware.send(numberFrame(IPC_MUTE, 0x100));
     middleware.send(numberFrame(IPC_MUTE, 0));
-    ASSERT_TRUE(waitForHostCall("volume 3", 2));
-    EXPECT_THAT(hostCalls(), ElementsAre("volume 3", "volume 3 muted", "volume 3 muted", "volume 3"));
+    ASSERT_TRUE(callbacks::waitFor("volume 3", 2));
+    EXPECT_THAT(callbacks::calls(), ElementsAre("volume 3", "volume 3 muted", "volume 3 muted", "volume 3"));
 }
 
 TEST_F(Manager, KnowsTwoLifeCycleTextsToTheLetter)
@@ -99,8 +101,8 @@ TEST_F(Manager, KnowsTwoLifeCycleTextsToTheLetter)
     middleware.send(lifecycle(std::string("onpause\0", 8)));
     middleware.send(lifecycle("onpause"));
     middleware.send(lifecycle("onresume"));
-    ASSERT_TRUE(waitForHostCall("resume"));
-    EXPECT_THAT(hostCalls(), ElementsAre("pause", "resume"));
+    ASSERT_TRUE(callbacks::waitFor("resume"));
+    EXPECT_THAT(callbacks::calls(), ElementsAre("pause", "resume"));
 }
 
 TEST_F(Manager, CallsNoCallbackThatIsNull)
@@ -128,7 +130,7 @@ TEST_F(Manager, IgnoresEveryOtherTypeWithoutAWord)
     }
     sendAndWait(numberFrame(1000, 1));
     EXPECT_THAT(logged(), IsEmpty());
-    EXPECT_THAT(hostCalls(), IsEmpty());
+    EXPECT_THAT(callbacks::calls(), IsEmpty());
     EXPECT_TRUE(middleware.isSilentFor(Milliseconds(100)));
 }
 
@@ -142,7 +144,7 @@ TEST_F(Manager, DropsAMessageWhoseClassIsNotThatOfItsType)
     sendAndWait(numberFrame(IPC_APP_LIFECYCLE, 1));
     EXPECT_THAT(logged(), ElementsAre("2 Message dropped: type 26 length 6", "2 Message dropped: type 39 length 4",
                                       "2 Message dropped: type 58 length 4", "2 Message dropped: type 49 length 4"));
-    EXPECT_THAT(hostCalls(), IsEmpty());
+    EXPECT_THAT(callbacks::calls(), IsEmpty());
 }
 
 TEST_F(Manager, SendsWindowAndMode)
@@ -166,7 +168,7 @@ TEST_F(Manager, SendsTheRequestForThePreviousController)
 TEST_F(Manager, TakesRequestsFromACallback)
 {
     start();
-    onHostCall([this] { manager->requestPreviousController(); });
+    callbacks::setBody([this] { manager->requestPreviousController(); });
     middleware.send(numberFrame(IPC_VOLUME, 1));
     EXPECT_EQ(34, middleware.receive().type);
 }
@@ -203,4 +205,48 @@ TEST_F(Manager, PassesAnErrorOfAPushOnAndDestroysTheMessage)
     }
     EXPECT_EQ(34, middleware.receive().type);
     EXPECT_EQ(0, CountedMessage::living);
+}
+
+TEST_F(Handshake, IsListThenRequestThenState)
+{
+    manager.emplace(ZeloCallbacks{});
+    middleware.accept();
+    EXPECT_EQ(bytes::fromHex("6D 00 00 01 00 00 00 28"
+                             " 00 00 00 08  00 00 00 18  00 00 00 19  00 00 00 1A  00 00 00 1B"
+                             " 00 00 00 24  00 00 00 27  00 00 00 2A  00 00 00 31  00 00 00 3A"),
+              middleware.receiveBytes(48));
+    EXPECT_EQ(bytes::fromHex("6D 00 00 17 00 00 00 00"), middleware.receiveBytes(8));
+    EXPECT_EQ(bytes::fromHex("6D 01 00 25 00 00 00 04 00 00 00 02"), middleware.receiveBytes(12));
+    EXPECT_TRUE(middleware.isSilentFor(Milliseconds(300)));
+}
+
+TEST_F(Handshake, BeginsWithTheListTwiceAfterEveryReconnect)
+{
+    start();
+    for (int i = 0; i < 3; ++i) {
+        middleware.close();
+        middleware.accept();
+        EXPECT_EQ(allowedList, middleware.receive());
+        EXPECT_EQ(allowedList, middleware.receive());
+        EXPECT_EQ(configRequest, middleware.receive());
+        EXPECT_EQ(clientState, middleware.receive());
+    }
+    EXPECT_TRUE(middleware.isSilentFor(Milliseconds(300)));
+}
+
+TEST_F(Handshake, LogsConnectionAndDisconnection)
+{
+    start();
+    middleware.close();
+    middleware.accept();
+    ASSERT_TRUE(standin::waitForLog("Connected IPC!", 2));
+    std::vector<std::string> const lines = logged();
+    ASSERT_LE(5U, lines.size());
+    EXPECT_THAT(
+        std::vector<std::string>(lines.begin(), lines.begin() + 5),
+        ElementsAre(line::connected, line::retrierOk, "4 Connected IPC!", line::peerClosed, "4 Disconnected IPC"));
+    EXPECT_EQ("4 184 cobalt/CobaltManager", originOf("Disconnected IPC"));
+    standin::LogLine const up = standin::logLines("Connected IPC!").at(0);
+    EXPECT_EQ(155, up.line);
+    EXPECT_EQ("cobalt/CobaltManager", up.file);
 }

@@ -6,9 +6,8 @@
 #include <vector>
 
 #include "cobalt/ZeloCobalt.h"
-#include "testkit/DrmRecord.h"
 #include "testkit/HostStandIn.h"
-#include "testkit/LibcStandIn.h"
+#include "testkit/SystemStandIn.h"
 
 namespace {
 

@@ -1,6 +1,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stddef.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,8 +11,8 @@
 
 #include "cobalt/ZeloCobalt.h"
 #include "testkit/HostStandIn.h"
-#include "testkit/LibcStandIn.h"
 #include "testkit/Middleware.h"
+#include "testkit/SystemStandIn.h"
 
 namespace {
 
@@ -44,13 +46,28 @@ std::string versionOf(std::string const& content)
     return versionIn(path);
 }
 
-class Environment : public testing::TestWithParam<char const*> {
+struct NoSize {
+    char const* name;
+    char const* text;
+};
+
+class Environment : public testing::TestWithParam<NoSize> {
 protected:
     unsigned width = 1111;
     unsigned height = 2222;
 
     void readUiSize() { EXPECT_TRUE(ZeloGetUISize(width, height)); }
 };
+
+/// On a box with so much memory. One box per process: the amount is kept.
+uint32_t memoryClassWith(unsigned long bytes)
+{
+    libc::setTotalRam(bytes);
+    Capabilities capabilities = {};
+    EXPECT_TRUE(ZeloGetCapabilities(capabilities));
+    EXPECT_EQ(1, libc::sysinfoCalls());
+    return capabilities.memoryClass;
+}
 
 } // namespace
 
@@ -228,12 +245,67 @@ TEST_F(Environment, UiSizeStopsAtTheLargestNumberOfTheBox)
 
 TEST_P(Environment, UiSizeIgnoresWhatIsNoPositiveNumber)
 {
-    setenv("VIRTUAL_SCREEN_WIDTH", GetParam(), 1);
-    setenv("VIRTUAL_SCREEN_HEIGHT", GetParam(), 1);
+    setenv("VIRTUAL_SCREEN_WIDTH", GetParam().text, 1);
+    setenv("VIRTUAL_SCREEN_HEIGHT", GetParam().text, 1);
     readUiSize();
     EXPECT_EQ(1111U, width);
     EXPECT_EQ(2222U, height);
 }
 
 INSTANTIATE_TEST_SUITE_P(Text, Environment,
-                         testing::Values("", " ", "0", "-5", "abc", "px1280", "-99999999999999999999"));
+                         testing::Values(NoSize{"Empty", ""}, NoSize{"Blank", " "}, NoSize{"Zero", "0"},
+                                         NoSize{"Negative", "-5"}, NoSize{"Letters", "abc"},
+                                         NoSize{"LettersFirst", "px1280"},
+                                         NoSize{"FarBelowZero", "-99999999999999999999"}),
+                         [](testing::TestParamInfo<NoSize> const& instance) { return instance.param.name; });
+
+TEST(MemoryClass, Is0Below280Million)
+{
+    EXPECT_EQ(0U, memoryClassWith(279999999));
+}
+
+TEST(MemoryClass, Is0AtExactly280Million)
+{
+    EXPECT_EQ(0U, memoryClassWith(280000000));
+}
+
+TEST(MemoryClass, Is1Above280Million)
+{
+    EXPECT_EQ(1U, memoryClassWith(280000001));
+}
+
+TEST(MemoryClass, Is1Below600Million)
+{
+    EXPECT_EQ(1U, memoryClassWith(599999999));
+}
+
+TEST(MemoryClass, Is1AtExactly600Million)
+{
+    EXPECT_EQ(1U, memoryClassWith(600000000));
+}
+
+TEST(MemoryClass, Is2Above600Million)
+{
+    EXPECT_EQ(2U, memoryClassWith(600000001));
+}
+
+TEST(MemoryClass, IsUnsigned)
+{
+    EXPECT_EQ(2U, memoryClassWith(~0UL));
+}
+
+TEST(MemoryClass, IsOfTheMemoryAtTheFirstCall)
+{
+    EXPECT_EQ(2U, memoryClassWith(700000000));
+    EXPECT_EQ(2U, memoryClassWith(1000));
+}
+
+TEST(MemoryClass, IsAskedForAgainWhileTheBoxReportsNone)
+{
+    EXPECT_EQ(0U, memoryClassWith(0));
+    libc::setTotalRam(300000000);
+    Capabilities capabilities = {};
+    ZeloGetCapabilities(capabilities);
+    EXPECT_EQ(1U, capabilities.memoryClass);
+    EXPECT_EQ(2, libc::sysinfoCalls());
+}

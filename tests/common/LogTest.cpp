@@ -61,13 +61,3 @@ TEST(LogCall, PassesLevelLineFileAndFormatOn)
     EXPECT_EQ("%s and %d", lines[0].format);
     EXPECT_EQ("text and 5", lines[0].message);
 }
-
-TEST(LogCall, NeverReadsAHostsTextAsAFormat)
-{
-    standin::clearLog();
-    ZeloLog(3, "100%s of it");
-    std::vector<standin::LogLine> const lines = standin::logLines();
-    ASSERT_EQ(1U, lines.size());
-    EXPECT_EQ("%s", lines[0].format);
-    EXPECT_EQ("100%s of it", lines[0].message);
-}

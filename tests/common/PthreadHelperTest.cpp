@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "testkit/Wrapped.h"
+#include "testkit/Interpose.h"
 
 using pthread_helper::cond;
 using pthread_helper::guard;
@@ -20,11 +20,11 @@ struct Body {
 };
 
 /// @return how many more calls there are by the end of @p action
-template <typename Action> unsigned callsIn(wrapped::Function function, Action action)
+template <typename Action> unsigned callsIn(interpose::AnyCall const& call, Action action)
 {
-    unsigned const before = wrapped::calls(function);
+    unsigned const before = call.calls();
     action();
-    return wrapped::calls(function) - before;
+    return call.calls() - before;
 }
 
 timespec secondsFromNow(int seconds)
@@ -40,10 +40,8 @@ timespec secondsFromNow(int seconds)
 TEST(Mutex, ToleratesAReleaseByAThreadThatDoesNotHoldIt)
 {
     mutex free;
-    unsigned const before = wrapped::failures(wrapped::MutexUnlock);
-    wrapped::failNext(wrapped::MutexUnlock, EPERM);
-    [&]() NO_THREAD_SAFETY_ANALYSIS { free.unlock(); }();
-    EXPECT_EQ(before + 1, wrapped::failures(wrapped::MutexUnlock));
+    interpose::pthread_mutex_unlock.answerNext(EPERM);
+    EXPECT_EQ(1U, callsIn(interpose::pthread_mutex_unlock, [&]() NO_THREAD_SAFETY_ANALYSIS { free.unlock(); }));
 #if !defined(__SANITIZE_THREAD__) // which reports the misuse itself
     [&]() NO_THREAD_SAFETY_ANALYSIS { free.unlock(); }();
 #endif
@@ -53,14 +51,15 @@ TEST(Mutex, ToleratesAReleaseByAThreadThatDoesNotHoldIt)
 TEST(Guard, HoldsItsMutexForItsScope)
 {
     mutex held;
-    EXPECT_EQ(1U, callsIn(wrapped::MutexLock,
-                          [&] { EXPECT_EQ(1U, callsIn(wrapped::MutexUnlock, [&] { guard const lock(held); })); }));
+    EXPECT_EQ(1U, callsIn(interpose::pthread_mutex_lock, [&] {
+                  EXPECT_EQ(1U, callsIn(interpose::pthread_mutex_unlock, [&] { guard const lock(held); }));
+              }));
 }
 
 TEST(Guard, ReleasesItsMutexOnAnException)
 {
     mutex held;
-    EXPECT_EQ(1U, callsIn(wrapped::MutexUnlock, [&] {
+    EXPECT_EQ(1U, callsIn(interpose::pthread_mutex_unlock, [&] {
                   try {
                       guard const lock(held);
                       throw std::runtime_error("test");
@@ -72,7 +71,7 @@ TEST(Guard, ReleasesItsMutexOnAnException)
 TEST(Guard, ReleasesItsMutexOnce)
 {
     mutex held;
-    EXPECT_EQ(1U, callsIn(wrapped::MutexUnlock, [&] {
+    EXPECT_EQ(1U, callsIn(interpose::pthread_mutex_unlock, [&] {
                   guard lock(held);
                   lock.unlock();
               }));

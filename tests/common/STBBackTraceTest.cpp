@@ -10,11 +10,29 @@
 #include <string>
 
 #include "testkit/Allocations.h"
-#include "testkit/Wrapped.h"
+#include "testkit/Interpose.h"
 
 namespace {
 
 std::string printed;
+
+using interpose::Takeover;
+using interpose::Threads;
+
+// The unwinder's answer when it is asked for the program counter of a frame.
+#if defined(__arm__)
+_Unwind_VRS_Result answerWith(void* address, _Unwind_Context*, _Unwind_VRS_RegClass, _uw,
+                              _Unwind_VRS_DataRepresentation, void* value)
+{
+    *static_cast<_uw*>(value) = reinterpret_cast<_uw>(address);
+    return _UVRSR_OK;
+}
+#else
+_Unwind_Ptr answerWith(void* address, _Unwind_Context*)
+{
+    return reinterpret_cast<_Unwind_Ptr>(address);
+}
+#endif
 
 /// Prints one frame, a fully buffered stream behind it, and takes what has left the stream.
 _Unwind_Reason_Code printFrame(_Unwind_Context* context, void* address)
@@ -26,7 +44,8 @@ _Unwind_Reason_Code printFrame(_Unwind_Context* context, void* address)
     FILE* const stream = fdopen(ends[1], "w");
     char buffer[4096];
     setvbuf(stream, buffer, _IOFBF, sizeof buffer);
-    wrapped::setProgramCounter(reinterpret_cast<uintptr_t>(address));
+    Takeover const answering(
+        interpose::unwindGet, [address](auto... arguments) { return answerWith(address, arguments...); }, Threads::All);
     _Unwind_Reason_Code result;
     {
         allocations::Budget const nothing(0);

@@ -1,14 +1,15 @@
 // The interruptible sleep, and what a body can set about its thread.
+#include <errno.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <functional>
-
 #include "src/common/STBThread.h"
+#include "testkit/Interpose.h"
 #include "testkit/ThreadProbe.h"
-#include "testkit/Wrapped.h"
+#include "testkit/Wait.h"
+#include "testkit/WallClock.h"
 
 namespace {
 
@@ -23,58 +24,35 @@ unsigned const aMinute = 60000;
 /// @return how long the stop took
 Clock::duration stopOfASleeper()
 {
-    Signal begun;
+    unsigned const before = interpose::pthread_cond_timedwait.calls();
     Thread thread([&](Thread& self) {
-        begun.give();
         while (self.isRunning()) {
             self.threadSleepMs(aMinute);
         }
     });
     thread.start(nullptr);
-    begun.wait();
+    EXPECT_TRUE(timely::eventually([before] { return interpose::pthread_cond_timedwait.calls() > before; }));
     Clock::time_point const begin = Clock::now();
     thread.stop();
     return Clock::now() - begin;
 }
 
-/// @return the deadline of a sleep that begins at @p now
-timespec deadlineOf(timeval now, unsigned ms)
+/// @return how long a sleep of a minute takes with this clock, which is of no use; it must not become a wait
+Clock::duration sleepWithoutAClock(interpose::Takeover<int(timeval*, void*)>::Behaviour const& clock)
 {
-    wrapped::stopWallClock(now);
-    probe::Listener listener;
-    Thread thread([&](Thread& self) { self.threadSleepMs(ms); });
-    unsigned const before = wrapped::calls(wrapped::CondTimedWait);
-    thread.start(&listener);
-    listener.waitForCompletion();
-    thread.stop();
-    wrapped::restoreWallClock();
-    EXPECT_EQ(before + 1, wrapped::calls(wrapped::CondTimedWait));
-    return wrapped::lastDeadline();
-}
-
-void expectDeadline(long seconds, long nanoseconds, timespec const& deadline)
-{
-    EXPECT_EQ(seconds, deadline.tv_sec);
-    EXPECT_EQ(nanoseconds, deadline.tv_nsec);
-}
-
-/// @return how long a sleep of a minute takes in which the clock is of no use; it must not become a wait
-Clock::duration sleepWithoutAClock(std::function<void()> const& breakClock)
-{
-    probe::Listener listener;
+    interpose::Takeover const telling(interpose::gettimeofday, clock, interpose::Threads::All);
     Clock::duration taken{};
+    probe::Listener listener;
     Thread thread([&](Thread& self) {
         Clock::time_point const begin = Clock::now();
         self.threadSleepMs(aMinute);
         taken = Clock::now() - begin;
     });
-    unsigned const before = wrapped::calls(wrapped::CondTimedWait);
-    breakClock();
+    unsigned const before = interpose::pthread_cond_timedwait.calls();
     thread.start(&listener);
     listener.waitForCompletion();
     thread.stop();
-    wrapped::restoreWallClock();
-    EXPECT_EQ(before, wrapped::calls(wrapped::CondTimedWait));
+    EXPECT_EQ(before, interpose::pthread_cond_timedwait.calls());
     return taken;
 }
 
@@ -87,11 +65,16 @@ void expectNice(int expected, int priority)
 {
     Thread thread([&](Thread& self) {
         int const before = niceOfThisThread();
+        std::vector<int> given;
+        interpose::Takeover setting(
+            interpose::setpriority,
+            [&](int which, id_t who, int value) {
+                given = {which, static_cast<int>(who), value};
+                return interpose::setpriority.real(which, who, value);
+            },
+            interpose::Threads::All);
         int const result = self.setPriority(static_cast<STBThread::Priority>(priority));
-        unsigned const own = static_cast<unsigned>(syscall(SYS_gettid));
-        EXPECT_EQ(PRIO_PROCESS, wrapped::lastPriority().which);
-        EXPECT_EQ(own, wrapped::lastPriority().who);
-        EXPECT_EQ(expected, wrapped::lastPriority().value);
+        EXPECT_EQ((std::vector<int>{PRIO_PROCESS, static_cast<int>(syscall(SYS_gettid)), expected}), given);
         // Without the privilege to be nicer to oneself the system refuses, and its answer is passed on.
         EXPECT_EQ(result == 0 ? expected : before, niceOfThisThread());
         EXPECT_TRUE(result == 0 || expected < before);
@@ -134,11 +117,11 @@ TEST(Sleep, IsEndedByAStop)
 
 TEST(Sleep, IsEndedByAStopWhereverTheWallClockGoes)
 {
-    for (int const hours : {1, -1}) {
-        wrapped::shiftWallClock(hours * 3600);
-        EXPECT_LT(stopOfASleeper(), std::chrono::milliseconds(aMinute / 4)) << hours;
+    for (int64_t const hour : {3600, -3600}) {
+        WallClock clock;
+        clock.stepDuringWaits(hour);
+        EXPECT_LT(stopOfASleeper(), std::chrono::milliseconds(aMinute / 4)) << hour;
     }
-    wrapped::restoreWallClock();
 }
 
 TEST(Sleep, IsEndedByANotification)
@@ -163,29 +146,46 @@ TEST(Sleep, OfNoTimeReturnsAtOnce)
 {
     probe::Listener listener;
     Thread thread([&](Thread& self) { self.threadSleepMs(0); });
-    unsigned const before = wrapped::calls(wrapped::CondTimedWait);
+    unsigned const before = interpose::pthread_cond_timedwait.calls();
     thread.start(&listener);
     listener.waitForCompletion();
     thread.stop();
-    EXPECT_EQ(before + 1, wrapped::calls(wrapped::CondTimedWait));
+    EXPECT_EQ(before + 1, interpose::pthread_cond_timedwait.calls());
 }
 
 TEST(Sleep, OfAStoppedThreadReturnsAtOnce)
 {
     Thread thread([](Thread&) {});
-    unsigned const before = wrapped::calls(wrapped::CondTimedWait);
+    unsigned const before = interpose::pthread_cond_timedwait.calls();
     thread.threadSleepMs(aMinute);
-    EXPECT_EQ(before, wrapped::calls(wrapped::CondTimedWait));
+    EXPECT_EQ(before, interpose::pthread_cond_timedwait.calls());
 }
 
-TEST(Sleep, EndsOnTheWallClockToTheMicrosecond)
+TEST(Sleep, EndsOnTheWallClock)
 {
-    expectDeadline(100, 0, deadlineOf({100, 0}, 0));
-    expectDeadline(100, 1000000, deadlineOf({100, 0}, 1));
-    expectDeadline(100, 999999000, deadlineOf({100, 999999}, 0));
-    expectDeadline(101, 999000, deadlineOf({100, 999999}, 1));
-    expectDeadline(102, 234567000, deadlineOf({100, 234567}, 2000));
-    expectDeadline(100 + 4294967, 295000000, deadlineOf({100, 0}, 4294967295U)); // more than 32 bits of microseconds
+    timespec deadline = {};
+    unsigned waits = 0;
+    interpose::Takeover const telling(
+        interpose::gettimeofday,
+        [](timeval* now, void*) {
+            *now = {100, 234567};
+            return 0;
+        },
+        interpose::Threads::All);
+    interpose::Takeover const waiting(interpose::pthread_cond_timedwait,
+                                      [&](pthread_cond_t*, pthread_mutex_t*, timespec const* until) {
+                                          deadline = *until;
+                                          ++waits;
+                                          return ETIMEDOUT;
+                                      });
+    Thread thread([&](Thread& self) { self.threadSleepMs(2001); });
+    probe::Listener listener;
+    thread.start(&listener);
+    listener.waitForCompletion();
+    thread.stop();
+    EXPECT_EQ(1U, waits);
+    EXPECT_EQ(102, deadline.tv_sec);
+    EXPECT_EQ(235567000, deadline.tv_nsec);
 }
 
 TEST(Priority, IsTheNiceValueOfTheCallingThread)
@@ -220,14 +220,17 @@ TEST(Name, IsThatOfItsStarterWhenThereIsNone)
 
 TEST(ThreadSleepWithoutAClock, IsAShortOneWhenTheClockFails)
 {
-    Clock::duration const taken = sleepWithoutAClock([] { wrapped::failNext(wrapped::GetTimeOfDay, -1); });
+    Clock::duration const taken = sleepWithoutAClock([](timeval*, void*) { return -1; });
     EXPECT_GE(taken, std::chrono::milliseconds(20));
     EXPECT_LT(taken, std::chrono::seconds(5));
 }
 
 TEST(ThreadSleepWithoutAClock, IsAShortOneWhenTheClockIsBefore1970)
 {
-    Clock::duration const taken = sleepWithoutAClock([] { wrapped::stopWallClock({-2147483648L, 7}); });
+    Clock::duration const taken = sleepWithoutAClock([](timeval* now, void*) {
+        *now = {-2147483648L, 7};
+        return 0;
+    });
     EXPECT_GE(taken, std::chrono::milliseconds(20));
     EXPECT_LT(taken, std::chrono::seconds(5));
 }

@@ -6,8 +6,8 @@
 #include "src/common/STBThread.h"
 #include "testkit/Allocations.h"
 #include "testkit/HostStandIn.h"
+#include "testkit/Interpose.h"
 #include "testkit/ThreadProbe.h"
-#include "testkit/Wrapped.h"
 
 namespace {
 
@@ -118,11 +118,11 @@ TEST(Thread, IsNotStartedTwice)
         go.wait();
     });
     thread.start(nullptr);
-    unsigned const threads = wrapped::calls(wrapped::ThreadCreate);
+    unsigned const threads = interpose::pthread_create.calls();
     standin::clearLog();
     thread.start(nullptr);
     expectLogged(60, withAddress("Thread ", thread, " already running"));
-    EXPECT_EQ(threads, wrapped::calls(wrapped::ThreadCreate));
+    EXPECT_EQ(threads, interpose::pthread_create.calls());
     go.give();
     thread.stop();
     EXPECT_EQ(1, bodies);

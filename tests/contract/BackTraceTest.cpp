@@ -12,7 +12,7 @@
 #include "inc/private/pthread_helper.h"
 #include "src/common/STBBackTrace.h"
 #include "src/ipc/IPCMessengerClient.h"
-#include "testkit/Wrapped.h"
+#include "testkit/Interpose.h"
 
 #include "Frame.h"
 
@@ -65,7 +65,7 @@ uintptr_t number(std::string const& hexadecimal)
 void removeInVain(void*)
 {
     IPCMessengerClient client;
-    wrapped::failNext(wrapped::MutexLock, EINVAL);
+    interpose::pthread_mutex_lock.answerNext(EINVAL);
     client.removeHandler(nullptr);
 }
 

@@ -4,11 +4,10 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include <thread>
-
 #include "Entry.h"
 #include "Host.h"
-#include "zelobox/protocol/Peer.h"
+#include "src/ipc/IPCMessage.h"
+#include "testkit/Middleware.h"
 
 using testing::ElementsAre;
 
@@ -39,22 +38,6 @@ void onVolumeChanged()
 }
 
 typedef void (*Callback)();
-
-/// Starts the library and plays the middleware up to the last answer to the configuration.
-zelobox::Connection startConfigured(zelobox::Listener& listener, Callback const (&callbacks)[4])
-{
-    std::thread start([&callbacks] { entry::start(callbacks); });
-    zelobox::Connection middleware = listener.accept();
-    for (int handshake = 0; handshake < 3; ++handshake) {
-        middleware.receive();
-    }
-    middleware.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, std::vector<char>(32)});
-    for (int answer = 0; answer < 3; ++answer) {
-        middleware.receive();
-    }
-    start.join();
-    return middleware;
-}
 
 } // namespace
 
@@ -87,28 +70,26 @@ TEST(LogContextContract, HasThreeTextsThenSixteenZeroesThenFourFlags)
 
 TEST(CallbacksContract, AreFourPointersInTheirOrder)
 {
-    zelobox::Listener listener;
+    Middleware middleware;
     Callback const callbacks[4] = {reinterpret_cast<Callback>(&onKey), &onPause, &onResume, &onVolumeChanged};
-    zelobox::Connection middleware = startConfigured(listener, callbacks);
+    middleware.serveStart([&] { entry::start(callbacks); });
     middleware.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_REMOTE_KEY, 0x070002)));
     middleware.send(zelobox::frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onpause")));
     middleware.send(zelobox::frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onresume")));
     middleware.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 40)));
     // The list is the connection thread's until the library says something again.
-    middleware.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, std::vector<char>(32)});
-    EXPECT_EQ(IPC_CONFIG_STATE, middleware.receive().type);
+    middleware.configure();
     entry::stop();
     EXPECT_THAT(called, ElementsAre("first 36 7", "second", "third", "fourth"));
 }
 
 TEST(CallbacksContract, MayAllBeNull)
 {
-    zelobox::Listener listener;
+    Middleware middleware;
     Callback const callbacks[4] = {};
-    zelobox::Connection middleware = startConfigured(listener, callbacks);
+    middleware.serveStart([&] { entry::start(callbacks); });
     middleware.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_REMOTE_KEY, 2)));
-    middleware.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, std::vector<char>(32)});
-    EXPECT_EQ(IPC_CONFIG_STATE, middleware.receive().type);
+    middleware.configure();
     entry::stop();
 }
 

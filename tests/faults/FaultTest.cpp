@@ -8,6 +8,7 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "testkit/Malloc.h"
 #include "tests/faults/Scenario.h"
 
 using faults::Call;
@@ -80,7 +81,7 @@ TEST(Faults, EveryAllocationMayFail)
 
 TEST(Faults, EveryMallocMayFail)
 {
-    if (!faults::canFailMalloc()) {
+    if (!mallocs::canBeObserved()) {
         GTEST_SKIP() << "malloc is the sanitizer's";
     }
     sweepErrors("malloc", Call::Malloc, {ENOMEM});

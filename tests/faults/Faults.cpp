@@ -1,17 +1,13 @@
 #include "tests/faults/Faults.h"
 
-#include <dlfcn.h>
 #include <errno.h>
-#include <pthread.h>
-#include <stdarg.h>
-#include <stdlib.h>
-#include <sys/socket.h>
-#include <sys/time.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <new>
+
+#include "testkit/Allocations.h"
+#include "testkit/Interpose.h"
+#include "testkit/Malloc.h"
 
 namespace faults {
 
@@ -29,45 +25,91 @@ bool isWatched()
     return armed && !exempt;
 }
 
-template <typename Function> Function next(Function, char const* name)
-{
-    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
-}
-
-// Looked up before main(): dlsym() allocates.
-auto const realSocket = next(&::socket, "socket");
-auto const realFcntl = next(static_cast<int (*)(int, int, ...)>(nullptr), "fcntl");
-auto const realSetsockopt = next(&::setsockopt, "setsockopt");
-auto const realConnect = next(&::connect, "connect");
-auto const realRecv = next(&::recv, "recv");
-auto const realWrite = next(&::write, "write");
-auto const realClose = next(&::close, "close");
-auto const realCreate = next(&::pthread_create, "pthread_create");
-
 int failed()
 {
     errno = current.error;
     return -1;
 }
 
-void* allocate(size_t size)
+// A transfer may also be cut to one byte.
+
+ssize_t receive(int fd, void* buffer, size_t size, int flags)
 {
-    if (strikes(Call::New)) {
-        throw std::bad_alloc();
-    }
-    void* const block = malloc(size);
-    if (block == nullptr) {
-        throw std::bad_alloc();
-    }
-    ++blocks;
-    return block;
+    bool const hit = strikes(Call::Recv);
+    return hit && current.error != 0 ? failed() : interpose::recv.real(fd, buffer, hit ? 1 : size, flags);
 }
 
-void release(void* block)
+/// A write that fails for good is that of a link that has gone, which the receiving side is to notice.
+ssize_t send(int fd, void const* bytes, size_t size)
 {
-    blocks -= block != nullptr ? 1 : 0;
-    free(block);
+    bool const hit = strikes(Call::Write);
+    if (hit && current.error != 0) {
+        if (current.error != EINTR && current.error != EAGAIN) {
+            interpose::shutdown.real(fd, SHUT_RDWR);
+        }
+        return failed();
+    }
+    return interpose::write.real(fd, bytes, hit ? 1 : size);
 }
+
+/// Shortens the time-outs, which every stop waits for.
+int setOption(int fd, int level, int option, void const* value, socklen_t size)
+{
+    timeval const shorter = {0, 10000};
+    return interpose::setsockopt.real(fd, level, option, isWatched() ? &shorter : value, size);
+}
+
+/// A close that fails has closed all the same.
+int closeAndFail(int fd)
+{
+    int const result = interpose::close.real(fd);
+    return strikes(Call::Close) ? failed() : result;
+}
+
+/// The back-off and the polling of a start, shortened.
+int sleepShorter(useconds_t duration)
+{
+    timespec const pause = {0, isWatched() ? 1000000L : static_cast<long>(duration % 1000000) * 1000};
+    return nanosleep(&pause, nullptr);
+}
+
+/// @return the call that fails where its fault strikes
+template <typename... Arguments>
+std::function<int(Arguments...)> failing(Call kind, interpose::Call<int(Arguments...)>& call)
+{
+    return [kind, &call](Arguments... arguments) { return strikes(kind) ? failed() : call.real(arguments...); };
+}
+
+using interpose::Takeover;
+using interpose::Threads;
+
+struct Takeovers {
+    Takeover<int(int, int, int)> socket{interpose::socket, failing(Call::Socket, interpose::socket), Threads::All};
+    Takeover<int(int, int, void*)> fcntl{interpose::fcntl, failing(Call::Fcntl, interpose::fcntl), Threads::All};
+    Takeover<int(int, int, int, void const*, socklen_t)> setsockopt{
+        interpose::setsockopt,
+        [](int fd, int level, int option, void const* value, socklen_t size) {
+            return strikes(Call::Setsockopt) ? failed() : setOption(fd, level, option, value, size);
+        },
+        Threads::All};
+    Takeover<int(int, sockaddr const*, socklen_t)> connect{interpose::connect,
+                                                           failing(Call::Connect, interpose::connect), Threads::All};
+    Takeover<ssize_t(int, void*, size_t, int)> recv{interpose::recv, &receive, Threads::All};
+    Takeover<ssize_t(int, void const*, size_t)> write{interpose::write, &send, Threads::All};
+    Takeover<int(int)> close{interpose::close, &closeAndFail, Threads::All};
+    Takeover<int(pthread_t*, pthread_attr_t const*, void* (*)(void*), void*)> create{
+        interpose::pthread_create,
+        [](pthread_t* thread, pthread_attr_t const* attributes, void* (*routine)(void*), void* argument) {
+            return strikes(Call::ThreadCreate) ? current.error
+                                               : interpose::pthread_create.real(thread, attributes, routine, argument);
+        },
+        Threads::All};
+    Takeover<int(useconds_t)> usleep{interpose::usleep, &sleepShorter, Threads::All};
+};
+
+allocations::Observer const allocationObserver = {[](size_t) { return strikes(Call::New); }, [](size_t) { ++blocks; },
+                                                  [](size_t) { --blocks; }};
+mallocs::Observer const mallocObserver = {[] { return strikes(Call::Malloc); }, nullptr, nullptr};
 
 } // namespace
 
@@ -114,9 +156,12 @@ long blocksInUse()
     return blocks;
 }
 
-void exemptThisThread()
+void prepare()
 {
     exempt = true;
+    new Takeovers; // for the rest of the process
+    allocations::observe(&allocationObserver);
+    mallocs::observe(&mallocObserver);
 }
 
 Watched::Watched()
@@ -130,104 +175,3 @@ Watched::~Watched()
 }
 
 } // namespace faults
-
-using faults::Call;
-
-void* operator new(size_t size)
-{
-    return faults::allocate(size);
-}
-
-void* operator new[](size_t size)
-{
-    return faults::allocate(size);
-}
-
-void operator delete(void* block) noexcept
-{
-    faults::release(block);
-}
-
-void operator delete[](void* block) noexcept
-{
-    faults::release(block);
-}
-
-void operator delete(void* block, size_t) noexcept
-{
-    faults::release(block);
-}
-
-void operator delete[](void* block, size_t) noexcept
-{
-    faults::release(block);
-}
-
-extern "C" {
-
-int socket(int domain, int type, int protocol) noexcept
-{
-    return faults::strikes(Call::Socket) ? faults::failed() : faults::realSocket(domain, type, protocol);
-}
-
-int fcntl(int fd, int command, ...)
-{
-    va_list arguments;
-    va_start(arguments, command);
-    void* const argument = va_arg(arguments, void*);
-    va_end(arguments);
-    return faults::strikes(Call::Fcntl) ? faults::failed() : faults::realFcntl(fd, command, argument);
-}
-
-/// Also shortens the time-outs, which every stop waits for.
-int setsockopt(int fd, int level, int option, void const* value, socklen_t size) noexcept
-{
-    if (faults::strikes(Call::Setsockopt)) {
-        return faults::failed();
-    }
-    timeval const shorter = {0, 10000};
-    return faults::realSetsockopt(fd, level, option, faults::isWatched() ? &shorter : value, size);
-}
-
-int connect(int fd, sockaddr const* address, socklen_t size)
-{
-    return faults::strikes(Call::Connect) ? faults::failed() : faults::realConnect(fd, address, size);
-}
-
-ssize_t recv(int fd, void* buffer, size_t size, int flags)
-{
-    if (!faults::strikes(Call::Recv)) {
-        return faults::realRecv(fd, buffer, size, flags);
-    }
-    return faults::current.error != 0 ? faults::failed() : faults::realRecv(fd, buffer, 1, flags);
-}
-
-ssize_t write(int fd, void const* bytes, size_t size)
-{
-    if (!faults::strikes(Call::Write)) {
-        return faults::realWrite(fd, bytes, size);
-    }
-    return faults::current.error != 0 ? faults::failed() : faults::realWrite(fd, bytes, 1);
-}
-
-/// A close that fails has closed all the same.
-int close(int fd)
-{
-    int const result = faults::realClose(fd);
-    return faults::strikes(Call::Close) ? faults::failed() : result;
-}
-
-int pthread_create(pthread_t* thread, pthread_attr_t const* attributes, void* (*routine)(void*),
-                   void* argument) noexcept
-{
-    return faults::strikes(Call::ThreadCreate) ? faults::current.error
-                                               : faults::realCreate(thread, attributes, routine, argument);
-}
-
-/// The back-off and the polling of a start, shortened.
-int usleep(useconds_t duration)
-{
-    timespec const pause = {0, faults::isWatched() ? 1000000L : static_cast<long>(duration % 1000000) * 1000};
-    return nanosleep(&pause, nullptr);
-}
-}

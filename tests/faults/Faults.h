@@ -1,5 +1,5 @@
 /// @file
-/// Makes calls of the library fail: the program's symbols take precedence over the C library's.
+/// Calls of the library that fail, one after the other.
 #ifndef ZELO_TESTS_FAULTS_H
 #define ZELO_TESTS_FAULTS_H
 
@@ -30,8 +30,8 @@ bool hasStruck();
 /// @return blocks from operator new that are in use
 long blocksInUse();
 
-/// Every thread is watched unless it has said this.
-void exemptThisThread();
+/// Takes the calls over for the rest of the process. Every thread is watched but the calling one.
+void prepare();
 
 /// Watches an exempt thread for the length of a call into the library.
 class Watched {
@@ -40,11 +40,8 @@ public:
     ~Watched();
 };
 
-/// Counts a call, for what takes its place. @return true if it is to fail
+/// Counts a call. @return true if it is to fail
 bool strikes(Call call);
-
-/// @return true if malloc can be made to fail in this build
-bool canFailMalloc();
 
 } // namespace faults
 

@@ -1,6 +1,5 @@
 #include "tests/faults/Scenario.h"
 
-#include <dirent.h>
 #include <signal.h>
 #include <stdio.h>
 #include <sys/syscall.h>
@@ -10,13 +9,14 @@
 #include <atomic>
 #include <functional>
 #include <map>
-#include <memory>
 #include <thread>
 
 #include "cobalt/CobaltManager.h"
 #include "cobalt/ZeloCobalt.h"
-#include "testkit/QuietHost.h"
-#include "zelobox/protocol/Peer.h"
+#include "testkit/ConfigPayload.h"
+#include "testkit/HostStandIn.h"
+#include "testkit/Middleware.h"
+#include "testkit/Process.h"
 
 namespace {
 
@@ -31,33 +31,13 @@ void onKey(SbKey, uint8_t)
     ++keys;
 }
 
-int entriesOf(char const* directory)
-{
-    int count = 0;
-    DIR* const entries = opendir(directory);
-    while (readdir(entries) != nullptr) {
-        ++count;
-    }
-    closedir(entries);
-    return count;
-}
-
 std::vector<char> configuration()
 {
-    std::vector<char> payload(16, 1);
-    for (int text = 0; text < 5; ++text) {
-        std::string const value = "a text that needs memory of its own";
-        payload.push_back(0);
-        payload.push_back(static_cast<char>(value.size() + 1));
-        payload.insert(payload.end(), value.begin(), value.end());
-        payload.push_back(0);
-        payload.insert(payload.end(), text == 3 ? 1 : 0, 7);
-    }
-    return payload;
+    return configOfText("a text that needs memory of its own").bytes();
 }
 
 /// Answers every client, as often as it has to come back.
-class Middleware {
+class ReturningClients {
 public:
     /// Serves until @p reached holds. @return what was not reached in time
     std::string serveUntil(char const* goal, std::function<bool()> const& reached)
@@ -79,7 +59,8 @@ public:
 
     void drop()
     {
-        connection.reset();
+        middleware.close();
+        connected = false;
         configured = false;
     }
 
@@ -98,17 +79,18 @@ public:
 private:
     void serveOnce()
     {
-        if (!connection) {
+        if (!connected) {
             keySent = false;
-            connection = std::make_unique<zelobox::Connection>(listener.accept(Milliseconds(5)));
+            middleware.accept(Milliseconds(5));
+            connected = true;
             ++accepted;
         }
         if (configured && keysWanted && !keySent) {
             keySent = true;
-            connection->send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_REMOTE_KEY, 1)));
+            middleware.sendKey(1);
         }
-        if (!connection->isSilentFor(Milliseconds(1))) {
-            answer(connection->receive());
+        if (!middleware.isSilentFor(Milliseconds(1))) {
+            answer(middleware.receive());
         }
     }
 
@@ -116,13 +98,13 @@ private:
     {
         ++received[frame.type];
         if (frame.type == IPC_CONFIG_REQUEST) {
-            connection->send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, configuration()});
+            middleware.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, configuration()});
             configured = true;
         }
     }
 
-    zelobox::Listener listener;
-    std::unique_ptr<zelobox::Connection> connection;
+    Middleware middleware;
+    bool connected = false;
     std::map<uint16_t, size_t> received;
     size_t accepted = 0;
     bool configured = false;
@@ -142,7 +124,7 @@ void insist(std::function<void()> const& call)
     }
 }
 
-std::string startApp(Middleware& middleware)
+std::string startApp(ReturningClients& middleware)
 {
     std::atomic<bool> started{false};
     std::thread host([&started] {
@@ -160,7 +142,7 @@ std::string startApp(Middleware& middleware)
 
 /// A request that is lost with its connection is made again on the next one, once its handshake shows that it takes
 /// requests.
-std::string makeRequests(Middleware& middleware)
+std::string makeRequests(ReturningClients& middleware)
 {
     size_t connection = 0;
     return middleware.serveUntil("the requests arrive", [&] {
@@ -173,7 +155,7 @@ std::string makeRequests(Middleware& middleware)
     });
 }
 
-std::string keyGetsThrough(Middleware& middleware, char const* goal)
+std::string keyGetsThrough(ReturningClients& middleware, char const* goal)
 {
     int const before = keys;
     middleware.sendKeys();
@@ -182,7 +164,7 @@ std::string keyGetsThrough(Middleware& middleware, char const* goal)
 
 std::string live(size_t& connections)
 {
-    Middleware middleware;
+    ReturningClients middleware;
     std::string complaint = startApp(middleware);
     if (complaint.empty()) {
         complaint += keyGetsThrough(middleware, "a key gets through");
@@ -207,27 +189,27 @@ int threadsAtRest()
     while (access(entry.c_str(), F_OK) == 0) { // the entry of a joined thread goes late
         std::this_thread::yield();
     }
-    return entriesOf("/proc/self/task");
+    return threadCount();
 }
 
 std::string liveAndCompare(faults::Fault const& fault, size_t& connections)
 {
     int const threads = threadsAtRest();
-    int const descriptors = entriesOf("/proc/self/fd");
+    int const descriptors = openDescriptors();
     long const blocks = faults::blocksInUse();
     faults::arm(fault);
     std::string complaint = live(connections);
     faults::disarm();
     auto const end = Clock::now() + seconds(5);
-    while (entriesOf("/proc/self/task") > threads && Clock::now() < end) {
+    while (threadCount() > threads && Clock::now() < end) {
         std::this_thread::yield();
     }
     {
         CobaltManager::Config empty; // takes the memory of the texts along
         std::swap(CobaltManager::_config, empty);
     }
-    complaint += entriesOf("/proc/self/task") > threads ? "threads left\n" : "";
-    complaint += entriesOf("/proc/self/fd") != descriptors ? "descriptors left\n" : "";
+    complaint += threadCount() > threads ? "threads left\n" : "";
+    complaint += openDescriptors() != descriptors ? "descriptors left\n" : "";
     long const left = faults::blocksInUse() - blocks - (complaint.capacity() > 15 ? 1 : 0);
     return left != 0 ? complaint + std::to_string(left) + " blocks left\n" : complaint;
 }
@@ -237,8 +219,9 @@ std::string liveAndCompare(faults::Fault const& fault, size_t& connections)
     alarm(60);
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
-    faults::exemptThisThread();
-    quietHostClockRate = 100;
+    faults::prepare();
+    standin::setLogging(standin::Logging::Formatted);
+    standin::setClockRate(100);
     size_t connections = 0;
     std::string const complaint = liveAndCompare(fault, connections);
     printf("%s%d %zu %zu", complaint.c_str(), faults::hasStruck() ? 1 : 0, faults::calls(fault.call), connections);

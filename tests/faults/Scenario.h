@@ -1,5 +1,5 @@
 /// @file
-/// One life of the library, with a middleware that puts up with everything.
+/// A life of the library with a middleware that puts up with everything.
 #ifndef ZELO_TESTS_SCENARIO_H
 #define ZELO_TESTS_SCENARIO_H
 

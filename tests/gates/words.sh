@@ -19,6 +19,16 @@ forbid "path of a developer's machine" '(^|[^[:alnum:]_./-])/(root|home|work|Use
 forbid "place that nobody has filled" '^@[A-Z]+@$'
 forbid "blanks at the end of a line" '[[:blank:]]$'
 
+# A cell that is a paragraph belongs under the table.
+# shellcheck disable=SC2016 # the fields are awk's
+if ! sources -name '*.md' | xargs awk -F '|' '
+    /^\|/ {
+      for (i = 2; i < NF; i++) if (split($i, words, " ") > 60) { print FILENAME ":" FNR ": a long cell"; found = 1 }
+    }
+    END { exit found }'; then
+  status=1
+fi
+
 while IFS=: read -r file link; do
   target=${link#*](}
   target=${target%%[)#]*}

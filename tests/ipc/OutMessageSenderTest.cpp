@@ -343,3 +343,18 @@ TEST(SendingWithoutAClock, GoesOnWithoutASpin)
     std::this_thread::sleep_for(Milliseconds(200));
     EXPECT_GE(11U, telling.count() - before) << "one look every 20 ms";
 }
+
+TEST(SendingInPieces, GoesOnAfterASignal)
+{
+    Takeover writing(interpose::write, [fails = false](int fd, void const* buffer, size_t) mutable {
+        fails = !fails;
+        errno = EINTR;
+        return fails ? -1 : interpose::write.real(fd, buffer, 1);
+    });
+    zelobox::Listener listener;
+    Link link;
+    zelobox::Connection middleware = link.startAndAccept(listener);
+    link.push(new IPCMessageUnsignedInt(IPC_CLIENT_STATE, 0x01020304));
+    EXPECT_EQ(numberFrame(IPC_CLIENT_STATE, 0x01020304), middleware.receive());
+    EXPECT_THAT(logged(), ElementsAre(line::connected, line::retrierOk));
+}

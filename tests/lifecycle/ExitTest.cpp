@@ -10,12 +10,11 @@
 
 #include "testkit/Callbacks.h"
 #include "testkit/DeathTests.h"
-#include "testkit/DrmRecord.h"
 #include "testkit/HostStandIn.h"
-#include "testkit/LibcStandIn.h"
 #include "testkit/LoadedLibrary.h"
 #include "testkit/Middleware.h"
 #include "testkit/Process.h"
+#include "testkit/SystemStandIn.h"
 #include "testkit/Timely.h"
 
 namespace {
@@ -218,8 +217,10 @@ protected:
     Exit() { standin::setDeathTestStyle(); }
 };
 
-INSTANTIATE_TEST_SUITE_P(Linked, Exit, testing::Values(ZELO_LIBRARY));
-INSTANTIATE_TEST_SUITE_P(LinkedInReverse, Exit, testing::Values(ZELO_LIBRARY_REVERSED));
+INSTANTIATE_TEST_SUITE_P(Linked, Exit, testing::Values(ZELO_LIBRARY, ZELO_LIBRARY_REVERSED),
+                         [](testing::TestParamInfo<char const*> const& instance) {
+                             return instance.index == 0 ? "InOrder" : "InReverse";
+                         });
 
 } // namespace
 

@@ -9,10 +9,10 @@
 #include "cobalt/ZeloCobalt.h"
 #include "testkit/Callbacks.h"
 #include "testkit/HostStandIn.h"
-#include "testkit/LibcStandIn.h"
 #include "testkit/Middleware.h"
 #include "testkit/Process.h"
 #include "testkit/Signal.h"
+#include "testkit/SystemStandIn.h"
 
 namespace {
 
@@ -78,16 +78,6 @@ TEST(Start, IsNotEndedByOtherMessages)
     EXPECT_TRUE(libc::waitForSleepsOf(pollUs, libc::sleepsOf(pollUs) + 2));
     EXPECT_FALSE(returned);
     middleware.configure();
-    start.join();
-    ZeloStopApp();
-}
-
-TEST(Start, EndsWithAnEmptyConfigurationToo)
-{
-    Middleware middleware;
-    std::thread start([] { ZeloStartApp({}); });
-    middleware.acceptClient();
-    middleware.link().send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, {}});
     start.join();
     ZeloStopApp();
 }
@@ -198,19 +188,6 @@ TEST(Start, ASecondOneWaitsForAConfigurationOfItsOwn)
     ZeloStopApp();
 }
 
-TEST(Start, CopiesTheCallbacks)
-{
-    Middleware middleware;
-    middleware.serveStart([] {
-        ZeloCallbacks temporary = callbacks::all();
-        ZeloStartApp(temporary);
-        temporary = {};
-    });
-    middleware.sendKey(2);
-    EXPECT_TRUE(callbacks::waitForCalls(1));
-    ZeloStopApp();
-}
-
 TEST(Start, AndStopFiftyTimesLeaveNothingBehind)
 {
     Middleware middleware;
@@ -226,85 +203,4 @@ TEST(Start, AndStopFiftyTimesLeaveNothingBehind)
     EXPECT_EQ(descriptors, openDescriptors());
     EXPECT_TRUE(libraryThreadsEnd());
     EXPECT_EQ(51U, standin::logLines("Closing connection").size());
-}
-
-TEST(Stop, WithoutAStartDoesNothing)
-{
-    int const descriptors = openDescriptors();
-    ZeloStopApp();
-    ZeloStopApp();
-    EXPECT_TRUE(standin::logLines().empty());
-    EXPECT_EQ(descriptors, openDescriptors());
-}
-
-TEST(Stop, EndsAStartThatWaits)
-{
-    Middleware middleware;
-    std::thread start([] { ZeloStartApp({}); });
-    middleware.acceptClient();
-    ZeloStopApp();
-    start.join();
-    expectLine("Configuration failed", 1, 30);
-    expectLine("Started.....", 3, 32);
-    EXPECT_LT(standin::logLines("Configuration failed")[0].line, standin::logLines("Started.....")[0].line);
-    EXPECT_TRUE(middleware.link().waitForClose());
-}
-
-TEST(Stop, WaitsForAStartThatIsBetweenTwoLooks)
-{
-    Middleware middleware;
-    probe::Signal between;
-    probe::Signal mayLook;
-    libc::onSleep([&](unsigned microseconds) {
-        if (microseconds == pollUs) {
-            between.give();
-            mayLook.wait();
-        }
-    });
-    std::thread start([] { ZeloStartApp({}); });
-    middleware.acceptClient();
-    between.wait();
-    std::thread stop(&ZeloStopApp);
-    EXPECT_TRUE(libc::waitForSleepsOf(1000, 3)); // the steps of its wait
-    EXPECT_TRUE(standin::logLines("Closing connection").empty());
-    mayLook.give();
-    stop.join();
-    start.join();
-    libc::onSleep({});
-}
-
-TEST(Stop, ReturnsAfterTheWaitingStartIsDone)
-{
-    Middleware middleware;
-    std::thread start([] { ZeloStartApp({}); });
-    middleware.acceptClient();
-    ZeloStopApp();
-    std::vector<standin::LogLine> const lines = standin::logLines();
-    start.join();
-    EXPECT_EQ(lines.size(), standin::logLines().size());
-    EXPECT_EQ("Closing connection", lines.back().message);
-}
-
-TEST(Stop, OnTwoThreadsReturnsOnBothOnlyWhenNoCallbackRuns)
-{
-    Middleware middleware;
-    startWith(middleware);
-    callbacks::Latch inCallback;
-    middleware.sendKey(2);
-    ASSERT_TRUE(inCallback.waitUntilEntered());
-    std::atomic<int> returned{0};
-    auto const stop = [&] {
-        ZeloStopApp();
-        ++returned;
-    };
-    BlockingCall first;
-    BlockingCall second;
-    first.run(stop);
-    second.run(stop);
-    EXPECT_TRUE(first.waitUntilBlocked());
-    EXPECT_TRUE(second.waitUntilBlocked());
-    EXPECT_EQ(0, returned);
-    inCallback.release();
-    first.join();
-    second.join();
 }

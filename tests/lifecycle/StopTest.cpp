@@ -1,11 +1,15 @@
-// How long a stop takes, whatever the middleware does.
+// A stop of the whole library: what it ends, what it waits for, and how long it takes.
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <linux/sockios.h>
+#include <poll.h>
+#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <atomic>
+#include <string>
+#include <thread>
 #include <vector>
 
 #include "cobalt/ZeloCobalt.h"
@@ -15,6 +19,8 @@
 #include "testkit/Interpose.h"
 #include "testkit/Middleware.h"
 #include "testkit/Process.h"
+#include "testkit/Signal.h"
+#include "testkit/SystemStandIn.h"
 #include "testkit/Timely.h"
 #include "zelobox/protocol/Peer.h"
 
@@ -26,15 +32,6 @@ void expectStopInTime()
 {
     timely::expectTimely(&ZeloStopApp);
     EXPECT_TRUE(libraryThreadsEnd());
-}
-
-/// Waits until the library has taken everything that was sent.
-void waitUntilRead(zelobox::Connection& link)
-{
-    EXPECT_TRUE(eventually([&] {
-        int unread = -1;
-        return ioctl(link.descriptor(), SIOCOUTQ, &unread) == 0 && unread == 0;
-    }));
 }
 
 /// A start that waits, and is ended by the stop.
@@ -53,23 +50,11 @@ protected:
     {
         middleware.serveStart([] { ZeloStartApp(callbacks::all()); });
     }
-    void sendBytes(std::vector<char> const& bytes)
-    {
-        middleware.link().sendBytes(bytes);
-        waitUntilRead(middleware.link());
-    }
 
     Middleware middleware;
 };
 
 } // namespace
-
-TEST(StopInTimeWithoutAServer, InTheBackOff)
-{
-    WaitingStart const start;
-    ASSERT_TRUE(standin::waitForLog("ipc_connection - failed (total 1 times), wait 1.00 sec before next retry"));
-    expectStopInTime();
-}
 
 TEST(StopInTimeWithoutAServer, RightAfterTheStart)
 {
@@ -80,72 +65,10 @@ TEST(StopInTimeWithoutAServer, RightAfterTheStart)
     }
 }
 
-TEST(StopInTimeWithoutAServer, WhileTheDoorIsFull)
-{
-    zelobox::Listener const listener(zelobox::defaultSocketPath, 0);
-    std::vector<zelobox::Descriptor> const fillers = fillBacklog();
-    std::atomic<int> timeouts{0};
-    interpose::Takeover counting(interpose::connect, [&](int fd, sockaddr const* address, socklen_t length) {
-        int const result = interpose::connect.real(fd, address, length);
-        timeouts += result != 0 ? 1 : 0;
-        return result;
-    });
-    WaitingStart const start;
-    EXPECT_TRUE(eventually([&] { return timeouts > 0; }));
-    expectStopInTime();
-}
-
 TEST_F(StopInTime, BeforeTheConfiguration)
 {
     WaitingStart const waiting;
     middleware.acceptClient();
-    expectStopInTime();
-}
-
-TEST_F(StopInTime, BetweenFrames)
-{
-    start();
-    expectStopInTime();
-    EXPECT_EQ(1U, standin::logLines("Closing connection").size());
-    EXPECT_TRUE(middleware.link().waitForClose());
-}
-
-TEST_F(StopInTime, InsideAHeader)
-{
-    start();
-    sendBytes({0x6D, 1, 0});
-    expectStopInTime();
-    EXPECT_TRUE(middleware.link().waitForClose());
-}
-
-TEST_F(StopInTime, InsideAPayload)
-{
-    start();
-    sendBytes({0x6D, 1, 0, 26, 0, 0, 0, 4, 0, 0});
-    expectStopInTime();
-    EXPECT_TRUE(middleware.link().waitForClose());
-}
-
-TEST_F(StopInTime, InsideAPayloadThatIsFarFromComplete)
-{
-    start();
-    sendBytes({0x6D, 0, 0, 24, 0x04, 0, 0, 0, 1, 2, 3});
-    expectStopInTime();
-}
-
-TEST_F(StopInTime, WhileTheMiddlewareDoesNotReadManyRequests)
-{
-    std::atomic<int> timeouts{0};
-    interpose::Takeover counting(interpose::write, [&](int fd, void const* bytes, size_t size) {
-        ssize_t const result = interpose::write.real(fd, bytes, size);
-        timeouts += result < 0 && errno == EAGAIN ? 1 : 0;
-        return result;
-    });
-    start();
-    for (int i = 0; i < 20000; ++i) {
-        ZeloSetVideoWindow(i, i, i, i);
-    }
-    EXPECT_TRUE(eventually([&] { return timeouts > 0; }));
     expectStopInTime();
 }
 
@@ -171,4 +94,104 @@ TEST_F(StopInTime, AfterTheMiddlewareHasClosed)
     middleware.link().close();
     ASSERT_TRUE(standin::waitForLog("Disconnected IPC"));
     expectStopInTime();
+}
+
+TEST(Stop, WithoutAStartDoesNothing)
+{
+    int const descriptors = openDescriptors();
+    ZeloStopApp();
+    ZeloStopApp();
+    EXPECT_TRUE(standin::logLines().empty());
+    EXPECT_EQ(descriptors, openDescriptors());
+}
+
+TEST(Stop, EndsAStartThatWaits)
+{
+    Middleware middleware;
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    ZeloStopApp();
+    start.join();
+    std::vector<standin::LogLine> const failed = standin::logLines("Configuration failed");
+    ASSERT_EQ(1U, failed.size());
+    EXPECT_EQ(1, failed[0].level);
+    EXPECT_EQ(30, failed[0].line);
+    EXPECT_EQ("cobalt/ZeloCobalt", failed[0].file);
+    EXPECT_EQ(1U, standin::logLines("Started.....").size());
+    EXPECT_TRUE(middleware.link().waitForClose());
+}
+
+TEST(Stop, WaitsForAStartThatIsBetweenTwoLooks)
+{
+    Middleware middleware;
+    probe::Signal between;
+    probe::Signal mayLook;
+    libc::onSleep([&](unsigned microseconds) {
+        if (microseconds == 50000) {
+            between.give();
+            mayLook.wait();
+        }
+    });
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    between.wait();
+    std::thread stop(&ZeloStopApp);
+    EXPECT_TRUE(libc::waitForSleepsOf(1000, 3)); // the steps of its wait
+    EXPECT_TRUE(standin::logLines("Closing connection").empty());
+    mayLook.give();
+    stop.join();
+    start.join();
+    libc::onSleep({});
+}
+
+TEST(Stop, ReturnsAfterTheWaitingStartIsDone)
+{
+    Middleware middleware;
+    std::thread start([] { ZeloStartApp({}); });
+    middleware.acceptClient();
+    ZeloStopApp();
+    std::vector<standin::LogLine> const lines = standin::logLines();
+    start.join();
+    EXPECT_EQ(lines.size(), standin::logLines().size());
+    EXPECT_EQ("Closing connection", lines.back().message);
+}
+
+TEST(Stop, OnTwoThreadsReturnsOnBothOnlyWhenNoCallbackRuns)
+{
+    Middleware middleware;
+    middleware.serveStart([] { ZeloStartApp(callbacks::all()); });
+    callbacks::Latch inCallback;
+    middleware.sendKey(2);
+    ASSERT_TRUE(inCallback.waitUntilEntered());
+    std::atomic<int> returned{0};
+    auto const stop = [&] {
+        ZeloStopApp();
+        ++returned;
+    };
+    BlockingCall first;
+    BlockingCall second;
+    first.run(stop);
+    second.run(stop);
+    EXPECT_TRUE(first.waitUntilBlocked());
+    EXPECT_TRUE(second.waitUntilBlocked());
+    EXPECT_EQ(0, returned);
+    inCallback.release();
+    first.join();
+    second.join();
+}
+
+TEST_F(StopInTime, WhileHostThreadsAskAndRequest)
+{
+    start();
+    std::atomic<bool> done{false};
+    std::thread host([&done] {
+        std::string language;
+        while (!done) {
+            ZeloGetEnv(ZeloEnvLanguage, language);
+            ZeloSetVideoWindow(1, 2, 3, 4);
+        }
+    });
+    expectStopInTime();
+    done = true;
+    host.join();
 }

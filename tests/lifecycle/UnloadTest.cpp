@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "testkit/Callbacks.h"
-#include "testkit/DrmRecord.h"
 #include "testkit/HostStandIn.h"
 #include "testkit/LoadedLibrary.h"
 #include "testkit/Middleware.h"
@@ -37,8 +36,10 @@ protected:
     LoadedLibrary library;
 };
 
-INSTANTIATE_TEST_SUITE_P(Linked, Unload, testing::Values(ZELO_LIBRARY));
-INSTANTIATE_TEST_SUITE_P(LinkedInReverse, Unload, testing::Values(ZELO_LIBRARY_REVERSED));
+INSTANTIATE_TEST_SUITE_P(Linked, Unload, testing::Values(ZELO_LIBRARY, ZELO_LIBRARY_REVERSED),
+                         [](testing::TestParamInfo<char const*> const& instance) {
+                             return instance.index == 0 ? "InOrder" : "InReverse";
+                         });
 
 } // namespace
 

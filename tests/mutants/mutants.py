@@ -33,8 +33,10 @@ class Test:
         self.name, self.command = entry["name"], entry.get("command", [])
         self.directory = properties.get("WORKING_DIRECTORY", str(build))
         self.expected = properties.get("PASS_REGULAR_EXPRESSION")
-        self.enabled = bool(self.command) and not properties.get("DISABLED") and "SKIP_REGULAR_EXPRESSION" not in properties
-        programs = [Path(word) for word in self.command if word.startswith(f"{build}/") and "--gtest_filter" in " ".join(self.command)]
+        is_program = any(word.startswith("--gtest_filter") for word in self.command)
+        programs = [Path(word) for word in self.command if is_program and word.startswith(f"{build}/")]
+        may_be_skipped = not is_program and "SKIP_REGULAR_EXPRESSION" in properties
+        self.enabled = bool(self.command) and not properties.get("DISABLED") and not may_be_skipped
         self.program = programs[0].name if programs else None
         self.folder = programs[0].parent.name if programs else "scripts"
 
@@ -108,7 +110,7 @@ class Worker:
     def prepare(self):
         self.copy()
         for words in (("cmake", "-S", str(self.tree), "-B", str(self.build), "-G", "Ninja", "-DCMAKE_BUILD_TYPE=Debug",
-                       "-DCMAKE_CXX_FLAGS=-O0 -g0", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", "-DZELO_TEST_ZELOBOX=OFF"),
+                       "-DCMAKE_CXX_FLAGS=-O0 -g0", "-DCMAKE_DISABLE_PRECOMPILE_HEADERS=ON", "-DZELO_BUILD_ZELOBOX=OFF"),
                       ("cmake", "--build", str(self.build))):
             good, output = self.command(*words)
             if not good:

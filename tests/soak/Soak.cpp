@@ -1,24 +1,31 @@
 // A living room in fast motion: soak [minutes] [storm]. Frames both ways, drops, configuration and language changes,
 // host threads that ask and make requests, starts and stops; a line of figures every few seconds, and at the end
 // whether the process is what it was.
-#include <dirent.h>
 #include <malloc.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <random>
 #include <thread>
 
 #include "cobalt/ZeloCobalt.h"
-#include "tests/hostile/Rig.h"
-
-using namespace rig;
+#include "src/ipc/IPCMessage.h"
+#include "testkit/ConfigPayload.h"
+#include "testkit/HostStandIn.h"
+#include "testkit/Middleware.h"
+#include "testkit/Process.h"
+#include "testkit/Wait.h"
 
 namespace {
+
+using Clock = std::chrono::steady_clock;
+using timely::Milliseconds;
 
 struct Tally {
     std::atomic<unsigned long> sent{0};
@@ -32,24 +39,12 @@ struct Tally {
 };
 
 Tally tally;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-bool const memoryIsOurs = false; // but the sanitizer's, which keeps what was freed
-#else
-bool const memoryIsOurs = true;
-#endif
-
 std::atomic<bool> hostDone{false}; // first, so that a last start gets its configuration
 std::atomic<bool> done{false};
 
-int descriptors()
+std::vector<char> someConfiguration(std::mt19937& random)
 {
-    int count = 0;
-    DIR* const entries = opendir("/proc/self/fd");
-    while (readdir(entries) != nullptr) {
-        ++count;
-    }
-    closedir(entries);
-    return count;
+    return configOfText(std::string(random() % 100, static_cast<char>('a' + random() % 26))).bytes();
 }
 
 /// Serves one client until it is gone or has had enough.
@@ -60,8 +55,7 @@ void serve(zelobox::Connection& client, std::mt19937& random)
         while (!client.isSilentFor(Milliseconds(0))) {
             ++tally.received;
             if (client.receive().type == IPC_CONFIG_REQUEST) {
-                client.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG,
-                             configuration(std::string(random() % 100, static_cast<char>('a' + random() % 26)))});
+                client.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, someConfiguration(random)});
             }
         }
         switch (random() % 8) {
@@ -69,32 +63,31 @@ void serve(zelobox::Connection& client, std::mt19937& random)
             client.send(zelobox::frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onpause")));
             break;
         case 1:
-            client.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG,
-                         configuration(std::string(random() % 100, static_cast<char>('a' + random() % 26)))});
+            client.send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, someConfiguration(random)});
             break;
         case 2:
             client.send({IPC_PAYLOAD_RAW, IPC_PLAYER_MEDIA_INFO, std::vector<char>(random() % 40)});
             break;
         case 3:
-            client.sendBytes(volumeFrame(static_cast<uint32_t>(random())));
+            client.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, static_cast<uint32_t>(random()))));
             break;
         default:
-            client.sendBytes(keyFrame());
+            client.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_REMOTE_KEY, 1)));
         }
         ++sent;
         ++tally.sent;
     }
 }
 
-void middleware()
+void serveClients()
 {
     std::mt19937 random(1);
-    zelobox::Listener listener;
+    Middleware middleware;
     while (!done) {
         try {
-            zelobox::Connection client = listener.accept(Milliseconds(100));
+            middleware.accept(Milliseconds(100));
             ++tally.connections;
-            serve(client, random);
+            serve(middleware.link(), random);
         } catch (zelobox::PeerError const&) {
         }
     }
@@ -142,20 +135,18 @@ void host(unsigned longestMs)
         ZeloStartApp({[](SbKey, uint8_t) { ++tally.events; }, onEvent, onEvent, onEvent});
         ++tally.starts;
         std::this_thread::sleep_for(Milliseconds(random() % longestMs));
-        auto const begin = Clock::now();
-        ZeloStopApp();
-        tally.slowestStopMs = std::max<long>(tally.slowestStopMs, since(begin).count());
+        tally.slowestStopMs = std::max<long>(tally.slowestStopMs, timely::timeOf(&ZeloStopApp).count());
     }
 }
 
 void printFigures(long minutes, Clock::time_point begin)
 {
-    double const seconds = static_cast<double>(since(begin).count()) / 1000;
+    double const seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     printf("%6.0f of %ld s: %.0f frames/s, %lu in, %lu out, %lu connections, %lu starts, %lu queries, RSS %ld KiB, "
            "%d descriptors, slowest stop %ld ms\n",
            seconds, minutes * 60, static_cast<double>(tally.sent + tally.received) / seconds, tally.sent.load(),
            tally.received.load(), tally.connections.load(), tally.starts.load(), tally.queries.load(), residentKiB(),
-           descriptors(), tally.slowestStopMs.load());
+           openDescriptors(), tally.slowestStopMs.load());
     fflush(stdout);
 }
 
@@ -171,17 +162,18 @@ int main(int argc, char** argv)
     }
     // Each of many short threads may get an arena of its own, whose holes would look like a leak.
     mallopt(M_ARENA_MAX, 1);
-    int const descriptorsBefore = descriptors();
+    standin::setLogging(standin::Logging::Formatted);
+    int const descriptorsBefore = openDescriptors();
     auto const begin = Clock::now();
     std::vector<std::thread> threads;
-    threads.emplace_back(middleware);
+    threads.emplace_back(serveClients);
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back(queries);
         threads.emplace_back(requests);
     }
     std::thread starter(host, storm ? 20 : 2000);
     long warm = 0;
-    while (since(begin) < std::chrono::minutes(minutes)) {
+    while (Clock::now() - begin < std::chrono::minutes(minutes)) {
         std::this_thread::sleep_for(std::chrono::seconds(5));
         warm = warm == 0 ? residentKiB() : warm; // what the first seconds have set up does not grow any more
         printFigures(minutes, begin);
@@ -194,10 +186,10 @@ int main(int argc, char** argv)
     }
     long const after = residentKiB();
     printf("RSS %ld KiB after 5 s, %ld KiB at the end; descriptors %d and %d\n", warm, after, descriptorsBefore,
-           descriptors());
-    bool const flat = !memoryIsOurs || after - warm < 4 * 1024;
-    bool const good = descriptors() == descriptorsBefore && flat && tally.slowestStopMs < 2000 && tally.starts > 1 &&
-                      tally.connections > 1 && tally.events > 0;
+           openDescriptors());
+    bool const flat = after - warm < memoryLimit(4 * 1024);
+    bool const good = openDescriptors() == descriptorsBefore && flat && tally.slowestStopMs < 2000 &&
+                      tally.starts > 1 && tally.connections > 1 && tally.events > 0;
     puts(good ? "passed" : "FAILED");
     return good ? 0 : 1;
 }

@@ -18,7 +18,7 @@ variant() {
   cmake --build "$ZELO_BUILD/$name" --target zelocobalt "${targets[@]}"
 }
 
-# The middleware is a native process, the container and the library are the box's. The timelines must be the same.
+# The middleware is a native process, the host and the library are the box's. The timelines must be the same.
 both_worlds() {
   local emulator="qemu-arm -L /usr/arm-linux-gnueabihf" directory=$ZELO_BUILD/worlds
   build default zelobox zelostb zelocobalt
@@ -67,12 +67,12 @@ run() {
   echo "Not run under emulation:"
   grep '^[^#]' "$ZELO_ROOT/tests/emulation.txt" || echo "none"
   # Of the variants the contract is tested; the rest does not depend on what varies.
-  variant armel "contract_test slots_test backtrace_contract_test" armel
-  run_tests armel -R 'Contract|Slots'
-  variant armhf-oldstrings "contract_test slots_test" armhf -DZELO_CXX11_ABI=OFF
-  run_tests armhf-oldstrings -R 'Contract|Slots' -E BackTrace
-  variant armhf-altstb alt_box_test armhf -DZELO_STB_INCLUDE_DIR="$ZELO_ROOT/tests/altstb"
-  run_tests armhf-altstb -R AltBox
+  variant armel "contract_test layout_test backtrace_contract_test" armel
+  run_tests armel -R 'Contract|Slots|Layout'
+  variant armhf-oldstrings "contract_test layout_test" armhf -DZELO_CXX11_ABI=OFF
+  run_tests armhf-oldstrings -R 'Contract|Slots|Layout' -E BackTrace
+  variant armhf-altstb other_headers_test armhf -DZELO_STB_INCLUDE_DIR="$ZELO_ROOT/tests/altstb"
+  run_tests armhf-altstb -R OtherHeaders
   both_worlds
   static_proxy
 }

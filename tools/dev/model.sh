@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# about: checks the model of the threads exhaustively; "short" has one connection instead of two
+# about: checks the model of the threads exhaustively; "short" has one connection instead of two and no full queue
 
 packages() {
   needs spin "the model checker"
@@ -7,10 +7,10 @@ packages() {
 }
 
 run() {
-  local directory=$ZELO_BUILD/model connections=2
+  local directory=$ZELO_BUILD/model connections=2 overflows=true
   case "${1:-}" in
   '') ;;
-  short) connections=1 ;;
+  short) connections=1 overflows=false ;;
   *)
     echo "model: '$1' is neither nothing nor 'short'" >&2
     exit 2
@@ -18,7 +18,7 @@ run() {
   esac
   mkdir -p "$directory"
   cd "$directory" || return
-  spin -DCONNECTIONS="$connections" -a "$ZELO_ROOT/docs/model/threads.pml"
+  spin -DCONNECTIONS="$connections" -DOVERFLOWS="$overflows" -a "$ZELO_ROOT/docs/model/threads.pml"
   gcc -O2 -w -DSAFETY -DCOLLAPSE -DVECTORSZ=2048 -o checker pan.c
   ./checker -m200000 | tee checker.log
   # The checker ends well also when it has found something or has run out of memory.

@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Descriptor.h"
 
 namespace zelobox {
 
-/// Starts a program and ends it at the latest with itself.
+/// A running program. The destructor kills it if it still runs.
 class ChildProcess {
 public:
     /// @param arguments  the program, looked for in PATH when it has no slash, and its arguments

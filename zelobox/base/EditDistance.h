@@ -1,5 +1,5 @@
 /// @file
-/// What somebody who mistyped a word may have meant.
+/// The edit distance of words, and the nearest word to a mistyped one.
 #ifndef ZELO_ZELOBOX_EDITDISTANCE_H
 #define ZELO_ZELOBOX_EDITDISTANCE_H
 

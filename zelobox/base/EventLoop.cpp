@@ -36,7 +36,8 @@ bool EventLoop::turn(Clock::time_point deadline)
     std::vector<uint64_t> serials;
     for (auto const& [fd, watch] : watches) {
         int const events = (watch.onReadable ? POLLIN : 0) | (watch.onWritable ? POLLOUT : 0);
-        // An end is reported even where nothing is asked for; without anybody to hear of it, poll is to leave it out.
+        // poll() reports an end (POLLHUP) even where no event is asked for. A descriptor that nobody reads or writes now
+        // is left out by a negative number; otherwise the loop would spin until somebody does.
         entries.push_back({events != 0 ? fd : -1, static_cast<short>(events), 0});
         serials.push_back(watch.serial);
     }
@@ -60,7 +61,7 @@ void EventLoop::handle(int fd, uint64_t serial, short events)
         return found != watches.end() && found->second.serial == serial ? &found->second : nullptr;
     };
     Watch const* watch = find();
-    // An end or an error goes to who reads; where nobody does, the next write fails.
+    // An end or an error is the reader's to see; where nobody reads, the writer is called, whose next write fails.
     if (watch != nullptr && watch->onWritable && (!watch->onReadable || (events & POLLOUT) != 0)) {
         Callback const callback = watch->onWritable; // a copy: it may forget itself
         callback();

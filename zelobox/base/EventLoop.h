@@ -1,5 +1,5 @@
 /// @file
-/// Waits for many descriptors on one thread.
+/// The event loop: many descriptors, one thread.
 #ifndef ZELO_ZELOBOX_EVENTLOOP_H
 #define ZELO_ZELOBOX_EVENTLOOP_H
 

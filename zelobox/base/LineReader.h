@@ -1,5 +1,5 @@
 /// @file
-/// Lines from a descriptor.
+/// A reader of lines from a descriptor.
 #ifndef ZELO_ZELOBOX_LINEREADER_H
 #define ZELO_ZELOBOX_LINEREADER_H
 

@@ -1,14 +1,15 @@
 /// @file
-/// Something that is to happen again and again.
+/// A timer that fires again and again.
 #ifndef ZELO_ZELOBOX_PERIODICTIMER_H
 #define ZELO_ZELOBOX_PERIODICTIMER_H
 
+#include "zelobox/base/Descriptor.h"
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Milliseconds.h"
 
 namespace zelobox {
 
-/// Calls back in turns of the loop, as often as it is told to.
+/// Calls back in turns of the loop. Ticks that a busy loop has missed are one call.
 class PeriodicTimer {
 public:
     explicit PeriodicTimer(EventLoop& eventLoop) : loop(eventLoop) {}

@@ -1,10 +1,10 @@
 /// @file
-/// Ctrl-C and its like, as something to wait for.
+/// Signals that end a program, as events of the loop.
 #ifndef ZELO_ZELOBOX_STOPSIGNALS_H
 #define ZELO_ZELOBOX_STOPSIGNALS_H
 
+#include "zelobox/base/Descriptor.h"
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 

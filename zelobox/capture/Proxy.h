@@ -1,5 +1,5 @@
 /// @file
-/// Stands between libraries and a middleware, and tells what they say.
+/// A proxy between libraries and a middleware that records what they say.
 #ifndef ZELO_ZELOBOX_PROXY_H
 #define ZELO_ZELOBOX_PROXY_H
 
@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "zelobox/capture/ProxyLink.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+#include "zelobox/base/Descriptor.h"
 #include "zelobox/base/EventLoop.h"
 #include "zelobox/capture/StreamDecoder.h"
 

@@ -151,7 +151,7 @@ bool Replay::takeSend(ClientId client, ReplayStep const& step)
     if (!isDue(client, step)) {
         return false;
     }
-    // To a library that has gone it was sent in vain, as it may have been then.
+    // The library may have closed by now. The recorded one may have, too, when this was sent: that is no difference.
     server.send(client, step.bytes);
     tell(client, sentRecord(step.bytes));
     return true;

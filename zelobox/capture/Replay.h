@@ -1,5 +1,5 @@
 /// @file
-/// Plays the middleware's side of a trace to a library, and compares what that says with what it said then.
+/// The replay of a trace: the middleware's side is played, the library's is compared.
 #ifndef ZELO_ZELOBOX_REPLAY_H
 #define ZELO_ZELOBOX_REPLAY_H
 

@@ -1,5 +1,5 @@
 /// @file
-/// A recorded trace as what a middleware has to do again.
+/// The steps of a middleware that plays a recorded trace again.
 #ifndef ZELO_ZELOBOX_REPLAYSCRIPT_H
 #define ZELO_ZELOBOX_REPLAYSCRIPT_H
 

@@ -1,5 +1,5 @@
 /// @file
-/// Cuts any stream of bytes into frames and what lies between them.
+/// The decoder of any stream of bytes: frames, and what lies between them.
 #ifndef ZELO_ZELOBOX_STREAMDECODER_H
 #define ZELO_ZELOBOX_STREAMDECODER_H
 

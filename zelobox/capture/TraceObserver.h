@@ -1,5 +1,5 @@
 /// @file
-/// Writes what a middleware sees into a file.
+/// An observer that writes the traffic of a middleware into a file.
 #ifndef ZELO_ZELOBOX_TRACEOBSERVER_H
 #define ZELO_ZELOBOX_TRACEOBSERVER_H
 

@@ -1,5 +1,5 @@
 /// @file
-/// What a middleware must do, case by case.
+/// The cases of `zelobox check`: what a middleware must do.
 #ifndef ZELO_ZELOBOX_CASE_H
 #define ZELO_ZELOBOX_CASE_H
 
@@ -65,7 +65,7 @@ bool isAboutTheRun(CheckCase const& candidate);
 /// In the order in which they are to be run: a case comes after those it needs.
 std::vector<CheckCase> const& checkCases();
 
-/// A container's first minutes: the library itself judges.
+/// A host's first minutes: the library itself judges.
 void judgeLibraryStart(CheckSetting const& setting);
 
 } // namespace zelobox

@@ -1,5 +1,5 @@
 /// @file
-/// What is wrong with one frame, down to the byte.
+/// A fault of one frame, down to the byte.
 #ifndef ZELO_ZELOBOX_FINDING_H
 #define ZELO_ZELOBOX_FINDING_H
 

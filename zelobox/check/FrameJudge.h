@@ -1,5 +1,5 @@
 /// @file
-/// What the protocol says of one frame from a middleware.
+/// The judgement of one frame from a middleware by the rules of the protocol.
 #ifndef ZELO_ZELOBOX_FRAMEJUDGE_H
 #define ZELO_ZELOBOX_FRAMEJUDGE_H
 

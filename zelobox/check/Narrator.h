@@ -1,5 +1,5 @@
 /// @file
-/// What the middleware says during a check, told as it comes.
+/// The narration of what the middleware says during a check.
 #ifndef ZELO_ZELOBOX_NARRATOR_H
 #define ZELO_ZELOBOX_NARRATOR_H
 

@@ -1,5 +1,5 @@
 /// @file
-/// Reads a payload field by field and notes where it is not as the protocol says.
+/// A reader of payloads, field by field, that notes where they are not as the protocol says.
 #ifndef ZELO_ZELOBOX_PAYLOADREADER_H
 #define ZELO_ZELOBOX_PAYLOADREADER_H
 

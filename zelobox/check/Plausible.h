@@ -1,5 +1,5 @@
 /// @file
-/// What values are legal but not meant, and what was meant instead.
+/// Values that are legal but hardly meant, and what was meant instead.
 #ifndef ZELO_ZELOBOX_PLAUSIBLE_H
 #define ZELO_ZELOBOX_PLAUSIBLE_H
 

@@ -1,5 +1,5 @@
 /// @file
-/// What came of the cases: for people, and as JSON and JUnit for machines.
+/// The results of the cases: for people, and as JSON and JUnit for machines.
 #ifndef ZELO_ZELOBOX_REPORT_H
 #define ZELO_ZELOBOX_REPORT_H
 

@@ -1,5 +1,5 @@
 /// @file
-/// Everything that crossed the socket in one run of the check, with what is wrong with it.
+/// The log of one run of the check: all that crossed the socket, with what is wrong with it.
 #ifndef ZELO_ZELOBOX_RUNLOG_H
 #define ZELO_ZELOBOX_RUNLOG_H
 

@@ -83,10 +83,10 @@ int run(Options const& options)
         output.setRedraw(commands.redrawDescriptor());
         setenv("ZELOSTB_LOG_REDRAW", std::to_string(commands.redrawDescriptor()).c_str(), 1);
     }
-    Host container(library, output);
-    running = &container;
+    Host host(library, output);
+    running = &host;
     if (!options.noStart) {
-        container.carryOut("start");
+        host.carryOut("start");
     }
     loop.run(EventLoop::Clock::time_point::max(), [&] { return interrupted || commands.haveEnded(); });
     return Succeeded;

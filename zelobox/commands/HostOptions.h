@@ -1,5 +1,5 @@
 /// @file
-/// How a command starts the sample host.
+/// The options by which a command starts the sample host.
 #ifndef ZELO_ZELOBOX_HOSTOPTIONS_H
 #define ZELO_ZELOBOX_HOSTOPTIONS_H
 

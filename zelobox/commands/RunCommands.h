@@ -1,5 +1,5 @@
 /// @file
-/// What every program of subcommands does with its command line.
+/// The command line of a program with subcommands.
 #ifndef ZELO_ZELOBOX_RUNCOMMANDS_H
 #define ZELO_ZELOBOX_RUNCOMMANDS_H
 

@@ -36,7 +36,7 @@ void onResume()
     theOutput->callback("resume", Json::object());
 }
 
-/// Reads the values back from inside the callback, as a container does.
+/// Reads the values back from inside the callback, as a host does.
 void onVolumeChanged()
 {
     theOutput->callback("volumeChanged", volumeOf(*theLibrary));
@@ -247,7 +247,7 @@ Json Host::display(Words const&)
 
 Json Host::ui(Words const&)
 {
-    unsigned width = 1280; // the container's own size, which stays without the variables
+    unsigned width = 1280; // the host's own size, which stays without the variables
     unsigned height = 720;
     library.getUISize(width, height);
     return {{"width", width}, {"height", height}};

@@ -1,5 +1,5 @@
 /// @file
-/// The sample container: starts the library, is called back by it, and carries out commands.
+/// The sample host: starts the library, is called back by it, and carries out commands.
 #ifndef ZELO_ZELOBOX_HOST_H
 #define ZELO_ZELOBOX_HOST_H
 

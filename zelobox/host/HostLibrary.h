@@ -1,5 +1,5 @@
 /// @file
-/// libzelocobalt.so and libzelostb.so as a container loads them.
+/// libzelocobalt.so and libzelostb.so as a host loads them.
 #ifndef ZELO_ZELOBOX_HOSTLIBRARY_H
 #define ZELO_ZELOBOX_HOSTLIBRARY_H
 

@@ -6,8 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "zelobox/base/Descriptor.h"
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 

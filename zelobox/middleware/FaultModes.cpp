@@ -4,6 +4,7 @@
 
 #include "src/ipc/IPCFrame.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 
 namespace zelobox {
 

@@ -1,6 +1,6 @@
 /// @file
-/// What a middleware can do wrong, each under a name: for hosts that must bear it, and to prove what `zelobox check`
-/// finds.
+/// Faults that the middleware can be told to have, each under a name: for hosts that must bear them, and to prove what
+/// `zelobox check` finds.
 #ifndef ZELO_ZELOBOX_FAULTMODES_H
 #define ZELO_ZELOBOX_FAULTMODES_H
 
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "zelobox/middleware/Server.h"
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/protocol/Frame.h"
 
 namespace zelobox {
 

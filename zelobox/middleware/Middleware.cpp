@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/MessageTable.h"
 
 namespace zelobox {

@@ -1,5 +1,5 @@
 /// @file
-/// The middleware: what it knows, and how it answers.
+/// The simulated middleware: its state, its answers and its subscriptions.
 #ifndef ZELO_ZELOBOX_MIDDLEWARE_H
 #define ZELO_ZELOBOX_MIDDLEWARE_H
 
@@ -72,6 +72,7 @@ public:
 
     MiddlewareState const& state() const { return current; }
     std::vector<ClientId> clients() const { return server.clients(); }
+    ClientProcess process(ClientId client) const { return server.process(client); }
     /// @return how many of them have not taken all that was sent to them
     size_t waitingClients() const;
 

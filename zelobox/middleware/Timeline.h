@@ -1,5 +1,5 @@
 /// @file
-/// What happens, line by line, for people: time, who, what.
+/// A timeline for people: a line for each event, with time, who and what.
 #ifndef ZELO_ZELOBOX_TIMELINE_H
 #define ZELO_ZELOBOX_TIMELINE_H
 

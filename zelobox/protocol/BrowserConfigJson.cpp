@@ -2,8 +2,6 @@
 
 #include <fstream>
 
-#include "src/common/ByteWriter.h"
-
 namespace zelobox {
 
 namespace {
@@ -19,32 +17,23 @@ void mergeText(JsonFields& fields, char const* name, std::string& text)
     }
 }
 
-/// @return the six bytes of "0A:1B:2C:3D:4E:5F". @throw InputError
-std::vector<char> addressBytes(std::string const& text)
+/// @return true for a text like "0A:1B:2C:3D:4E:5F"
+bool isMacAddress(std::string const& text)
 {
-    std::vector<char> bytes = bytesOfHex(text);
-    if (bytes.size() != 6) {
-        throw InputError("\"" + text + "\" has not six bytes");
+    try {
+        return bytesOfHex(text).size() == 6;
+    } catch (InputError const&) {
+        return false;
     }
-    return bytes;
 }
 
 void mergeMacAddress(JsonFields& fields, std::string& address)
 {
     std::string const text = fields.text("macAddress", address);
-    try {
-        addressBytes(text);
-    } catch (InputError const&) {
+    if (!isMacAddress(text)) {
         fields.fail("macAddress", "expected a text like \"0A:1B:2C:3D:4E:5F\", found \"" + text + "\"");
     }
     address = text;
-}
-
-void writeCountedText(ByteWriter& writer, std::string const& text)
-{
-    writer.u16(static_cast<uint16_t>(text.size() + 1));
-    writer.raw(text.data(), text.size());
-    writer.u8(0);
 }
 
 } // namespace
@@ -113,27 +102,6 @@ Json jsonOf(IPCBrowserConfig const& config)
             {"auxText1", config.auxText1},
             {"auxValue", config.auxValue},
             {"auxText2", config.auxText2}};
-}
-
-std::vector<char> payloadOf(IPCBrowserConfig const& config)
-{
-    std::vector<char> payload;
-    ByteWriter writer(payload);
-    writer.u8(config.forcePortalUrl ? 1 : 0);
-    std::vector<char> const address = addressBytes(config.macAddress);
-    writer.raw(address.data(), address.size());
-    writer.u16(config.displayWidth);
-    writer.u16(config.displayHeight);
-    writer.u8(config.displayFlag ? 1 : 0);
-    writer.u16(config.auxWidth);
-    writer.u16(config.auxHeight);
-    writeCountedText(writer, config.apiMode);
-    writeCountedText(writer, config.language);
-    writeCountedText(writer, config.portalUrl);
-    writeCountedText(writer, config.auxText1);
-    writer.u8(config.auxValue);
-    writeCountedText(writer, config.auxText2);
-    return payload;
 }
 
 } // namespace zelobox

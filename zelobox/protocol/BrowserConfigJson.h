@@ -1,17 +1,16 @@
 /// @file
-/// The configuration that the middleware sends: as JSON and as a payload.
+/// The configuration that the middleware sends, as JSON.
 #ifndef ZELO_ZELOBOX_BROWSERCONFIGJSON_H
 #define ZELO_ZELOBOX_BROWSERCONFIGJSON_H
 
 #include <string>
-#include <vector>
 
 #include "src/ipc/IPCBrowserConfig.h"
 #include "zelobox/protocol/Json.h"
 
 namespace zelobox {
 
-/// A configuration for a desk: 1920 by 1080, English.
+/// The configuration that is sent unless another is given: 1920 by 1080, English.
 IPCBrowserConfig defaultConfig();
 
 /// Replaces the fields that are there. @throw InputError
@@ -21,9 +20,6 @@ void mergeConfig(JsonFields& fields, IPCBrowserConfig& config);
 IPCBrowserConfig loadConfig(std::string const& path);
 
 Json jsonOf(IPCBrowserConfig const& config);
-
-/// @return the payload of an IPC_BROWSER_CONFIG message
-std::vector<char> payloadOf(IPCBrowserConfig const& config);
 
 } // namespace zelobox
 

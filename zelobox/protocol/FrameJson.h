@@ -6,8 +6,8 @@
 #include <string>
 
 #include "src/ipc/IPCBrowserConfig.h"
+#include "zelobox/protocol/Frame.h"
 #include "zelobox/protocol/Json.h"
-#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 

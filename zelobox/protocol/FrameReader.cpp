@@ -1,6 +1,7 @@
 #include "zelobox/protocol/FrameReader.h"
 
 #include "src/ipc/IPCFrame.h"
+#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 

@@ -1,5 +1,5 @@
 /// @file
-/// Cuts a stream of bytes into frames.
+/// The reader of frames out of a stream of bytes.
 #ifndef ZELO_ZELOBOX_FRAMEREADER_H
 #define ZELO_ZELOBOX_FRAMEREADER_H
 
@@ -7,7 +7,7 @@
 #include <optional>
 #include <vector>
 
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/protocol/Frame.h"
 
 namespace zelobox {
 

@@ -6,6 +6,7 @@
 #include "src/common/ByteWriter.h"
 #include "src/ipc/IPCMessage.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 
 namespace zelobox {
 

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/protocol/Frame.h"
 
 namespace zelobox {
 

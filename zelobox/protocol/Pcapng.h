@@ -1,5 +1,5 @@
 /// @file
-/// The blocks of a pcapng file. docs/protocol.md describes the packets.
+/// Traces as pcapng files. docs/protocol.md describes the packets.
 #ifndef ZELO_ZELOBOX_PCAPNG_H
 #define ZELO_ZELOBOX_PCAPNG_H
 

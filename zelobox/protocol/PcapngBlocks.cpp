@@ -111,7 +111,7 @@ public:
     uint32_t u32() { return swapped ? __builtin_bswap32(reader.u32()) : reader.u32(); }
     std::string text(size_t size) { return reader.text(size); }
     void skip(size_t size) { reader.skip(size); }
-    bool failed() const { return reader.failed(); }
+    bool failed() { return reader.failed(); }
     bool empty() const { return reader.remaining() == 0; }
 
 private:

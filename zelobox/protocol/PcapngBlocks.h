@@ -1,5 +1,5 @@
 /// @file
-/// The pcapng format as far as packets of one kind of link need it.
+/// Blocks of the pcapng format, as far as packets of one kind of link need them.
 #ifndef ZELO_ZELOBOX_PCAPNGBLOCKS_H
 #define ZELO_ZELOBOX_PCAPNGBLOCKS_H
 

@@ -61,35 +61,6 @@ bool somebodyListens(std::string const& path)
 
 } // namespace
 
-Frame frameOf(IPCMessage&& message)
-{
-    message.serialize();
-    return {message.headerKind, message.headerType, std::move(message.payload)};
-}
-
-std::vector<char> bytesOf(Frame const& frame)
-{
-    std::vector<char> bytes(IPCFrameHeader::Size);
-    writeFrameHeader({frame.kind, frame.type, static_cast<uint32_t>(frame.payload.size())}, bytes.data());
-    bytes.insert(bytes.end(), frame.payload.begin(), frame.payload.end());
-    return bytes;
-}
-
-int Descriptor::release()
-{
-    int const number = fd;
-    fd = -1;
-    return number;
-}
-
-void Descriptor::reset(int number)
-{
-    if (fd >= 0) {
-        ::close(fd);
-    }
-    fd = number;
-}
-
 Descriptor connectTo(std::string const& path)
 {
     sockaddr_un const address = addressOf(path);

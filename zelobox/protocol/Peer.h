@@ -1,40 +1,20 @@
 /// @file
-/// The middleware's end of the socket: a listener and its connections, every step with a deadline.
+/// Both ends of the socket: a listener, its connections and a connect. Every step has a deadline.
 #ifndef ZELO_ZELOBOX_PEER_H
 #define ZELO_ZELOBOX_PEER_H
 
-#include <chrono>
 #include <cstdint>
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "src/ipc/IPCMessage.h"
+#include "zelobox/base/Descriptor.h"
+#include "zelobox/base/Milliseconds.h"
+#include "zelobox/protocol/Frame.h"
 
 namespace zelobox {
 
 extern char const defaultSocketPath[]; // "/tmp/zelo_messenger"
-
-using Milliseconds = std::chrono::milliseconds;
-
-/// One message as it crosses the socket.
-struct Frame {
-    uint8_t kind = 0;
-    uint16_t type = 0;
-    std::vector<char> payload;
-
-    bool operator==(Frame const& other) const
-    {
-        return kind == other.kind && type == other.type && payload == other.payload;
-    }
-};
-
-/// @return the frame that the library would write for @p message
-Frame frameOf(IPCMessage&& message);
-
-/// @return header and payload
-std::vector<char> bytesOf(Frame const& frame);
 
 /// What ends a step other than its success.
 class PeerError : public std::runtime_error {
@@ -50,28 +30,6 @@ public:
 class PeerClosed : public PeerError {
 public:
     using PeerError::PeerError;
-};
-
-/// Owns a descriptor.
-class Descriptor {
-public:
-    Descriptor() = default;
-    explicit Descriptor(int number) : fd(number) {}
-    ~Descriptor() { reset(); }
-    Descriptor(Descriptor&& other) noexcept : fd(other.release()) {}
-    Descriptor& operator=(Descriptor&& other) noexcept
-    {
-        reset(other.release());
-        return *this;
-    }
-
-    int get() const { return fd; }
-    explicit operator bool() const { return fd >= 0; }
-    int release();
-    void reset(int number = -1);
-
-private:
-    int fd = -1;
 };
 
 /// @return empty, with errno, when nobody listens on @p path or too many wait there already

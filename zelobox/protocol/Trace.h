@@ -16,8 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "zelobox/protocol/Frame.h"
 #include "zelobox/protocol/Json.h"
-#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 

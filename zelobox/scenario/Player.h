@@ -1,5 +1,5 @@
 /// @file
-/// Plays scenarios.
+/// The player of scenarios.
 #ifndef ZELO_ZELOBOX_PLAYER_H
 #define ZELO_ZELOBOX_PLAYER_H
 
@@ -28,7 +28,7 @@ public:
 
 /// Carries out scenarios with a middleware and a host.
 ///
-/// What comes from the socket, the callbacks, and the answers to calls are three separate rows, each of which must come
+/// What comes from the socket, the callbacks, and the answers to calls are three separate queues, each of which must come
 /// exactly as expected; nothing may be left over.
 class Player final : public Middleware::Observer {
 public:

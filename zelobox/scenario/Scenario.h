@@ -1,5 +1,5 @@
 /// @file
-/// Scenarios: what the two sides do and what must come of it, one JSON object on each line.
+/// Scenarios: the steps of both sides and their expected effects, one JSON object on each line.
 ///
 /// The first line describes the scenario:
 ///

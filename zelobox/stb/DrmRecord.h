@@ -1,7 +1,7 @@
 /// @file
-/// What the stand-in of the support library tells a host about its DRM object. Found with dlsym().
-#ifndef ZELO_SIMULATOR_STB_DRMRECORD_H
-#define ZELO_SIMULATOR_STB_DRMRECORD_H
+/// The record that the support library's stand-in keeps of its DRM object. Found with dlsym().
+#ifndef ZELO_ZELOBOX_DRMRECORD_H
+#define ZELO_ZELOBOX_DRMRECORD_H
 
 #include <stddef.h>
 

@@ -1,5 +1,5 @@
 /// @file
-/// What one open page still has to be told.
+/// The queue of events for one open page.
 #ifndef ZELO_ZELOBOX_EVENTSTREAM_H
 #define ZELO_ZELOBOX_EVENTSTREAM_H
 
@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "zelobox/protocol/Peer.h"
+#include "zelobox/base/Milliseconds.h"
 
 namespace zelobox {
 

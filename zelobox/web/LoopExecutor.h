@@ -1,5 +1,5 @@
 /// @file
-/// From any thread into the event loop's.
+/// The way from any thread into the event loop's.
 #ifndef ZELO_ZELOBOX_LOOPEXECUTOR_H
 #define ZELO_ZELOBOX_LOOPEXECUTOR_H
 
@@ -13,8 +13,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "zelobox/base/Descriptor.h"
 #include "zelobox/base/EventLoop.h"
-#include "zelobox/protocol/Peer.h"
 
 namespace zelobox {
 

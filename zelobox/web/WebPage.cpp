@@ -53,7 +53,7 @@ void give(PageAnswer const& answer, httplib::Response& response)
     }
 }
 
-PageRequest deskRequest(httplib::Request const& request)
+PageRequest pageRequest(httplib::Request const& request)
 {
     PageRequest made;
     made.method = request.method == "HEAD" ? "GET" : request.method;
@@ -106,6 +106,7 @@ public:
     Impl(Impl const&) = delete;
     Impl& operator=(Impl const&) = delete;
 
+    void onCallback(pid_t host, Json const& report) { api.onCallback(host, report); }
     std::string address() const { return std::string("http://") + loopback + ":" + std::to_string(port) + "/"; }
 
 private:
@@ -164,7 +165,7 @@ private:
     void answer(Request const& request, Response& response)
     {
         try {
-            give(calls.call([this, made = deskRequest(request)] { return api.answer(made); }), response);
+            give(calls.call([this, made = pageRequest(request)] { return api.answer(made); }), response);
         } catch (LoopExecutor::Closed const& closed) {
             give(errorAnswer(503, closed.what()), response);
         }
@@ -214,6 +215,11 @@ WebPage::WebPage(EventLoop& loop, Middleware& middleware, uint16_t port, std::st
 }
 
 WebPage::~WebPage() = default;
+
+void WebPage::onCallback(pid_t host, Json const& report)
+{
+    impl->onCallback(host, report);
+}
 
 std::string WebPage::address() const
 {

@@ -1,17 +1,19 @@
 /// @file
 /// A page for the browser that shows the middleware and drives it.
 ///
-///     thread    started by    owns                                        may block in
-///     loop      the program   Middleware, PageApi with its history and streams      poll
-///     web       WebPage       the listening socket                        accept
-///     worker    httplib       one connection each, of at most 24          a turn of the loop, an EventStream, the
-///     socket
+///     thread    started by    owns                                              may block in
+///     loop      the program   Middleware, PageApi with its history and streams  poll
+///     web       WebPage       the listening socket                              accept
+///     worker    httplib       one connection each, of at most 24                a turn of the loop, an EventStream,
+///                                                                               the socket
 ///
 /// A worker never touches the middleware: it hands a request over by LoopExecutor and waits for the answer. An open
 /// page keeps one worker, which writes out what the loop pushes into its EventStream. LoopExecutor and EventStream have
 /// a lock each; neither is held while anything else happens.
 #ifndef ZELO_ZELOBOX_WEBPAGE_H
 #define ZELO_ZELOBOX_WEBPAGE_H
+
+#include <sys/types.h>
 
 #include <cstdint>
 #include <memory>
@@ -35,6 +37,9 @@ public:
     ~WebPage();
     WebPage(WebPage const&) = delete;
     WebPage& operator=(WebPage const&) = delete;
+
+    /// Shows that the library of @p host has called back; see PageApi.
+    void onCallback(pid_t host, Json const& report);
 
     /// @return "http://127.0.0.1:8420/"
     std::string address() const;

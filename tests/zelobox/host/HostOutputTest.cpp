@@ -2,8 +2,8 @@
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 
+#include "zelobox/base/Descriptor.h"
 #include "zelobox/host/HostOutput.h"
-#include "zelobox/protocol/Peer.h"
 
 using zelobox::Descriptor;
 using zelobox::HostOutput;

@@ -7,6 +7,7 @@
 
 #include "tests/zelobox/Program.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/Peer.h"
 
 using program::Ended;

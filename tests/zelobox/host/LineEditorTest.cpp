@@ -9,6 +9,7 @@
 #include "tests/zelobox/Program.h"
 #include "zelobox/base/EventLoop.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/Peer.h"
 
 using testing::HasSubstr;

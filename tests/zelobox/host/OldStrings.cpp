@@ -1,4 +1,4 @@
-// What a library for an older container looks like from outside: its texts have the string ABI from before C++11.
+// What a library for an older host looks like from outside: its texts have the string ABI from before C++11.
 #undef _GLIBCXX_USE_CXX11_ABI
 #define _GLIBCXX_USE_CXX11_ABI 0
 #include "cobalt/ZeloCobalt.h"

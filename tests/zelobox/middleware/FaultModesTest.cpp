@@ -3,6 +3,7 @@
 #include <sys/ioctl.h>
 
 #include "tests/zelobox/middleware/MiddlewareFixture.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/FrameJson.h"
 
 using namespace zelobox;

@@ -2,6 +2,7 @@
 
 #include "tests/zelobox/middleware/MiddlewareFixture.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 
 using namespace zelobox;
 using MiddlewareInProcess = program::MiddlewareFixture;

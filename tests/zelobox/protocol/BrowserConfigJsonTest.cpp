@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "testkit/ConfigPayload.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 
 using namespace zelobox;
 using testing::HasSubstr;
@@ -49,21 +49,20 @@ TEST(BrowserConfigJson, WritesTheSmallestPayload)
 
 TEST(BrowserConfigJson, WritesEveryFieldInItsPlace)
 {
-    ConfigPayload expected;
-    expected.force = 1;
-    expected.address = {0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6};
-    expected.displayWidth = 258;
-    expected.displayHeight = 772;
-    expected.displayFlag = 1;
-    expected.auxWidth = 1286;
-    expected.auxHeight = 1800;
-    expected.apiMode = "mode";
-    expected.language = "de";
-    expected.portalUrl = "url";
-    expected.auxText1 = "one";
-    expected.auxValue = 255;
-    expected.auxText2 = "two";
-    EXPECT_EQ(hexOf(expected.bytes()), hexOf(payloadOf(parsed(everyField))));
+    EXPECT_EQ("01"
+              "a1b2c3d4e5f6"
+              "0102"
+              "0304"
+              "01"
+              "0506"
+              "0708"
+              "00056d6f646500"
+              "0003646500"
+              "000475726c00"
+              "00046f6e6500"
+              "ff"
+              "000474776f00",
+              hexOf(payloadOf(parsed(everyField))));
 }
 
 TEST(BrowserConfigJson, ComesBackFromItsPayload)

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/MessageTable.h"
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "zelobox/protocol/FrameReader.h"
+#include "zelobox/protocol/Peer.h"
 
 using namespace zelobox;
 
