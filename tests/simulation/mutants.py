@@ -39,7 +39,7 @@ def compile_one(tree, source, words, target):
     out = list(words)
     out[out.index("-o") + 1] = str(target)
     out[out.index("-c") + 1] = str(tree / source)
-    out = [word.replace(f"-I{ROOT}", f"-I{tree}") for word in out]
+    out = [word.replace(f"-I{ROOT}", f"-I{tree}") for word in out] + ["-w"]  # a mutation may leave something unused
     return subprocess.run(out, cwd=tree, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, check=False)
 
 
