@@ -5,7 +5,10 @@ set(ZELO_MAX_GLIBC "" CACHE STRING "Newest GLIBC_ version that the library may n
 set(ZELO_MAX_GLIBCXX "" CACHE STRING "Newest GLIBCXX_ version that the library may need, for example 3.4.25")
 
 # Without optimisation the checks of _FORTIFY_SOURCE cannot be; a sanitizer has its own.
-set(zelo_fortify "$<AND:$<BOOL:${CMAKE_BUILD_TYPE}>,$<NOT:$<CONFIG:Debug>>,$<NOT:$<BOOL:${ZELO_SANITIZE}>>>")
+set(zelo_fortify OFF)
+if(CMAKE_BUILD_TYPE MATCHES "Rel" AND NOT ZELO_SANITIZE AND NOT ZELO_COVERAGE)
+  set(zelo_fortify ON)
+endif()
 
 function(zelo_library_part name)
   add_library(${name} OBJECT ${ARGN})
@@ -23,8 +26,10 @@ function(zelo_library_part name)
     target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-ipa-sra>) # it makes the code larger there
   endif()
   if(ZELO_HARDENING)
-    target_compile_options(${name} PRIVATE -fstack-protector-strong
-                           $<${zelo_fortify}:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
+    target_compile_options(${name} PRIVATE -fstack-protector-strong)
+    if(zelo_fortify)
+      target_compile_options(${name} PRIVATE -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+    endif()
   endif()
   if(ZELO_SEPARATE_DEBUG)
     # Where the sources lay is no part of the file.

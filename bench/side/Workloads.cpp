@@ -3,12 +3,15 @@
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <new>
 #include <thread>
 #include <vector>
+
+#include "testkit/Wait.h"
 
 namespace {
 

@@ -18,7 +18,7 @@
 /// and asks once, at the end. Failed fields read as 0 or as an empty text. The bytes belong to the caller.
 class ByteReader {
 public:
-    /// @param abandonFlag  set by another thread to make failed() true and every field after it fail; may be null
+    /// @param abandonFlag  set by another thread to make failed() true; may be null
     ByteReader(char const* bytes, size_t size, std::atomic<bool> const* abandonFlag = nullptr)
         : next(bytes), left(size), abandoned(abandonFlag)
     {
@@ -29,11 +29,7 @@ public:
     }
 
     /// A decoder of something long asks again and again: this is where an abandoned one ends.
-    bool failed()
-    {
-        failure = failure || (abandoned != nullptr && abandoned->load(std::memory_order_relaxed));
-        return failure;
-    }
+    bool failed() const { return failure || (abandoned != nullptr && abandoned->load(std::memory_order_relaxed)); }
     size_t remaining() const { return left; }
 
     uint8_t u8() { return static_cast<uint8_t>(number(1)); }

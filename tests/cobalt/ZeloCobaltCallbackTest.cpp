@@ -219,20 +219,6 @@ TEST_F(Callback, OfAReplacedManagerCannotStopTheNewOne)
     expectUnharmed();
 }
 
-TEST(Callbacks, ThatAreNullAreNotCalled)
-{
-    Middleware middleware;
-    middleware.serveStart([] { ZeloStartApp({}); });
-    sendOneOfEach(middleware);
-    middleware.configure(configWith("fr")); // answered after the others were handled
-    unsigned volume = 0;
-    bool muted = false;
-    ZeloGetVolume(volume, muted);
-    EXPECT_EQ(5U, volume);
-    EXPECT_TRUE(muted);
-    ZeloStopApp();
-}
-
 TEST(Logger, CannotStartOrStopWhileAStartCallsIt)
 {
     standin::onLog([](standin::LogLine const& line) {

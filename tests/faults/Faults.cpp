@@ -39,10 +39,17 @@ ssize_t receive(int fd, void* buffer, size_t size, int flags)
     return hit && current.error != 0 ? failed() : interpose::recv.real(fd, buffer, hit ? 1 : size, flags);
 }
 
+/// A write that fails for good is that of a link that has gone, which the receiving side is to notice.
 ssize_t send(int fd, void const* bytes, size_t size)
 {
     bool const hit = strikes(Call::Write);
-    return hit && current.error != 0 ? failed() : interpose::write.real(fd, bytes, hit ? 1 : size);
+    if (hit && current.error != 0) {
+        if (current.error != EINTR && current.error != EAGAIN) {
+            interpose::shutdown.real(fd, SHUT_RDWR);
+        }
+        return failed();
+    }
+    return interpose::write.real(fd, bytes, hit ? 1 : size);
 }
 
 /// Shortens the time-outs, which every stop waits for.

@@ -49,8 +49,8 @@ knows zelobox/host zelobox/protocol zelobox/base zelobox/stb cobalt
 knows zelobox/capture zelobox/middleware zelobox/protocol zelobox/base "${codec[@]}"
 knows zelobox/scenario zelobox/middleware zelobox/protocol zelobox/base "${codec[@]}"
 knows zelobox/web zelobox/middleware zelobox/protocol zelobox/base cobalt
-knows zelobox/check zelobox/scenario zelobox/capture zelobox/middleware zelobox/protocol zelobox/base cobalt \
-  "${codec[@]}"
+knows zelobox/check zelobox/scenario zelobox/capture zelobox/middleware zelobox/protocol zelobox/base "${codec[@]}" \
+  cobalt
 knows zelobox/commands zelobox
 
 # What stands around them.

@@ -229,20 +229,6 @@ TEST(Factory, KnowsEveryTypeOfTheRawKind)
     }
 }
 
-TEST(Factory, KeepsAKindAboveFive)
-{
-    std::unique_ptr<IPCMessage> const message = received(7, 40);
-    ASSERT_NE(nullptr, dynamic_cast<IPCMessagePlayerMediaInfo*>(message.get()));
-    EXPECT_EQ(7U, message->payloadKind);
-}
-
-TEST(Factory, TakesAWholeNumberForANumberWhateverItsType)
-{
-    std::unique_ptr<IPCMessage> const message = received(1, 40);
-    ASSERT_NE(nullptr, dynamic_cast<IPCMessageUnsignedInt*>(message.get()));
-    EXPECT_EQ(1U, dynamic_cast<IPCMessageUnsignedInt&>(*message).value);
-}
-
 TEST(Factory, PassesTheFailureOfAMediaInfoOn)
 {
     EXPECT_THROW(makeReceivedMessage(0, 40, {}), std::out_of_range);

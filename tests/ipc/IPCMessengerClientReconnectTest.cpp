@@ -167,30 +167,7 @@ TEST(Reconnecting, PollsEvery200Milliseconds)
     EXPECT_THAT(timeline.polls(), Each(200000U));
 }
 
-TEST(Reconnecting, StaysAtTheLongestWaitAfterFiftyFailures)
-{
-    Timeline timeline;
-    Link link;
-    link.start();
-    ASSERT_TRUE(timeline.waitForGaps(52));
-    link.stop();
-    std::vector<long long> const gaps = timeline.gaps();
-    EXPECT_THAT(std::vector<long long>(gaps.begin() + 46, gaps.begin() + 52),
-                ElementsAre(99200, 99600, 100000, 100000, 100000, 100000));
-    EXPECT_EQ("ipc_connection - failed (total 49 times), wait 99.90 sec before next retry", textOfFailure(49));
-    EXPECT_EQ("ipc_connection - failed (total 50 times), wait 100.00 sec before next retry", textOfFailure(50));
-    EXPECT_EQ("ipc_connection - failed (total 52 times), wait 100.00 sec before next retry", textOfFailure(52));
-}
-
 // In the tests below the clock stands still unless it is moved, so that only a wait of nothing can end.
-
-TEST(Reconnecting, MakesTheFirstAttemptAtOnce)
-{
-    standin::setVirtualTime(0);
-    zelobox::Listener listener;
-    Link link;
-    link.startAndAccept(listener);
-}
 
 TEST(Reconnecting, ReconnectsAtOnceAfterADrop)
 {
@@ -332,20 +309,6 @@ TEST(Reconnecting, BeginsAnewAfterASuccess)
     middleware.close();
     ASSERT_TRUE(standin::waitForLog("ipc_connection - failed"));
     EXPECT_THAT(logged(), ElementsAre(line::peerClosed, line::cannotConnect, line::firstFailure));
-}
-
-TEST(Ownership, FiftyStartsAndStopsLeaveNothingBehind)
-{
-    zelobox::Listener listener;
-    int const descriptorsBefore = openDescriptors();
-    int const threadsBefore = threadCount();
-    for (int i = 0; i < 50; ++i) {
-        Link link;
-        zelobox::Connection const middleware = link.startAndAccept(listener);
-        link.stop();
-    }
-    EXPECT_EQ(descriptorsBefore, openDescriptors());
-    EXPECT_TRUE(threadsComeBackTo(threadsBefore));
 }
 
 TEST(Ownership, FiftyDropsLeaveOneConnection)

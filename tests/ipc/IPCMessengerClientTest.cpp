@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <typeinfo>
 
 #include "testkit/Allocations.h"
 #include "testkit/DeathTests.h"
@@ -44,22 +43,6 @@ protected:
 };
 
 char const deadlock[] = "ASSERT \\(res != 35\\) ret=35 on inc/private/pthread_helper:178";
-
-/// A frame and the class that its message is to have.
-struct ClassCase {
-    zelobox::Frame frame;
-    std::type_info const& type;
-};
-
-class ClassOf : public testing::TestWithParam<ClassCase> {};
-
-void PrintTo(ClassCase const& value, std::ostream* out)
-{
-    PrintTo(value.frame, out);
-}
-
-Bytes const someBytes = bytes::fromHex("01 02 03 04");
-Bytes const emptyMediaInfo(16, 0);
 
 class Dispatch : public testing::Test {
 protected:
@@ -180,43 +163,6 @@ TEST(Handlers, AreNotCalledOnceTheyAreRemoved)
     ASSERT_TRUE(link.handler.waitFor("connected", 2));
     EXPECT_EQ(before, removed.events().size());
 }
-
-TEST_P(ClassOf, IsChosenByKindThenType)
-{
-    std::string name;
-    std::vector<uint32_t> codes;
-    zelobox::Listener listener;
-    Link link;
-    link.handler.whenReceived = [&](IPCMessage const* message) {
-        name = typeid(*message).name();
-        codes = {message->payloadKind, message->type};
-    };
-    link.startAndAccept(listener).send(GetParam().frame);
-    ASSERT_TRUE(link.handler.waitFor("message " + std::to_string(GetParam().frame.type)));
-    EXPECT_EQ(GetParam().type.name(), name);
-    EXPECT_THAT(codes, ElementsAre(GetParam().frame.kind, GetParam().frame.type));
-    EXPECT_THAT(link.handler.frames(), ElementsAre(GetParam().frame));
-}
-
-INSTANTIATE_TEST_SUITE_P(OfAReceivedMessage, ClassOf,
-                         testing::Values(ClassCase{{1, 26, someBytes}, typeid(IPCMessageUnsignedInt)},
-                                         ClassCase{{2, 26, someBytes}, typeid(IPCMessageUnsignedInt64)},
-                                         ClassCase{{3, 26, someBytes}, typeid(IPCMessageUnsignedIntArray)},
-                                         ClassCase{{4, 26, someBytes}, typeid(IPCMessageSimpleString)},
-                                         ClassCase{{5, 26, someBytes}, typeid(IPCMessageStringArray)},
-                                         ClassCase{{0, 24, someBytes}, typeid(IPCMessage)},
-                                         ClassCase{{0, 32, someBytes}, typeid(IPCMessagePlayerPlaybackInfo)},
-                                         ClassCase{{0, 40, emptyMediaInfo}, typeid(IPCMessagePlayerMediaInfo)},
-                                         ClassCase{{0, 15, someBytes}, typeid(IPCMessageRecorderStats)},
-                                         ClassCase{{1, 40, someBytes}, typeid(IPCMessageUnsignedInt)},
-                                         ClassCase{{6, 32, someBytes}, typeid(IPCMessagePlayerPlaybackInfo)},
-                                         ClassCase{{7, 40, emptyMediaInfo}, typeid(IPCMessagePlayerMediaInfo)},
-                                         ClassCase{{255, 15, someBytes}, typeid(IPCMessageRecorderStats)},
-                                         ClassCase{{200, 65535, someBytes}, typeid(IPCMessage)}),
-                         [](testing::TestParamInfo<ClassCase> const& instance) {
-                             return "Kind" + std::to_string(instance.param.frame.kind) + "Type" +
-                                    std::to_string(instance.param.frame.type);
-                         });
 
 TEST_F(Dispatch, DecodesBeforeTheHandlersSeeTheMessage)
 {

@@ -12,6 +12,8 @@ using interpose::Takeover;
 
 namespace {
 
+class StoppingSender : public Stopping {};
+
 bool isSender()
 {
     char name[16] = "";
@@ -21,7 +23,7 @@ bool isSender()
 
 } // namespace
 
-TEST_F(Stopping, IsNotSleptThroughByASenderThatIsAboutToWait)
+TEST_F(StoppingSender, IsNotSleptThroughByASenderThatIsAboutToWait)
 {
     std::atomic<bool> armed{false}; // for the sender's next lock
     probe::Signal beforeTheQueue;

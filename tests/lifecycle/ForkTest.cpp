@@ -128,20 +128,6 @@ TEST_F(Fork, ProgramThatTheHostStartsDoesNotInheritTheLink)
     EXPECT_TRUE(middleware.link().waitForClose());
 }
 
-TEST_F(Fork, MiddlewareThatHasGoneDoesNotKillTheHost)
-{
-    ASSERT_NE(SIG_IGN, signal(SIGPIPE, SIG_DFL));
-    callbacks::Latch inCallback; // nobody reads: only the writing side can notice
-    middleware.sendKey(2);
-    ASSERT_TRUE(inCallback.waitUntilEntered());
-    middleware.link().close();
-    ZeloRequestPreviousController();
-    ASSERT_TRUE(standin::waitForLog("Out connection error"));
-    inCallback.release();
-    middleware.acceptClientAgain();
-    expectLinkAlive();
-}
-
 TEST_F(Fork, ChildThatLivesOnDoesNotKeepTheLinkOpen)
 {
     pid_t const child = forkChild();

@@ -2,7 +2,6 @@
 // own.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <stdio.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -79,21 +78,6 @@ pid_t forkServer(int listener, std::vector<char> const& keyBytes)
 }
 
 } // namespace
-
-TEST_F(HostileMiddleware, ThatIsDeafToAHundredThousandRequestsBlocksNobody)
-{
-    long const before = residentKiB();
-    Milliseconds const time = timely::timeOf([] {
-        for (int i = 0; i < 100000; ++i) {
-            ZeloRequestPreviousController();
-        }
-    });
-    long const queued = residentKiB();
-    printf("100000 requests: %lld ms, %ld KiB queued\n", static_cast<long long>(time.count()), queued - before);
-    EXPECT_LT(queued - before, memoryLimit(64 * 1024));
-    expectAlive();
-    EXPECT_TRUE(eventually([before] { return residentKiB() - before < memoryLimit(4 * 1024); })) << residentKiB();
-}
 
 TEST_F(HostileMiddleware, MayBeKilledAgainAndAgain)
 {

@@ -82,16 +82,6 @@ TEST(Start, IsNotEndedByOtherMessages)
     ZeloStopApp();
 }
 
-TEST(Start, EndsWithAnEmptyConfigurationToo)
-{
-    Middleware middleware;
-    std::thread start([] { ZeloStartApp({}); });
-    middleware.acceptClient();
-    middleware.link().send({IPC_PAYLOAD_RAW, IPC_BROWSER_CONFIG, {}});
-    start.join();
-    ZeloStopApp();
-}
-
 TEST(Start, SaysSoWhenItIsDone)
 {
     Middleware middleware;
@@ -195,19 +185,6 @@ TEST(Start, ASecondOneWaitsForAConfigurationOfItsOwn)
     middleware.configure();
     second.join();
     EXPECT_EQ(2U, standin::logLines("Started.....").size());
-    ZeloStopApp();
-}
-
-TEST(Start, CopiesTheCallbacks)
-{
-    Middleware middleware;
-    middleware.serveStart([] {
-        ZeloCallbacks temporary = callbacks::all();
-        ZeloStartApp(temporary);
-        temporary = {};
-    });
-    middleware.sendKey(2);
-    EXPECT_TRUE(callbacks::waitForCalls(1));
     ZeloStopApp();
 }
 

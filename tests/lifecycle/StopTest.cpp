@@ -72,14 +72,6 @@ TEST_F(StopInTime, BeforeTheConfiguration)
     expectStopInTime();
 }
 
-TEST_F(StopInTime, BetweenFrames)
-{
-    start();
-    expectStopInTime();
-    EXPECT_EQ(1U, standin::logLines("Closing connection").size());
-    EXPECT_TRUE(middleware.link().waitForClose());
-}
-
 TEST_F(StopInTime, WhileTheMiddlewareNeverStopsSending)
 {
     start();

@@ -12,6 +12,7 @@ namespace {
 
 int64_t const stopBoundUs = 500000;
 int64_t const slackUs = 10000; ///< the steps themselves
+int64_t const promptUs = 60000;
 char const* const callNames[] = {"ZeloStartApp()", "ZeloStopApp()", "the unload"};
 
 } // namespace
@@ -36,6 +37,8 @@ Conduct::Call::Call(Conduct& runConduct, LifeCycle callKind)
         conduct.started |= 1U << set;
         conduct.dead &= ~(1U << set);
     }
+    Conversation const* const only = overlaps == 0 ? conduct.onlySettled() : nullptr;
+    isIdle = kind == LifeCycle::Stop && only != nullptr && !only->hasOutstanding();
     conduct.ending = conduct.ending || kind == LifeCycle::Unload;
     next = conduct.calls;
     conduct.calls = this;
@@ -73,6 +76,9 @@ void Conduct::checkStopBound(Call const& call) const
     int64_t const elapsed = world().scheduler.now() - call.begin;
     int64_t const excused =
         world().scheduler.stalled() - call.stalledBefore + callbackTime() - call.busyBefore + slackUs;
+    if (promises::promptStop && call.isIdle && call.overlaps == 0 && elapsed - excused > promptUs) {
+        fail("prompt stop", "a stop of a connection at rest took " + std::to_string(elapsed) + " us");
+    }
     int64_t const bound = stopBoundUs * (1 + call.overlaps);
     if (elapsed - excused > bound) {
         fail("stop bound", "a stop took " + std::to_string(elapsed) + " us");
@@ -111,7 +117,8 @@ Conversation* Conduct::onlySettled()
         if (candidate.isClosed) {
             continue;
         }
-        if (only != nullptr || !candidate.isGood || candidate.libraryEnded || !candidate.isSettled()) {
+        if (only != nullptr || !candidate.isGood || !candidate.isServed || candidate.libraryEnded ||
+            !candidate.isSettled()) {
             return nullptr;
         }
         only = &candidate;
@@ -145,7 +152,7 @@ void Conduct::endRequest(uint32_t request)
     bool const alreadyThere =
         std::any_of(lastOfThread.begin(), lastOfThread.end(), [&](auto const& last) { return last.second == request; });
     if (callsBefore[request] == callCount && target.isGood && !target.libraryEnded && !alreadyThere) {
-        target.expect(request);
+        target.expect(request, world().scheduler.now(), world().scheduler.stalled());
     }
     expectedOn.erase(expected);
 }
@@ -201,9 +208,9 @@ void Conduct::libraryEnds(Endpoint const& end)
         fail("connection", "the library ends a connection without a reason");
     }
     bool const wasStalled = world().scheduler.stalled() - calls->stalledBefore > 50000;
-    if (promises::requestsBeforeStop && !wasStalled && !ended.outstanding().empty()) {
+    if (promises::requestsBeforeStop && !wasStalled && ended.hasOutstanding()) {
         fail("request lost",
-             "request " + std::to_string(*ended.outstanding().begin()) + " was made before the stop and never written");
+             "request " + std::to_string(ended.oldestOutstanding()) + " was made before the stop and never written");
     }
 }
 

@@ -50,6 +50,7 @@ public:
         int overlaps = 0;
         bool isBesideUnload = false;
         bool hasFailed = false;
+        bool isIdle = false; ///< a stop with one connection at rest
         uint32_t ending = 0; ///< sets that have no manager after it
         Call* next = nullptr;
     };
@@ -75,6 +76,7 @@ public:
     void memoryFailed() { excuse(); }
     void callFailed() { excuse(); }
     void peerEnds(Endpoint const& end, bool isGood);
+    void peerServes(Endpoint const& end) { conversation(end).isServed = true; }
     void peerPauses(Endpoint const& end) { conversation(end).isGood = false; }
     void configurationSent(Endpoint const& end) { conversation(end).configurationSent(); }
     /// From here on nobody knows what the library takes for a configuration.

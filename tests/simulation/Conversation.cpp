@@ -2,12 +2,15 @@
 
 #include <stdexcept>
 
-#include "tests/simulation/Findings.h"
+#include "tests/simulation/Promises.h"
 #include "tests/simulation/Trace.h"
+#include "tests/simulation/World.h"
 
 namespace simulation {
 
 namespace {
+
+int64_t const promptUs = 60000;
 
 enum : uint16_t {
     AllowedList = 1,
@@ -101,7 +104,23 @@ void Conversation::window(Frame const& frame, std::map<uint16_t, uint32_t>& last
     uint32_t& last = lastOfThread[thread];
     require(request > last, "a request twice or out of order");
     last = request;
-    due.erase(request);
+    arrived(request);
+}
+
+/// A sender that has missed its signal writes only after its timed wait.
+void Conversation::arrived(uint32_t request)
+{
+    auto const expected = due.find(request);
+    if (expected == due.end()) {
+        return;
+    }
+    Scheduler const& scheduler = world().scheduler;
+    int64_t const took = scheduler.now() - expected->second.at - (scheduler.stalled() - expected->second.stalled);
+    if (promises::requestsAtOnce && isGood && took > promptUs) {
+        fail("late request",
+             "request " + std::to_string(request) + " was written after " + std::to_string(took) + " us");
+    }
+    due.erase(expected);
 }
 
 } // namespace simulation

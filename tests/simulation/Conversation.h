@@ -6,7 +6,6 @@
 #include <stdint.h>
 
 #include <map>
-#include <set>
 #include <string>
 
 #include "tests/simulation/Wire.h"
@@ -32,13 +31,14 @@ public:
     /// @return true once the library has asked for its configuration: requests reach the middleware from here on
     bool isSettled() const { return configurationRequests == 1 && states == 1; }
 
-    /// A request that the middleware must get before the end.
-    void expect(uint32_t request) { due.insert(request); }
-    void forgive() { due.clear(); }
-    std::set<uint32_t> const& outstanding() const { return due; }
+    /// A request that the middleware must get soon, and before the end.
+    void expect(uint32_t request, int64_t now, int64_t stalled) { due[request] = {now, stalled}; }
+    bool hasOutstanding() const { return !due.empty(); }
+    uint32_t oldestOutstanding() const { return due.begin()->first; }
 
     // What the peer and the world have done to it
-    bool isGood = true; ///< nothing that would excuse a loss
+    bool isGood = true;    ///< nothing that would excuse a loss
+    bool isServed = false; ///< the middleware reads it
     bool peerEnded = false;
     bool libraryEnded = false;
     bool isClosed = false; ///< by the library
@@ -52,6 +52,7 @@ private:
     void frame(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread);
     void allowedList(Frame const& frame);
     void window(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread);
+    void arrived(uint32_t request);
     void require(bool holds, char const* what) const;
 
     int number = 0;
@@ -65,7 +66,11 @@ private:
     unsigned resets = 0;
     unsigned windows = 0;
     unsigned modes = 0;
-    std::set<uint32_t> due;
+    struct Made {
+        int64_t at;
+        int64_t stalled; ///< stalls of the run until then
+    };
+    std::map<uint32_t, Made> due;
 };
 
 } // namespace simulation

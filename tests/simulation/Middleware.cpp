@@ -36,6 +36,7 @@ public:
 
     void serve()
     {
+        world().conduct.peerServes(*end);
         for (unsigned i = 0; i < temper.flood; ++i) {
             sendConfiguration();
         }

@@ -8,6 +8,8 @@ namespace promises {
 
 bool const requestsBeforeStop = true; ///< what was requested before a stop is written if the middleware reads
 
+bool const requestsAtOnce = true;    ///< no request waits for the end of a timed wait
+bool const promptStop = true;        ///< a stop of a connection at rest takes a few milliseconds
 bool const gettersDuringExit = true; ///< a getter beside an `exit` reads nothing that is destroyed
 
 bool const startDuringExit = false; ///< no manager stays behind that a start has made while the process ended

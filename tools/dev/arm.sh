@@ -67,12 +67,12 @@ run() {
   echo "Not run under emulation:"
   grep '^[^#]' "$ZELO_ROOT/tests/emulation.txt" || echo "none"
   # Of the variants the contract is tested; the rest does not depend on what varies.
-  variant armel "contract_test slots_test backtrace_contract_test" armel
-  run_tests armel -R 'Contract|Slots'
-  variant armhf-oldstrings "contract_test slots_test" armhf -DZELO_CXX11_ABI=OFF
-  run_tests armhf-oldstrings -R 'Contract|Slots' -E BackTrace
-  variant armhf-altstb alt_box_test armhf -DZELO_STB_INCLUDE_DIR="$ZELO_ROOT/tests/altstb"
-  run_tests armhf-altstb -R AltBox
+  variant armel "contract_test layout_test backtrace_contract_test" armel
+  run_tests armel -R 'Contract|Slots|Layout'
+  variant armhf-oldstrings "contract_test layout_test" armhf -DZELO_CXX11_ABI=OFF
+  run_tests armhf-oldstrings -R 'Contract|Slots|Layout' -E BackTrace
+  variant armhf-altstb other_headers_test armhf -DZELO_STB_INCLUDE_DIR="$ZELO_ROOT/tests/altstb"
+  run_tests armhf-altstb -R OtherHeaders
   both_worlds
   static_proxy
 }

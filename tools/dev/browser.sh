@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# about: tests zelobox's page in a browser; --screenshots takes the pictures of the documentation instead
+# about: tests zelobox's page in a browser; --screenshots takes the documentation's pictures, --load measures it
 
 packages() {
   needs_build
@@ -31,20 +31,27 @@ run_browser_tests() {
 
 take_screenshots() {
   needs pngquant "makes the pictures small"
+  needs ffmpeg "makes the animated one"
   install_missing "./dev browser --screenshots"
   node "$ZELO_ROOT/tests/zelobox/browser/screenshots.js"
   pngquant --force --ext .png --skip-if-larger --speed 1 "$ZELO_ROOT"/docs/images/page-*.png
+  # A picture every 1.4 s, with one palette for all.
+  ffmpeg -y -loglevel error -framerate 5/7 -i "$ZELO_BUILD/browser/click/%d.png" \
+    -vf 'scale=880:-1:flags=lanczos,split[a][b];[a]palettegen=max_colors=64[p];[b][p]paletteuse=dither=none' \
+    "$ZELO_ROOT/docs/images/click.gif"
 }
 
 run() {
-  if [[ $# != 0 && $* != --screenshots ]]; then
-    echo "Usage: ./dev browser [--screenshots]" >&2
+  if [[ $# != 0 && ! $* =~ ^--(screenshots|load)$ ]]; then
+    echo "Usage: ./dev browser [--screenshots | --load]" >&2
     exit 2
   fi
   build default zelobox
   install_driver
   if [ $# = 0 ]; then
     run_browser_tests
+  elif [ "$1" = --load ]; then
+    node "$ZELO_ROOT/tests/zelobox/browser/load.js"
   else
     take_screenshots
   fi

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# about: checks the model of the threads exhaustively; "short" has one connection instead of two, and no queue that is full
+# about: checks the model of the threads exhaustively; "short" has one connection instead of two and no full queue
 
 packages() {
   needs spin "the model checker"

@@ -3,12 +3,15 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "zelobox/base/ChildProcess.h"
 #include "zelobox/base/LineReader.h"
 #include "zelobox/base/StopSignals.h"
 #include "zelobox/capture/TraceObserver.h"
 #include "zelobox/commands/Commands.h"
+#include "zelobox/commands/HostOptions.h"
 #include "zelobox/middleware/Timeline.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
+#include "zelobox/scenario/HostProcess.h"
 #include "zelobox/scenario/Player.h"
 #include "zelobox/scenario/RemoteHost.h"
 #include "zelobox/web/WebPage.h"
@@ -28,6 +31,9 @@ struct Options {
     bool unsubscribed = false;
     unsigned patience = 60;
     std::optional<uint16_t> port; // of the page
+    bool host = false;
+    HostOptions sampleHost;
+    bool open = false;
 };
 
 std::string faultModeList()
@@ -45,6 +51,16 @@ std::string faultModeList()
 std::string checkFaultMode(std::string const& name)
 {
     return findFaultMode(name) != nullptr ? "" : "\"" + name + "\" is none of: " + faultModeNames();
+}
+
+/// @return false if there is no program for it
+bool openInBrowser(std::string const& address)
+{
+    // A shell in between, so that the browser is no child of this program and outlives it.
+    ChildProcess shell(
+        {"/bin/sh", "-c", "command -v xdg-open >/dev/null && { xdg-open \"$1\" >/dev/null 2>&1 & }", "sh", address});
+    shell.wait();
+    return shell.exitStatus() == 0;
 }
 
 /// A middleware in the foreground, until Ctrl-C or the end of its scenario.
@@ -78,7 +94,13 @@ public:
             page = std::make_unique<WebPage>(loop, middleware, *options.port, options.socket);
             timeline.line("middleware", "has its page at " + page->address());
         }
+        if (options.open && !openInBrowser(page->address())) {
+            timeline.line("middleware", "finds no browser: xdg-open is missing; open the address yourself");
+        }
         try {
+            if (options.host) {
+                startHost();
+            }
             if (options.scenario.empty()) {
                 serve();
             }
@@ -120,6 +142,14 @@ private:
         loop.run(EventLoop::Clock::time_point::max(), [] { return false; });
     }
 
+    /// As a user would in a second terminal.
+    void startHost()
+    {
+        sampleHost = std::make_unique<HostProcess>(loop, timeline, options.sampleHost.arguments());
+        sampleHost->onCallback([this](Json const& report) { page->onCallback(sampleHost->id(), report); });
+        sampleHost->call("start");
+    }
+
     void carryOut(std::string const& line, unsigned number)
     {
         std::string const where = "input line " + std::to_string(number);
@@ -154,6 +184,7 @@ private:
     Player player;
     std::unique_ptr<TraceObserver> trace;
     std::unique_ptr<WebPage> page;
+    std::unique_ptr<HostProcess> sampleHost;
 };
 
 void addOptions(CLI::App& command, Options& options)
@@ -218,8 +249,19 @@ void addServeCommand(CLI::App& app, int& exitCode)
                      "of the page, otherwise " + std::to_string(WebPage::defaultPort) +
                          "; 0 for a free one, which is printed")
         ->type_name("PORT");
+    CLI::Option* const host =
+        command->add_flag("--host", options->host, "start a sample host too, whose callbacks the page shows");
+    command->get_option("--socket")->excludes(host); // the library knows one path only
+    command->add_option("--lib", options->sampleHost.library, "the host's libzelocobalt.so")
+        ->type_name("PATH")
+        ->needs(host);
+    command->add_option("--stb", options->sampleHost.support, "the host's libzelostb.so")
+        ->type_name("PATH")
+        ->needs(host);
+    command->add_flag("--open", options->open, "open the page in the browser");
     command->footer("The page and its interface for scripts answer this machine only. Until Ctrl-C.\n"
                     "Examples:\n"
+                    "  zelobox serve --host --open\n"
                     "  zelobox serve\n"
                     "  zelobox serve --port 0 --config middleware.json\n"
                     "  curl -d '{\"key\":\"Return\"}' http://localhost:8420/api/key");

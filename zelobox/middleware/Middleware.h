@@ -72,6 +72,7 @@ public:
 
     MiddlewareState const& state() const { return current; }
     std::vector<ClientId> clients() const { return server.clients(); }
+    ClientProcess process(ClientId client) const { return server.process(client); }
     /// @return how many of them have not taken all that was sent to them
     size_t waitingClients() const;
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 
 namespace zelobox {
 
@@ -64,6 +65,22 @@ std::vector<ClientId> Server::clients() const
         ids.push_back(connection.first);
     }
     return ids;
+}
+
+ClientProcess Server::process(ClientId id) const
+{
+    auto const found = connections.find(id);
+    ucred credentials = {};
+    socklen_t size = sizeof credentials;
+    if (found == connections.end() ||
+        getsockopt(found->second.socket.get(), SOL_SOCKET, SO_PEERCRED, &credentials, &size) != 0) {
+        return {};
+    }
+    ClientProcess process;
+    process.id = credentials.pid;
+    std::ifstream file("/proc/" + std::to_string(process.id) + "/comm"); // empty for one that has gone
+    std::getline(file, process.name);
+    return process;
 }
 
 void Server::setFaults(Faults const& next)

@@ -3,6 +3,8 @@
 #ifndef ZELO_ZELOBOX_SERVER_H
 #define ZELO_ZELOBOX_SERVER_H
 
+#include <sys/types.h>
+
 #include <climits>
 #include <cstdint>
 #include <map>
@@ -19,6 +21,12 @@ namespace zelobox {
 
 /// Counts from 1, in the order of the connects.
 using ClientId = unsigned;
+
+/// The process that made a connection, when it did.
+struct ClientProcess {
+    pid_t id = 0; ///< 0 if it is not known, as one of another container
+    std::string name;
+};
 
 /// Accepts clients, cuts what they send into frames, and writes what is to be sent as fast as they read it.
 ///
@@ -68,6 +76,7 @@ public:
     bool hasTakenAll(ClientId id) const;
     void disconnect(ClientId id);
     std::vector<ClientId> clients() const;
+    ClientProcess process(ClientId id) const;
 
     void setFaults(Faults const& next);
 

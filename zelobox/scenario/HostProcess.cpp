@@ -64,7 +64,11 @@ void HostProcess::onOutput(std::string const& text)
 {
     Json const report = Json::parse(text, nullptr, false);
     if (report.is_object() && report.contains("callback")) {
-        callbacks.push_back(report);
+        if (callbackHandler) {
+            callbackHandler(report);
+        } else {
+            callbacks.push_back(report);
+        }
         shown.line("host", textOfReport(report, "callback", "callback"));
     } else if (report.is_object() && report.contains("result")) {
         results.push_back(report);

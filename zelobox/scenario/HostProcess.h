@@ -3,7 +3,9 @@
 #ifndef ZELO_ZELOBOX_HOSTPROCESS_H
 #define ZELO_ZELOBOX_HOSTPROCESS_H
 
+#include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "zelobox/base/ChildProcess.h"
@@ -24,6 +26,10 @@ public:
     HostProcess(HostProcess const&) = delete;
     HostProcess& operator=(HostProcess const&) = delete;
 
+    /// Has callbacks handed to @p handler as they come, instead of being kept.
+    void onCallback(std::function<void(Json const&)> handler) { callbackHandler = std::move(handler); }
+    pid_t id() const { return child.id(); }
+
     void call(std::string const& command) override;
     bool expects(Json const&) override { return true; }
     bool finish() override
@@ -43,6 +49,7 @@ private:
     EventLoop& loop;
     Timeline& shown;
     ChildProcess child;
+    std::function<void(Json const&)> callbackHandler;
     LineReader outputReader;
     LineReader errorReader;
     bool ended = false;

@@ -1,5 +1,7 @@
 #include "zelobox/web/History.h"
 
+#include <utility>
+
 namespace zelobox {
 
 namespace {
@@ -11,9 +13,9 @@ size_t sizeOf(TraceRecord const& record)
 
 } // namespace
 
-History::Entry const& History::add(TraceRecord const& record)
+History::Entry const& History::add(TraceRecord const& record, Json callback)
 {
-    kept.push_back({++serial, record});
+    kept.push_back({++serial, record, std::move(callback)});
     bytes += sizeOf(record);
     while (kept.size() > mostRecords || (bytes > mostBytes && kept.size() > 1)) {
         bytes -= sizeOf(kept.front().record);

@@ -18,9 +18,10 @@ public:
     struct Entry {
         uint64_t serial = 0; ///< from 1
         TraceRecord record;
+        Json callback = Json(); ///< of a host, in place of the record; null for what crossed the socket
     };
 
-    Entry const& add(TraceRecord const& record);
+    Entry const& add(TraceRecord const& record, Json callback = Json());
 
     std::deque<Entry> const& entries() const { return kept; }
     /// @return the serial of the latest record; 0 before the first

@@ -15,6 +15,8 @@ WebPage::WebPage(EventLoop&, Middleware&, uint16_t, std::string const&)
 
 WebPage::~WebPage() = default;
 
+void WebPage::onCallback(pid_t, Json const&) {}
+
 std::string WebPage::address() const
 {
     return "";

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "cobalt/ZeloCobalt.h"
+#include "zelobox/protocol/FrameJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
 #include "zelobox/protocol/PayloadValues.h"
@@ -74,8 +75,14 @@ Json shownOf(TraceRecord const& record)
 std::string shownLine(History::Entry const& entry)
 {
     Json shown = {{"serial", entry.serial}};
-    shown.update(shownOf(entry.record));
+    shown.update(entry.callback.is_null() ? shownOf(entry.record) : entry.callback);
     return lineOf(shown);
+}
+
+/// @return null if it is not known
+Json jsonOf(ClientProcess const& process)
+{
+    return process.id == 0 ? Json() : Json{{"id", process.id}, {"name", process.name}};
 }
 
 Json shownState(MiddlewareState state)
@@ -158,6 +165,39 @@ void PageApi::onTraffic(TraceRecord const& record)
 {
     noteClient(record);
     History::Entry const& entry = history.add(record);
+    auto const client = clients.find(record.connection);
+    if (client != clients.end()) {
+        client->second.causes.note(entry.serial, record);
+    }
+    tell(entry);
+}
+
+void PageApi::onCallback(pid_t host, Json const& report)
+{
+    TraceRecord record;
+    record.time = traceTime();
+    Json fields = report;
+    std::string const name = fields.value("callback", "");
+    fields.erase("callback");
+    Json callback = {{"event", "callback"}, {"callback", name}, {"fields", fields}};
+    auto const isHost = [host](auto const& client) { return client.second.process.id == host; };
+    auto const client = std::find_if(clients.begin(), clients.end(), isHost);
+    if (client != clients.end()) {
+        record.connection = client->first;
+        callback["process"] = jsonOf(client->second.process);
+        if (auto const cause = client->second.causes.take(name)) {
+            callback["cause"] = fieldsOf(cause->frame);
+            callback["cause"].update({{"serial", cause->serial}, {"name", messageName(cause->frame.type)}});
+            callback["afterMs"] = static_cast<double>(record.time - cause->time) / 1e3;
+        }
+    }
+    callback["time"] = static_cast<double>(record.time) / 1e6;
+    callback["connection"] = record.connection;
+    tell(history.add(record, callback));
+}
+
+void PageApi::tell(History::Entry const& entry)
+{
     if (!streams.empty()) {
         untold += "data: " + shownLine(entry) + "\n";
     }
@@ -168,7 +208,10 @@ Json PageApi::state() const
 {
     Json list = Json::array();
     for (auto const& [id, client] : clients) {
-        list.push_back({{"id", id}, {"since", static_cast<double>(client.since) / 1e6}, {"allowed", client.allowed}});
+        list.push_back({{"id", id},
+                        {"since", static_cast<double>(client.since) / 1e6},
+                        {"process", jsonOf(client.process)},
+                        {"allowed", client.allowed}});
     }
     Json lasting = Json::array();
     for (FaultMode const what : middleware.faultModes()) {
@@ -187,6 +230,7 @@ void PageApi::noteClient(TraceRecord const& record)
 {
     if (record.event == Event::Connected) {
         clients[record.connection].since = record.time;
+        clients[record.connection].process = middleware.process(record.connection);
     } else if (record.event == Event::Disconnected) {
         clients.erase(record.connection);
     } else if (record.event == Event::Frame && record.direction == Direction::ToMiddleware &&

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "zelobox/middleware/Middleware.h"
+#include "zelobox/web/CallbackCauses.h"
 #include "zelobox/web/EventStream.h"
 #include "zelobox/web/History.h"
 #include "zelobox/web/LoopExecutor.h"
@@ -55,6 +56,9 @@ public:
     void closeStreams();
 
     void onTraffic(TraceRecord const& record) override;
+    /// @param host  the process whose library has called back
+    /// @param report  {"callback":"key","key":13,...}
+    void onCallback(pid_t host, Json const& report);
 
 private:
     struct Route {
@@ -81,6 +85,7 @@ private:
     History::Entry const& entryOf(uint64_t serial) const;
     void noteClient(TraceRecord const& record);
     void tell(std::string const& text);
+    void tell(History::Entry const& entry);
     void tellRecords();
     std::string recordsEvent(std::string const& lines, uint64_t lastSerial) const;
     uint64_t knownSerial(std::string const& lastEventId) const;
@@ -89,6 +94,8 @@ private:
     struct Client {
         int64_t since = 0;
         Json allowed = Json::array();
+        ClientProcess process;
+        CallbackCauses causes;
     };
 
     Middleware& middleware;

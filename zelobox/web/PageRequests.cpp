@@ -126,8 +126,10 @@ PageAnswer PageApi::getTrace(PageRequest const& request)
     std::ostringstream file;
     TraceWriter writer(file, format == "jsonl" ? TraceFormat::JsonLines : TraceFormat::Pcapng);
     for (History::Entry const& entry : history.entries()) {
-        writer.write(entry.record);
-        entry.record.forgetFields();
+        if (entry.callback.is_null()) {
+            writer.write(entry.record);
+            entry.record.forgetFields();
+        }
     }
     answer.body = file.str();
     return answer;
@@ -142,7 +144,7 @@ PageAnswer PageApi::getRecord(PageRequest const& request)
     }
     History::Entry const& entry = entryOf(std::stoull(serial));
     Json json = {{"serial", entry.serial}};
-    json.update(jsonOf(entry.record));
+    json.update(entry.callback.is_null() ? jsonOf(entry.record) : entry.callback);
     entry.record.forgetFields();
     return jsonAnswer(json);
 }
@@ -165,8 +167,10 @@ PageAnswer PageApi::postResend(PageRequest const& request)
     JsonFields fields(body, request.path);
     uint64_t const serial = fields.number("serial", UINT64_MAX);
     fields.end();
-    TraceRecord const record = entryOf(serial).record; // sending adds to the history
-    if (record.event != TraceRecord::Event::Frame || record.direction != Direction::ToHost) {
+    History::Entry const entry = entryOf(serial); // sending adds to the history
+    TraceRecord const& record = entry.record;
+    if (!entry.callback.is_null() || record.event != TraceRecord::Event::Frame ||
+        record.direction != Direction::ToHost) {
         fields.fail("serial", "record " + std::to_string(serial) + " is no frame to a host");
     }
     return sent(record.frame, middleware.send(record.frame));

@@ -106,6 +106,7 @@ public:
     Impl(Impl const&) = delete;
     Impl& operator=(Impl const&) = delete;
 
+    void onCallback(pid_t host, Json const& report) { api.onCallback(host, report); }
     std::string address() const { return std::string("http://") + loopback + ":" + std::to_string(port) + "/"; }
 
 private:
@@ -214,6 +215,11 @@ WebPage::WebPage(EventLoop& loop, Middleware& middleware, uint16_t port, std::st
 }
 
 WebPage::~WebPage() = default;
+
+void WebPage::onCallback(pid_t host, Json const& report)
+{
+    impl->onCallback(host, report);
+}
 
 std::string WebPage::address() const
 {

@@ -13,6 +13,8 @@
 #ifndef ZELO_ZELOBOX_WEBPAGE_H
 #define ZELO_ZELOBOX_WEBPAGE_H
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -35,6 +37,9 @@ public:
     ~WebPage();
     WebPage(WebPage const&) = delete;
     WebPage& operator=(WebPage const&) = delete;
+
+    /// Shows that the library of @p host has called back; see PageApi.
+    void onCallback(pid_t host, Json const& report);
 
     /// @return "http://127.0.0.1:8420/"
     std::string address() const;

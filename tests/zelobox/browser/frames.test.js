@@ -190,6 +190,24 @@ scene('a text of 1 MiB is cut, can be seen whole, and stalls nothing', async ({ 
   assert.ok(Date.now() - started < 3000);
 });
 
+scene('the timeline draws the records in lanes, is zoomed, and leads to a row', async ({ page }) => {
+  await page.locator('[data-key="Return"]').click();
+  await row(page, 'IPC_REMOTE_KEY').waitFor();
+  await page.getByRole('button', { name: 'Timeline' }).click();
+  const canvas = page.locator('#timeline-canvas');
+  const count = async () => Number((await canvas.getAttribute('aria-label')).match(/^\d+/)[0]);
+  const shown = await until(page, () => Number(document.getElementById('timeline-canvas').ariaLabel.match(/^\d+/)));
+  assert.ok(shown >= 8, String(shown));
+  await page.getByRole('button', { name: 'Later' }).click();
+  assert.ok(await count() < shown);
+  await page.getByRole('button', { name: 'Show all' }).click();
+  await page.getByRole('button', { name: 'Zoom in' }).click();
+  await page.getByRole('button', { name: 'Zoom out' }).click();
+  const { width } = await canvas.boundingBox();
+  await canvas.click({ position: { x: width - 13, y: 22 + 13 } }); // the last in the first lane
+  await page.locator('.values', { hasText: 'command44' }).waitFor();
+});
+
 scene('the frames can be saved in both formats', async ({ page }) => {
   await page.locator('[data-key="Home"]').click();
   await row(page, 'IPC_REMOTE_KEY').waitFor();

@@ -125,6 +125,37 @@ scene('clients are shown with what they want, and can be dropped', async ({ page
   await page.getByText('Connection 2', { exact: true }).waitFor(); // the library comes back
 });
 
+scene('an active fault is a badge with a way out', async ({ page }) => {
+  const badge = page.locator('#faults-badge');
+  assert.ok(await badge.isHidden());
+  assert.match(await page.locator('#bad li', { hasText: 'garbage' }).first().textContent(), /sends bytes that are no frame/);
+  await page.getByRole('button', { name: 'slow', exact: true }).click();
+  await badge.getByText('Fault: slow').waitFor();
+  await page.locator('#bad').getByRole('button', { name: 'slow', exact: true, pressed: true }).waitFor();
+  await page.getByRole('button', { name: 'End it' }).click();
+  await badge.waitFor({ state: 'hidden' });
+});
+
+scene('what a stalled middleware keeps back is not called sent', async ({ host, page }) => {
+  await page.getByRole('button', { name: 'stall', exact: true }).click();
+  await page.locator('#faults-badge', { hasText: 'Fault: stall' }).waitFor();
+  await page.locator('[data-key="Return"]').click();
+  await page.locator('#pressed', { hasText: /^Return: not yet sent to 1 client$/ }).waitFor();
+  assert.ok(!host.lines.some((line) => line.includes('"callback":"key"')));
+  await page.getByRole('button', { name: 'End it' }).click();
+  await host.callback('key');
+});
+
+scene('no two buttons have one name, and no text needs a rare glyph', async ({ page }) => {
+  await page.evaluate(() => document.querySelectorAll('details').forEach((one) => { one.open = true; }));
+  await page.locator('#digits button').last().waitFor();
+  const names = await page.locator('button:visible').evaluateAll((buttons) => buttons.filter((one) => !one.matches('.open'))
+    .map((one) => one.ariaLabel ?? one.textContent.trim()));
+  assert.deepEqual(names.filter((name, i) => names.indexOf(name) !== i), []);
+  const text = await page.locator('body').innerText();
+  assert.deepEqual(text.match(/[\u2190-\u2bff\u{1f000}-\u{1ffff}]/gu), null);
+});
+
 scene('any message can be sent', async ({ host, page }) => {
   await page.getByText('Send any message').click();
   await page.locator('#send-name').selectOption('IPC_VOLUME');
@@ -155,6 +186,9 @@ test('without a host the page says how to start one', async (t) => {
   t.after(() => page.context().close());
   await waitForLink(page, 'Waiting for a host');
   await page.locator('#clients', { hasText: 'zelobox host' }).waitFor();
+  for (const id of ['window', 'mode', 'control']) { // nothing is known of them
+    assert.equal(await page.locator(`#fact-${id}`).textContent(), 'no host');
+  }
   await page.locator('[data-key="Return"]').click();
   await page.getByText('Return: nobody has subscribed to it').waitFor();
   assert.equal(await box.stop(), 0); // with the page open

@@ -9,9 +9,13 @@ import { fileURLToPath } from 'node:url';
 const root = join(dirname(fileURLToPath(import.meta.url)), '..', '..', '..');
 const build = process.env.ZELO_BUILD ?? join(root, 'build');
 const program = join(build, 'default', 'zelobox');
-const { chromium } = createRequire(join(build, 'browser/'))('playwright-core');
+const fromBuild = createRequire(join(build, 'browser/'));
+const { chromium } = fromBuild('playwright-core');
 
 export const deadlineMs = Number(process.env.ZELO_DEADLINE_MS ?? 20000);
+
+/// The path of a file of an installed package.
+export const packageFile = (name) => fromBuild.resolve(name);
 
 /// A zelobox process whose lines can be waited for.
 class Program {
@@ -55,8 +59,8 @@ class Program {
 
 /// `zelobox serve`
 export class Box extends Program {
-  static async start(port = 0) {
-    const box = new Box('serve', '--port', String(port));
+  static async start(port = 0, ...options) {
+    const box = new Box('serve', '--port', String(port), ...options);
     const line = await box.line((text) => text.includes('its page at '));
     box.url = line.match(/http:\S+/)[0];
     box.port = Number(new URL(box.url).port);

@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include "src/ipc/IPCBrowserConfig.h"
 #include "tests/zelobox/web/WebServer.h"
@@ -131,6 +132,8 @@ TEST_F(Web, ShowsClientsWithWhatTheyHaveSubscribedTo)
     zelobox::Connection host = program::subscribe(socket(), {IPC_REMOTE_KEY, IPC_VOLUME});
     zelobox::Json const one = state()["clients"].at(0);
     EXPECT_EQ(1, one["id"]);
+    EXPECT_EQ(getpid(), one["process"]["id"]);
+    EXPECT_NE("", one["process"]["name"]);
     EXPECT_EQ(R"(["IPC_REMOTE_KEY","IPC_VOLUME"])", one["allowed"].dump());
     EXPECT_EQ(200, post("/api/fault", R"({"what":"drop"})").status);
     EXPECT_TRUE(host.waitForClose());

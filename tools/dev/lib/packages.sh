@@ -31,6 +31,7 @@ needs_tests() {
   needs_build
   needs abigail-tools "compares the binary interface with the recorded one"
   needs clang "the second compiler of the public header"
+  needs python3-pytest "runs the Python package's plugin"
   needs tshark "shows what Wireshark makes of zelobox's captures"
 }
 

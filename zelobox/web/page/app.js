@@ -1,9 +1,9 @@
 // Puts the page together.
 import { byId } from './dom.js';
 import { startDock } from './dock.js';
-import { get, listen } from './middleware.js';
+import { listen, load } from './middleware.js';
 import { addRecords, startFrames } from './frames.js';
-import { startRemote } from './remote.js';
+import { showCallback, startRemote } from './remote.js';
 import { editMessage, showClients, showConfig, showFaultModes, startSettings } from './settings.js';
 import { showTelevision, startTelevision } from './television.js';
 
@@ -51,11 +51,14 @@ async function start() {
   startDock();
   startFrames({ onEdit: editMessage });
   startTelevision((problem) => showLink('lost', problem));
-  faultModes = await get('/api/faults');
+  faultModes = await load('/api/faults');
   await Promise.all([startRemote(), startSettings()]);
   listen({
     onState: showState,
-    onRecords: (records) => addRecords(withGap(records)),
+    onRecords: (records) => {
+      addRecords(withGap(records));
+      records.filter(({ event }) => event === 'callback').slice(-1).forEach(showCallback);
+    },
     onInstance,
     onLost: () => showLink('lost', 'zelobox is gone; trying again…'),
   });

@@ -170,7 +170,7 @@ function callbackDetail(record) {
   if (cause) {
     Object.assign(values, { 'caused by': `${cause.name}, record ${cause.serial}`, after: `${afterMs.toFixed(3)} ms` });
   }
-  return fieldList({ ...values, host: process ?? '' }, []);
+  return fieldList({ ...values, ...(process ? { host: `${process.name} (${process.id})` } : {}) }, []);
 }
 
 /// @return what stands below the line of an open row

@@ -5,6 +5,7 @@
 import { byId, element, icon } from './dom.js';
 import { detailOf } from './detail.js';
 import { Records, filterFor, timeText } from './records.js';
+import { startTimeline, timelineChanged } from './timeline.js';
 import { VirtualList } from './virtual-list.js';
 
 const wayNames = { toHost: 'to the host', toMiddleware: 'to the middleware', callback: 'callback' };
@@ -109,6 +110,7 @@ function draw() {
   followOrStay();
   list.render();
   showCount();
+  timelineChanged();
 }
 
 function drawSoon() {
@@ -158,6 +160,21 @@ function goToEnd() {
   news = 0;
   showNews();
   scroller.focus({ preventScroll: true });
+}
+
+/// Scrolls to a row and opens it; one that the filter leaves out stays out.
+function reveal(row) {
+  const index = list.indexOf(row.number);
+  if (list.items[index] !== row) {
+    return;
+  }
+  wasAtEnd = false;
+  list.scrollTo(list.offsetOf(index) - list.viewHeight / 3);
+  list.render();
+  const made = list.elements.get(row);
+  if (!list.isOpen(row)) {
+    toggle(made);
+  }
 }
 
 function moveFocus(made, step) {
@@ -228,6 +245,7 @@ export function startFrames(rowHandlers) {
       toggle(line.parentElement);
     }
   });
+  startTimeline(() => records.rows, reveal);
   scroller.addEventListener('keydown', onKey);
   byId('news').addEventListener('click', goToEnd);
   byId('hold').addEventListener('click', () => {

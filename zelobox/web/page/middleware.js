@@ -30,6 +30,16 @@ export function get(path) {
   return request(path);
 }
 
+/// Asks until it is answered: without what it asks for, the page could not begin.
+export async function load(path) {
+  try {
+    return await get(path);
+  } catch {
+    await new Promise((resolve) => { setTimeout(resolve, 500); });
+    return load(path);
+  }
+}
+
 /// "sent to 2 clients"
 export function receiversText({ receivers, waiting = 0 }) {
   const clients = (count) => `${count} client${count === 1 ? '' : 's'}`;

@@ -48,8 +48,8 @@ function titleOf(record) {
 
 function detailOf(record) {
   if (record.event === 'callback') {
-    const after = record.cause ? `, ${durationText(record.afterMs)} after ${record.cause.name}` : '';
-    return `${record.key ?? fieldsText(record)}${after}`;
+    const after = record.cause ? `${durationText(record.afterMs)} after ${record.cause.name}` : '';
+    return [fieldsText(record), after].filter(Boolean).join(', ');
   }
   if (record.event === 'missed') {
     return 'they came while this page was not shown; a saved trace has the latest 10,000';

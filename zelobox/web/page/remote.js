@@ -1,5 +1,6 @@
 // The remote control.
-import { get, post, receiversText } from './middleware.js';
+import { load, post, receiversText } from './middleware.js';
+import { durationText } from './records.js';
 import { captureKeyboard, showMapping } from './keyboard.js';
 
 const display = document.getElementById('pressed');
@@ -14,11 +15,20 @@ function keyButton(name) {
 
 async function press(body, name) {
   const value = modifier.valueAsNumber || 0;
+  document.getElementById('called').textContent = '';
   try {
     const answer = await post('/api/key', { ...body, modifier: value });
     display.textContent = `${name}${value ? ` + ${value}` : ''}: ${receiversText(answer)}`;
   } catch (error) {
     display.textContent = error.message;
+  }
+}
+
+/// What a press has come to in a host that tells: "key 44 -> Return, 0.4 ms".
+export function showCallback({ callback, fields, cause, afterMs }) {
+  if (callback === 'key' && cause) {
+    document.getElementById('called').textContent =
+      `key ${cause.command} -> ${fields.name}${fields.modifier ? ` + ${fields.modifier}` : ''}, ${durationText(afterMs)}`;
   }
 }
 
@@ -39,7 +49,7 @@ function pressNamed(name) {
 async function drawKeys() {
   const digits = document.getElementById('digits');
   const letters = document.getElementById('letters');
-  for (const { name } of await get('/api/keys')) {
+  for (const { name } of await load('/api/keys')) {
     if (document.querySelector(`[data-key="${CSS.escape(name)}"]`)) {
       continue;
     }

@@ -1,6 +1,6 @@
 // Clients, configuration, fault modes, any message.
 import { byId, element } from './dom.js';
-import { get, post, receiversText } from './middleware.js';
+import { load, post, receiversText } from './middleware.js';
 
 async function say(note, work) {
   try {
@@ -12,12 +12,17 @@ async function say(note, work) {
   }
 }
 
+/// "zelobox, process 4242"; nothing for one that is not known.
+function processText(process) {
+  return process ? `${process.name || 'a process'} (${process.id})` : '';
+}
+
 export function showClients(clients) {
   const list = byId('clients');
   const open = new Set([...list.querySelectorAll('details[open]')].map((one) => one.dataset.id));
-  list.replaceChildren(...clients.map(({ id, since, allowed }) => {
+  list.replaceChildren(...clients.map(({ id, since, process, allowed }) => {
     const summary = element('summary', {},
-      element('b', { textContent: `Connection ${id}` }),
+      element('b', { textContent: `Connection ${id}` }), ' ', element('span', { textContent: processText(process) }),
       ` since ${new Date(since * 1000).toLocaleTimeString([], { hour12: false })}`);
     const count = allowed.length === 1 ? '1 message' : `${allowed.length} messages`;
     const details = element('details', {}, summary, element('p', { className: 'hint', textContent: `Wants ${count}:` }),
@@ -141,7 +146,7 @@ function frameName(value) {
 }
 
 async function startSend() {
-  const messages = (await get('/api/messages')).filter((message) => message.toHost);
+  const messages = (await load('/api/messages')).filter((message) => message.toHost);
   byId('send-name').append(...messages.map(({ name }) => element('option', { textContent: name })));
   const fill = () => { byId('send-fields').value = templateFor(byId('send-name').value); };
   byId('send-name').addEventListener('change', fill);
