@@ -185,9 +185,7 @@ bool IPCMessengerClient::OutMessageSender::writeFully(char const* bytes, size_t 
         if (count > 0) {
             done += static_cast<size_t>(count);
         } else if (count == 0 || !isInterruption(errno)) {
-            if (!ending) { // a full queue has shut the socket down and has a line of its own
-                ZELO_LOG(LogFailure, LineWriteError, messengerSource, "Out connection error");
-            }
+            logWriteError();
             return false;
         }
         if (done < size && !isWanted()) {
@@ -195,4 +193,11 @@ bool IPCMessengerClient::OutMessageSender::writeFully(char const* bytes, size_t 
         }
     }
     return true;
+}
+
+void IPCMessengerClient::OutMessageSender::logWriteError() const
+{
+    if (!ending) { // a full queue has shut the socket down and has a line of its own
+        ZELO_LOG(LogFailure, LineWriteError, messengerSource, "Out connection error");
+    }
 }

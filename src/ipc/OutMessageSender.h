@@ -48,6 +48,7 @@ private:
     std::unique_ptr<IPCMessage> takeNext() EXCLUDES(queueMutex);
     bool send(IPCMessage& message);
     bool writeFully(char const* bytes, size_t size);
+    void logWriteError() const;
 
     std::deque<std::unique_ptr<IPCMessage>> queue GUARDED_BY(queueMutex);
     pthread_helper::mutex queueMutex;
