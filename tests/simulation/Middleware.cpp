@@ -55,7 +55,8 @@ private:
 
     bool isOver() const
     {
-        bool const isExpired = temper.dropAfter != 0 && now() >= born + temper.dropAfter;
+        // A storm has an end, or the run would not come to its own.
+        bool const isExpired = temper.dropAfter != 0 && end->connection < 100 && now() >= born + temper.dropAfter;
         return over || generation != bornIn || isExpired || (reads && end->in.size() == 0 && end->atEnd()) ||
                (!reads && end->peer->closed);
     }
@@ -64,7 +65,7 @@ private:
     {
         int64_t next = std::min(nextAction, answerAt);
         next = std::min(next, reads ? never : readsAgain);
-        return temper.dropAfter == 0 ? next : std::min(next, born + temper.dropAfter);
+        return temper.dropAfter == 0 || end->connection >= 100 ? next : std::min(next, born + temper.dropAfter);
     }
 
     void drop()

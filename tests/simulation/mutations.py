@@ -1,4 +1,8 @@
-"""Mutations of the library's threads: file, the text that is there once, what takes its place."""
+"""Mutations of the library's threads: file, the text that is there once, what takes its place.
+
+Not here, because nothing that is promised changes: the lock in setAllowedMessages(), which one thread alone calls; the
+flag in endThread() and the look at it in openSocket(), beside which another flag says the same.
+"""
 
 C = "src/ipc/IPCMessengerClient.cpp"
 I = "src/ipc/IPCMessengerClient.h"
@@ -24,7 +28,6 @@ MUTATIONS = [
     (G, "while (holds != 0) {", "while (false) {"),
     # Missing locks
     (C, "    pthread_helper::guard lock(senderMutex);\n    if (sender) {\n        sender->push(", "    if (sender) {\n        sender->push("),
-    (C, "    pthread_helper::guard lock(senderMutex);\n    allowedMessages.swap(copy);", "    allowedMessages.swap(copy);"),
     (C, "        pthread_helper::guard lock(senderMutex);\n        ended.swap(sender);", "        ended.swap(sender);"),
     (C, "    pthread_helper::guard lock(connectionMutex);\n    if (socketFd > 0) {\n        shutDown", "    if (socketFd > 0) {\n        shutDown"),
     (C, "    pthread_helper::guard lock(connectionMutex);\n    if (socketFd > 0) {\n        close", "    if (socketFd > 0) {\n        close"),
@@ -54,8 +57,6 @@ MUTATIONS = [
     (S, "    blockSigPipe();\n    bool", "    bool"),
     # Missing flags
     (G, "    closing = true;\n", ""),
-    (T, "running.store(false, std::memory_order_release);", ""),
-    (C, "    if (goesOn()) { // under", "    if (true) { // under"),
     (O, "std::atomic<bool> connected{true}", "bool connected{true}"),
     (O, "std::atomic<bool> ending{false}", "bool ending{false}"),
     (O, "std::atomic<bool> finishing{false}", "bool finishing{false}"),
