@@ -149,8 +149,7 @@ void Conduct::endRequest(uint32_t request)
         return;
     }
     Conversation& target = conversations[expected->second];
-    bool const alreadyThere =
-        std::any_of(lastOfThread.begin(), lastOfThread.end(), [&](auto const& last) { return last.second == request; });
+    bool const alreadyThere = writtenRequests.count(request) != 0;
     if (callsBefore[request] == callCount && target.isGood && !target.libraryEnded && !alreadyThere) {
         target.expect(request, world().scheduler.now(), world().scheduler.stalled());
     }
@@ -178,7 +177,7 @@ void Conduct::libraryWrote(Endpoint const& end, char const* bytes, size_t size)
     if (talk.frames == 0) {
         talk.strays = requests() - talk.endedBefore;
     }
-    talk.written(bytes, size, lastOfThread);
+    talk.written(bytes, size, writtenRequests);
 }
 
 void Conduct::peerEnds(Endpoint const& end, bool isGood)

@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "tests/simulation/Conversation.h"
@@ -102,7 +103,7 @@ private:
     uint32_t dead = 0;    ///< stopped: no callback may come
     int nextSet = 0;
     std::map<int, Conversation> conversations;
-    std::map<uint16_t, uint32_t> lastOfThread;
+    std::set<uint32_t> writtenRequests;
     BackOff backOff;
     std::map<uint32_t, int> expectedOn; ///< a request that is being made, and its connection
     std::map<uint32_t, uint64_t> callsBefore;

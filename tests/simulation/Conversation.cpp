@@ -39,21 +39,21 @@ void Conversation::require(bool holds, char const* what) const
     }
 }
 
-void Conversation::written(char const* bytes, size_t size, std::map<uint16_t, uint32_t>& lastOfThread)
+void Conversation::written(char const* bytes, size_t size, std::set<uint32_t>& writtenRequests)
 {
     unread.append(bytes, size);
     Frame next;
     try {
         while (takeFrame(unread, next)) {
             ++frames;
-            frame(next, lastOfThread);
+            frame(next, writtenRequests);
         }
     } catch (std::runtime_error const& error) {
         fail("conversation", error.what());
     }
 }
 
-void Conversation::frame(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread)
+void Conversation::frame(Frame const& frame, std::set<uint32_t>& writtenRequests)
 {
     TRACE("   the middleware gets type %u, %zu bytes, on connection %d", frame.type, frame.payload.size(), number);
     switch (frame.type) {
@@ -72,7 +72,7 @@ void Conversation::frame(Frame const& frame, std::map<uint16_t, uint32_t>& lastO
         require(++acknowledgements <= configurations, "an acknowledgement of nothing");
         return;
     case VideoWindow:
-        return window(frame, lastOfThread);
+        return window(frame, writtenRequests);
     case VideoWindowMode:
         require(frame.kind == 4 && frame.payload == bigEndian(3, 4) + "box" + '\0', "a window mode that is none");
         require(++modes <= windows + strays, "a window mode without its window");
@@ -91,7 +91,7 @@ void Conversation::allowedList(Frame const& frame)
     require(++lists <= (isFirst ? 1U : 2U) && configurationRequests == 0, "a list of types out of turn");
 }
 
-void Conversation::window(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread)
+void Conversation::window(Frame const& frame, std::set<uint32_t>& writtenRequests)
 {
     require(frame.kind == 0 && frame.payload.size() == 9, "a video window that is none");
     ++windows;
@@ -101,8 +101,9 @@ void Conversation::window(Frame const& frame, std::map<uint16_t, uint32_t>& last
         require(++resets <= acknowledgements, "a reset window before its acknowledgement");
         return;
     }
+    require(writtenRequests.insert(request).second, "a request twice");
     uint32_t& last = lastOfThread[thread];
-    require(request > last, "a request twice or out of order");
+    require(request > last, "a request out of order");
     last = request;
     arrived(request);
 }

@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "tests/simulation/Wire.h"
@@ -23,8 +24,8 @@ public:
     Conversation() = default;
     Conversation(int connectionNumber, bool isFirstOfRun) : number(connectionNumber), isFirst(isFirstOfRun) {}
 
-    /// @return the requests that have become complete
-    void written(char const* bytes, size_t size, std::map<uint16_t, uint32_t>& lastOfThread);
+    /// @param writtenRequests  of all connections; a replacing start has two at a time
+    void written(char const* bytes, size_t size, std::set<uint32_t>& writtenRequests);
     /// The middleware has sent so many configurations.
     void configurationSent(unsigned count = 1) { configurations += count; }
 
@@ -49,9 +50,9 @@ public:
     unsigned frames = 0;
 
 private:
-    void frame(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread);
+    void frame(Frame const& frame, std::set<uint32_t>& writtenRequests);
     void allowedList(Frame const& frame);
-    void window(Frame const& frame, std::map<uint16_t, uint32_t>& lastOfThread);
+    void window(Frame const& frame, std::set<uint32_t>& writtenRequests);
     void arrived(uint32_t request);
     void require(bool holds, char const* what) const;
 
@@ -66,6 +67,7 @@ private:
     unsigned resets = 0;
     unsigned windows = 0;
     unsigned modes = 0;
+    std::map<uint16_t, uint32_t> lastOfThread;
     struct Made {
         int64_t at;
         int64_t stalled; ///< stalls of the run until then
