@@ -27,6 +27,13 @@ ThreadRegistry& calls = callsRoom.make();
 
 std::atomic<pid_t> callingProcess{0}; ///< the process that has the threads of #cobaltManager
 
+/// Set when the end of the process or of the library has begun: a start that enters later makes no manager, because
+/// nobody would be left to end it.
+std::atomic<bool> hasEnd{false};
+
+/// While the end destroys the manager. A stop that finds none then waits, because a callback may still run.
+std::atomic<bool> isEndingManager{false};
+
 } // namespace
 
 pthread_helper::mutex& cobaltManagerMutex = managerMutexRoom.make();
@@ -47,6 +54,7 @@ std::unique_ptr<CobaltManager> exchangeManager(std::unique_ptr<CobaltManager> ne
 struct ManagerEnd {
     ~ManagerEnd()
     {
+        hasEnd = true;
         // A forked child has inherited the objects but not the threads, one of which may have held any lock.
         if (callingProcess == getpid()) {
             endManager();
@@ -65,11 +73,19 @@ private:
         if (LifeCycleCall* const interrupted = LifeCycleCall::ofThisThread()) {
             interrupted->end();
         }
-        exchangeManager(nullptr).reset();
+        destroyManager();
         while (LifeCycleCall::areAnyUnderWay()) {
             usleep(1000);
-            exchangeManager(nullptr).reset(); // of a start that had only begun
+            destroyManager(); // of a start that had only begun
         }
+        destroyManager(); // of one that has just returned
+    }
+
+    static void destroyManager()
+    {
+        isEndingManager = true; // before the manager is taken, so that a stop which finds none sees it
+        exchangeManager(nullptr).reset();
+        isEndingManager = false;
     }
 } const managerEnd;
 
@@ -80,20 +96,23 @@ LifeCycleCall::LifeCycleCall() : ThreadRegistry::Entry(calls)
     callingProcess = getpid();
 }
 
-CobaltManager& LifeCycleCall::start(ZeloCallbacks const& callbacks)
+CobaltManager* LifeCycleCall::start(ZeloCallbacks const& callbacks)
 {
     std::unique_ptr<CobaltManager> earlier;
     CobaltManager* manager;
     {
         pthread_helper::guard lock(changeMutex);
         enter(); // not before: an exit inside a stop would wait for those who wait for that stop
+        if (hasEnd) {
+            return nullptr;
+        }
         std::unique_ptr<CobaltManager> next(new CobaltManager(callbacks));
         manager = next.get();
         hold.reset(new CobaltManager::Hold(*manager));
         earlier = exchangeManager(std::move(next));
     }
     earlier.reset();
-    return *manager;
+    return manager;
 }
 
 void LifeCycleCall::stop()
@@ -101,6 +120,9 @@ void LifeCycleCall::stop()
     pthread_helper::guard lock(changeMutex);
     enter();
     exchangeManager(nullptr).reset();
+    while (isEndingManager) {
+        usleep(1000);
+    }
 }
 
 void LifeCycleCall::end()

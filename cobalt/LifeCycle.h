@@ -26,8 +26,8 @@ public:
 
     /// Puts a new manager into #cobaltManager and then destroys the one that was there.
     ///
-    /// @return the new manager; it stays in place until the end of the call
-    CobaltManager& start(ZeloCallbacks const& callbacks) EXCLUDES(cobaltManagerMutex);
+    /// @return the new manager, which stays in place until the end of the call; null if the process is ending
+    CobaltManager* start(ZeloCallbacks const& callbacks) EXCLUDES(cobaltManagerMutex);
 
     /// Destroys the manager if there is one. Returns after its end also when another thread is stopping it.
     void stop() EXCLUDES(cobaltManagerMutex);

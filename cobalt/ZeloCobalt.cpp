@@ -76,8 +76,8 @@ void ZeloStartApp(ZeloCallbacks const& callbacks)
     setenv("media_arm_audio_decoder", "ape,flac,wma,wmapro,aac,vorbis,raac,cook,amr,pcm,adpcm,aac_latm,rm", 0);
     setenv("media.ffmpeg.audio.decoder", "mp3,ac3,eac3,dts", 0);
     LifeCycleCall call;
-    CobaltManager& manager = call.start(callbacks);
-    if (!manager.waitForConfiguration()) {
+    CobaltManager* const manager = call.start(callbacks);
+    if (manager == nullptr || !manager->waitForConfiguration()) {
         ZELO_LOG(LogFailure, LineConfigurationFailed, sourceFile, "Configuration failed");
     }
     ZELO_LOG(LogNotable, LineStarted, sourceFile, "Started.....");

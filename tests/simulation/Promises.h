@@ -12,8 +12,8 @@ bool const requestsAtOnce = true;    ///< no request waits for the end of a time
 bool const promptStop = true;        ///< a stop of a connection at rest takes a few milliseconds
 bool const gettersDuringExit = true; ///< a getter beside an `exit` reads nothing that is destroyed
 
-bool const startDuringExit = false; ///< no manager stays behind that a start has made while the process ended
-bool const stopBesideExit = false;  ///< no callback comes after a stop that an `exit` has overtaken
+bool const startDuringExit = true; ///< no manager stays behind that a start has made while the process ended
+bool const stopBesideExit = true;  ///< no callback comes after a stop that an `exit` has overtaken
 
 } // namespace promises
 } // namespace simulation

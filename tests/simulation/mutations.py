@@ -72,7 +72,8 @@ MUTATIONS = [
     # Wrong order, wrong scope
     (T, "        state.unlock();\n        owner->join();", "        owner->join();"),
     (T, "    running.store(true, std::memory_order_release);\n    record->start();", "    record->start();\n    running.store(true, std::memory_order_release);"),
-    (L, "    exchangeManager(nullptr).reset();\n}\n\nvoid LifeCycleCall::end", "    pthread_helper::guard managerLock(cobaltManagerMutex);\n    cobaltManager.reset();\n}\n\nvoid LifeCycleCall::end"),
+    (L, "    exchangeManager(nullptr).reset();\n    while", "    {\n        pthread_helper::guard managerLock(cobaltManagerMutex);\n        cobaltManager.reset();\n    }\n    while"),
+    (L, "    while (isEndingManager) {", "    while (false) {"),
     (L, "    earlier.reset();\n", "    earlier.release();\n"),
     (C, "    shutDownSocket();\n    STBThread::stop();\n    ending = false;", "    STBThread::stop();\n    shutDownSocket();\n    ending = false;"),
     (V, "count < 0 && !isInterruption(errno)", "count < 0"),
