@@ -92,7 +92,9 @@ TEST_F(WebEvents, CutALongTextOfTheState)
 {
     zelobox::Connection host = program::connectTo(socket());
     host.send(zelobox::frameOf(IPCMessageSimpleString(IPC_VIDEO_WINDOW_MODE, std::string(1 << 20, 'w'))));
+    ASSERT_TRUE(running->waitForText("w\"\n")); // nobody else reads its timeline
     std::string const text = eventsUntil("\"windowMode\":\"w");
+    EXPECT_THAT(text, HasSubstr("\"windowMode\":\"w"));
     EXPECT_LT(text.size(), 40000U);
 }
 
