@@ -109,7 +109,7 @@ private:
 };
 
 class FloorPeer : public StreamPeer {
-    void greet(Middleware& middleware) override { middleware.accept(zelobox::Milliseconds(30000)); }
+    void greet(Middleware& peer) override { peer.accept(zelobox::Milliseconds(30000)); }
 };
 
 } // namespace

@@ -22,10 +22,10 @@ public:
 };
 
 class LibraryPeer : public StreamPeer {
-    void greet(Middleware& middleware) override
+    void greet(Middleware& peer) override
     {
-        middleware.acceptClient(zelobox::Milliseconds(30000));
-        middleware.configure();
+        peer.acceptClient(zelobox::Milliseconds(30000));
+        peer.configure();
     }
 };
 

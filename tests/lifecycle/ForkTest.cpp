@@ -13,8 +13,6 @@
 #include "testkit/HostStandIn.h"
 #include "testkit/Middleware.h"
 
-extern char** environ;
-
 namespace {
 
 bool isForkedChild = false;

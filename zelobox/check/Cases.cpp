@@ -219,10 +219,12 @@ bool isAboutTheRun(CheckCase const& candidate)
     return candidate.judge == judgeFrames || candidate.judge == judgePlausibility;
 }
 
-std::vector<CheckCase> const& checkCases()
+namespace {
+
+std::vector<CheckCase> casesOfOneClient()
 {
     using R = Rule;
-    static std::vector<CheckCase> const cases = {
+    return {
         {"configuration",
          "a configuration request is answered by an IPC_BROWSER_CONFIG",
          {},
@@ -248,6 +250,13 @@ std::vector<CheckCase> const& checkCases()
          {R::PassesOverTypes},
          judgeUnknownType},
         {"single-bytes", "frames may come byte by byte", {"framing"}, {R::TakesSplitFrames}, judgeSingleBytes},
+    };
+}
+
+std::vector<CheckCase> casesOfSeveralClients()
+{
+    using R = Rule;
+    return {
         {"two-clients", "two clients are served at once", {"second-request"}, {R::ManyClients}, judgeTwoClients},
         {"allowed-list",
          "nothing comes that was not subscribed to",
@@ -275,6 +284,13 @@ std::vector<CheckCase> const& checkCases()
          {"framing"},
          {R::TakesReconnects},
          judgeReconnects},
+    };
+}
+
+std::vector<CheckCase> casesOfTheRun()
+{
+    using R = Rule;
+    return {
         {"library-start",
          "libzelocobalt.so starts, has a display size, and stops",
          {"payload", "single-bytes"},
@@ -292,6 +308,19 @@ std::vector<CheckCase> const& checkCases()
           R::NothingUnread},
          judgePlausibility},
     };
+}
+
+} // namespace
+
+std::vector<CheckCase> const& checkCases()
+{
+    static std::vector<CheckCase> const cases = [] {
+        std::vector<CheckCase> all = casesOfOneClient();
+        for (auto const& more : {casesOfSeveralClients(), casesOfTheRun()}) {
+            all.insert(all.end(), more.begin(), more.end());
+        }
+        return all;
+    }();
     return cases;
 }
 
