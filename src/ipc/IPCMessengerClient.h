@@ -60,6 +60,7 @@ public:
     /// Ends the connection and the thread, at once but for two waits: for what was pushed before, as long as the peer
     /// takes it and for a fifth of a second, and for a handler that is just running. No handler is told.
     void stop() EXCLUDES(senderMutex, connectionMutex);
+    void stopThread() EXCLUDES(senderMutex, connectionMutex) { stop(); }
 
     /// Keeps the types that this side wants to receive; they open every later connection. An empty set opens none.
     void setAllowedMessages(std::set<IPCMessageType> const& types) EXCLUDES(senderMutex);

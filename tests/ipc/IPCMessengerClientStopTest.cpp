@@ -206,6 +206,13 @@ TEST_F(Stopping, AtRestIsPrompt)
     expectTimelyEnd(link, std::min(Milliseconds(50), timely::stopLimit));
 }
 
+/// The base's function of that name would wait for a time-out.
+TEST_F(Stopping, AtRestIsPromptByItsOtherName)
+{
+    connect();
+    timely::expectTimely([this] { link->client.stopThread(); }, std::min(Milliseconds(50), timely::stopLimit));
+}
+
 TEST_F(Stopping, IsNotNeededToEndADroppedConnectionOfWhichAForkedChildHoldsACopy)
 {
     std::atomic<int> used{-1};
