@@ -198,6 +198,8 @@ protected:
         unsigned const before = pauses;
         middleware.close();
         middleware = listener.accept();
+        // The client looks at the clock after the connect, before it tells its handlers.
+        EXPECT_TRUE(link->handler.waitFor("connected", ++connects));
         return pauses - before;
     }
 
@@ -222,6 +224,7 @@ protected:
         return 0;
     }
 
+    size_t connects = 1;
     std::atomic<unsigned> pauses{0};
     std::atomic<bool> interrupts{false};
     std::atomic<bool> interrupted{false};

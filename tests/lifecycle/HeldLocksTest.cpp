@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <string.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
+#include <fstream>
 #include <mutex>
 
 #include "cobalt/CobaltManager.h"
@@ -20,12 +23,22 @@ using testing::SizeIs;
 
 namespace {
 
-/// Every call while it lives, with the name of its thread.
+/// @return the name of a thread of this process; empty once it has ended
+std::string nameOf(pid_t thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/comm");
+    std::string name;
+    std::getline(file, name);
+    return name;
+}
+
+/// Every call while it lives, with its thread: a thread gets its name only after it has begun. Outlives every thread
+/// that it sees.
 class Trace {
 public:
     struct Entry {
         Call call;
-        std::string thread;
+        pid_t thread;
     };
 
     Trace()
@@ -34,10 +47,8 @@ public:
             if (call.object == mutex.native_handle()) {
                 return;
             }
-            char name[16] = "";
-            pthread_getname_np(pthread_self(), name, sizeof name);
             std::lock_guard<std::mutex> const lock(mutex);
-            entries.push_back({call, name});
+            entries.push_back({call, static_cast<pid_t>(syscall(SYS_gettid))});
         });
     }
     ~Trace() { heldlocks::observe({}); }
@@ -128,14 +139,14 @@ TEST(HeldLocks, ASenderIsStartedUnderTheSendersLock)
     zelobox::Connection const middleware = link.startAndAccept(listener);
     std::vector<Trace::Entry> const started = trace.of(Function::ThreadCreate);
     ASSERT_THAT(started, SizeIs(2));
-    EXPECT_EQ("ipc_cln", started[1].thread);
+    EXPECT_EQ("ipc_cln", nameOf(started[1].thread));
     EXPECT_THAT(started[1].call.held, SizeIs(3)) << "the sender's lock and the two of a start";
     link.push(new IPCMessage(IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST));
     std::vector<Trace::Entry> const locked = trace.of(Function::MutexLock);
     void const* const ofThePush = [&] {
         std::vector<void const*> queueLock;
         for (Trace::Entry const& entry : locked) {
-            if (entry.thread != "ipc_cln" && entry.thread != "ipc_snd" && entry.call.held.size() == 1) {
+            if (entry.thread == getpid() && entry.call.held.size() == 1) {
                 queueLock = entry.call.held; // the queue's lock is taken under the sender's
             }
         }
@@ -179,7 +190,7 @@ TEST(HeldLocks, AConditionGoesBeforeTheLockOfItsQueueAndBothBeforeTheThread)
     for (Trace::Entry const& entry : trace.all()) {
         bool const isEnd =
             entry.call.function == Function::CondDestroy || entry.call.function == Function::MutexDestroy;
-        if (isEnd && entry.thread == "ipc_cln") {
+        if (isEnd && nameOf(entry.thread) == "ipc_cln") {
             gone.push_back(entry.call.function);
         }
     }
@@ -189,7 +200,7 @@ TEST(HeldLocks, AConditionGoesBeforeTheLockOfItsQueueAndBothBeforeTheThread)
 
 TEST(HeldLocks, AManagerRegistersBeforeItsThreadIsStartedAndUnregistersAfterItHasEnded)
 {
-    std::optional<Trace> beginning(std::in_place);
+    Trace trace;
     zelobox::Listener listener;
     std::atomic<void const*> handlersLock{nullptr};
     standin::onLog([&](standin::LogLine const& line) {
@@ -203,7 +214,7 @@ TEST(HeldLocks, AManagerRegistersBeforeItsThreadIsStartedAndUnregistersAfterItHa
     standin::onLog({});
     bool registered = false;
     bool registeredAtTheStart = false;
-    for (Trace::Entry const& entry : beginning->all()) {
+    for (Trace::Entry const& entry : trace.all()) {
         registered = registered || (entry.call.function == Function::MutexLock && entry.call.object == handlersLock);
         if (entry.call.function == Function::ThreadCreate) {
             registeredAtTheStart = registered;
@@ -211,12 +222,13 @@ TEST(HeldLocks, AManagerRegistersBeforeItsThreadIsStartedAndUnregistersAfterItHa
         }
     }
     EXPECT_TRUE(registeredAtTheStart);
-    beginning.reset();
-    Trace trace;
+    size_t const before = trace.all().size();
     manager.reset();
     bool joined = false;
     int unregistrations = 0;
-    for (Trace::Entry const& entry : trace.all()) {
+    std::vector<Trace::Entry> const all = trace.all();
+    for (size_t i = before; i < all.size(); ++i) {
+        Trace::Entry const& entry = all[i];
         joined = joined || entry.call.function == Function::ThreadJoin;
         bool const isOurs = entry.call.function == Function::MutexLock && entry.call.object == handlersLock;
         unregistrations += isOurs && joined ? 1 : 0;
