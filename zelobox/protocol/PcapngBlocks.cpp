@@ -198,7 +198,7 @@ void PcapngReader::readInterface(Fields& fields)
 
 uint64_t PcapngReader::ticksOf(std::string const& resolution) const
 {
-    if (resolution.size() != 1 || resolution[0] < 0 || resolution[0] > 9) {
+    if (resolution.size() != 1 || static_cast<unsigned char>(resolution[0]) > 9) {
         fail("times are neither in seconds nor in one of their decimal parts down to nanoseconds");
     }
     uint64_t ticks = 1;
