@@ -173,7 +173,7 @@ extern Call<int(pthread_cond_t*)> pthread_cond_broadcast;
 
 // The unwinder's way to a program counter
 #if defined(__arm__)
-extern Call<_Unwind_VRS_Result(_Unwind_Context*, _Unwind_VRS_RegClass, _uw, _Unwind_VRS_DataRepresentation, void*)>
+extern Call<_Unwind_VRS_Result(_Unwind_Context*, _Unwind_VRS_RegClass, uint32_t, _Unwind_VRS_DataRepresentation, void*)>
     unwindGet;
 #else
 extern Call<_Unwind_Ptr(_Unwind_Context*)> unwindGet;

@@ -14,7 +14,7 @@ Call<int(pthread_cond_t*)> pthread_cond_destroy("pthread_cond_destroy");
 Call<int(pthread_cond_t*)> pthread_cond_signal("pthread_cond_signal");
 Call<int(pthread_cond_t*)> pthread_cond_broadcast("pthread_cond_broadcast");
 #if defined(__arm__)
-Call<_Unwind_VRS_Result(_Unwind_Context*, _Unwind_VRS_RegClass, _uw, _Unwind_VRS_DataRepresentation, void*)>
+Call<_Unwind_VRS_Result(_Unwind_Context*, _Unwind_VRS_RegClass, uint32_t, _Unwind_VRS_DataRepresentation, void*)>
     unwindGet("_Unwind_VRS_Get");
 #else
 Call<_Unwind_Ptr(_Unwind_Context*)> unwindGet("_Unwind_GetIP");
@@ -75,7 +75,7 @@ int pthread_cond_broadcast(pthread_cond_t* condition) noexcept
 }
 
 #if defined(__arm__)
-_Unwind_VRS_Result _Unwind_VRS_Get(_Unwind_Context* context, _Unwind_VRS_RegClass registers, _uw number,
+_Unwind_VRS_Result _Unwind_VRS_Get(_Unwind_Context* context, _Unwind_VRS_RegClass registers, uint32_t number,
                                    _Unwind_VRS_DataRepresentation representation, void* value)
 {
     return interpose::unwindGet(context, registers, number, representation, value);

@@ -121,7 +121,11 @@ long peakKiB()
 
 long heapInUseKiB()
 {
+#if __GLIBC_PREREQ(2, 33)
     struct mallinfo2 const heap = mallinfo2();
+#else
+    struct mallinfo const heap = mallinfo();
+#endif
     return static_cast<long>((heap.uordblks + heap.hblkhd) / 1024);
 }
 

@@ -21,10 +21,10 @@ using interpose::Threads;
 
 // The unwinder's answer when it is asked for the program counter of a frame.
 #if defined(__arm__)
-_Unwind_VRS_Result answerWith(void* address, _Unwind_Context*, _Unwind_VRS_RegClass, _uw,
+_Unwind_VRS_Result answerWith(void* address, _Unwind_Context*, _Unwind_VRS_RegClass, uint32_t,
                               _Unwind_VRS_DataRepresentation, void* value)
 {
-    *static_cast<_uw*>(value) = reinterpret_cast<_uw>(address);
+    *static_cast<uint32_t*>(value) = reinterpret_cast<uint32_t>(address);
     return _UVRSR_OK;
 }
 #else

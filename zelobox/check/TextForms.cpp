@@ -53,7 +53,8 @@ public:
 private:
     static bool isReadable(std::string const& text)
     {
-        return isUtf8(text) && std::all_of(text.begin(), text.end(), [](char byte) { return byte < 0 || byte >= ' '; });
+        return isUtf8(text) && std::all_of(text.begin(), text.end(),
+                                           [](char byte) { return static_cast<unsigned char>(byte) >= 0x20; });
     }
 
     bool has(size_t size) const { return next <= payload.size() && size <= payload.size() - next; }
