@@ -8,25 +8,25 @@
 #include <unistd.h>
 
 #include <map>
-#include <memory>
 #include <string>
 
 #include "cobalt/ZeloCobalt.h"
 
 namespace {
 
-std::unique_ptr<STBWidevineDrm> wvDrm;
+STBWidevineDrm* wvDrm = nullptr;
 pid_t drmProcess = 0; ///< the process that #wvDrm was made in
 
-/// Leaves the object alone in a forked child's exit: what its destructor ends may be the parent's protected stream.
+/// Destroys the object, but not in a forked child's exit: what its destructor ends may be the parent's protected stream.
 struct DrmEnd {
     ~DrmEnd()
     {
-        if (drmProcess != getpid()) {
-            static_cast<void>(wvDrm.release());
+        if (drmProcess == getpid()) {
+            delete wvDrm;
+            wvDrm = nullptr;
         }
     }
-} const drmEnd; // goes before wvDrm
+} const drmEnd;
 
 using DrmParameters = std::map<std::string, std::string>;
 
@@ -49,9 +49,9 @@ void setUpDrm(DrmParameters const& parameters)
     // Provisions the device; whether it succeeds is the DRM object's affair.
     int const status = system("/usr/bin/wvprov");
     static_cast<void>(status);
-    wvDrm.reset(new STBWidevineDrm);
+    wvDrm = new STBWidevineDrm;
     drmProcess = getpid();
-    callSlot<void, DrmParameters const&, void*, void*>(wvDrm.get(), initSlot, parameters, nullptr, nullptr);
+    callSlot<void, DrmParameters const&, void*, void*>(wvDrm, initSlot, parameters, nullptr, nullptr);
 }
 
 } // namespace
@@ -67,7 +67,7 @@ void* ZeloCdm(void* context)
     if (wvDrm == nullptr) {
         setUpDrm(parameters);
     } else {
-        callSlot<void, DrmParameters const&>(wvDrm.get(), applySlot, parameters);
+        callSlot<void, DrmParameters const&>(wvDrm, applySlot, parameters);
     }
     return callSlot<void*>(dynamic_cast<STBDrmCdmInterface*>(wvDrm->bridge()), cdmSlot);
 }

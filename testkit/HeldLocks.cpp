@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <deque>
 
 #include "testkit/Interpose.h"
 
@@ -96,6 +97,9 @@ std::vector<void const*> heldlocks::held()
 void heldlocks::observe(std::function<void(Call const&)> observer)
 {
     static_cast<void>(takeovers);
-    // The one before may just be called.
-    current = observer ? new std::function<void(Call const&)>(std::move(observer)) : nullptr;
+    // The one before may just be called, so all of them are kept.
+    static std::deque<std::function<void(Call const&)>> observers;
+    bool const isOne = observer != nullptr;
+    observers.push_back(std::move(observer));
+    current = isOne ? &observers.back() : nullptr;
 }

@@ -68,7 +68,7 @@ void collect(Json const& layer, Fields& fields)
 std::vector<Fields> dissect(std::string const& file)
 {
     program::Program tshark(
-        {"tshark", "-X", "lua_script:" ZELO_DISSECTOR, "-r", file, "-T", "json", "--no-duplicate-keys"});
+        {"tshark", "-X", std::string("lua_script:") + ZELO_DISSECTOR, "-r", file, "-T", "json", "--no-duplicate-keys"});
     Ended const ended = tshark.wait();
     EXPECT_EQ(0, ended.status) << ended.errors;
     EXPECT_EQ(std::string::npos, ended.errors.find("Lua")) << ended.errors;

@@ -70,7 +70,7 @@ TEST_F(WebEvents, GoOnBehindTheRecordInTheAddress)
     std::string const known = lastId(eventsUntil("IPC_BROWSER_CONFIG"));
     post("/api/send", R"({"frame":"IPC_VOLUME","value":11})");
     std::string rest;
-    client().Get(("/api/events?after=" + known).c_str(), [&rest](char const* data, size_t size) {
+    client().Get("/api/events?after=" + known, [&rest](char const* data, size_t size) {
         rest.append(data, size);
         return !has(rest, "\"value\":11");
     });
