@@ -109,11 +109,6 @@ long residentKiB()
     return fieldOf("/proc/self/smaps_rollup", "Rss:");
 }
 
-long addressSpaceKiB()
-{
-    return fieldOf("/proc/self/status", "VmSize:");
-}
-
 long peakKiB()
 {
     return fieldOf("/proc/self/status", "VmHWM:");

@@ -26,7 +26,6 @@ bool isMapped(std::string const& part);
 
 /// @return resident memory, in KiB
 long residentKiB();
-long addressSpaceKiB();
 /// @return the most resident memory that there has ever been
 long peakKiB();
 /// @return what is allocated and not given back, however much address space the allocator keeps for it
