@@ -299,6 +299,6 @@ MUTATIONS = [
     (Z, "request(x, y, width, height);", "request(y, x, width, height);"),
     (Z, "        cobaltManager->requestPreviousController(std::move(request));\n", ""),
     (Z, "    if (cobaltManager) {\n        cobaltManager->setVideo", "    {\n        cobaltManager->setVideo"),
-    (D, "        if (drmProcess != getpid()) {", "        if (false) {"),
+    (D, "drmProcess == getpid()", "true"),
     (D, "    drmProcess = getpid();\n", ""),
 ]
