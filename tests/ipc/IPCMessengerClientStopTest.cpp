@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "testkit/Allocations.h"
 #include "testkit/Stopping.h"
 
 using namespace testlink;
@@ -113,6 +114,46 @@ TEST(StoppingWithTheLastByte, ForgetsAFrameThatIsOnlyAHeader)
     expectTimelyEnd(link);
     EXPECT_THAT(logged(), IsEmpty());
     EXPECT_TRUE(middleware.waitForClose());
+}
+
+namespace {
+
+size_t const textBeforeTheStop = 77777;
+size_t const textAfterTheStop = 88888;
+Link* decodingLink = nullptr;
+probe::Signal* decoding = nullptr;
+std::atomic<bool> decodedOn{false};
+
+/// Keeps the client in the first of two texts until a stop has begun.
+bool waitForTheStop(size_t allocated)
+{
+    if (allocated == textBeforeTheStop + 1) {
+        decoding->give();
+        EXPECT_TRUE(eventually([] { return !decodingLink->client.isRunning(); })) << "the stop comes first";
+    }
+    decodedOn = decodedOn || allocated == textAfterTheStop + 1;
+    return false;
+}
+
+} // namespace
+
+TEST_F(Stopping, EndsDecoding)
+{
+    probe::Signal inTheFirstText;
+    decoding = &inTheFirstText;
+    decodingLink = &*link;
+    connect();
+    IPCMessageStringArray texts(IPC_UNHANDLED_27);
+    texts.strings = {std::string(textBeforeTheStop, 'x'), std::string(textAfterTheStop, 'x')};
+    zelobox::Frame const frame = zelobox::frameOf(std::move(texts));
+    allocations::Observer const observer = {&waitForTheStop, nullptr, nullptr};
+    allocations::observe(&observer);
+    middleware.send(frame);
+    inTheFirstText.wait();
+    link->stop();
+    allocations::observe(nullptr);
+    EXPECT_FALSE(decodedOn);
+    EXPECT_THAT(link->handler.events(), ElementsAre("connected"));
 }
 
 TEST(StoppingInBackOff, EndsInTimeWithoutAWord)

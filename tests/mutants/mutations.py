@@ -246,6 +246,8 @@ MUTATIONS = [
     (S, "    }\n    connected = false;\n}", "    }\n}"),
     (S, "        queueCond.signal();\n        return;", "        return;"),
     (S, "count == 0 || !isInterruption(errno)", "!isInterruption(errno)"),
+    (C, "std::move(payload), &ending);", "std::move(payload));"),
+    (Z, "    CobaltManager::PreviousControllerRequest request;\n    pthread_helper::guard lock(cobaltManagerMutex);", "    pthread_helper::guard lock(cobaltManagerMutex);\n    CobaltManager::PreviousControllerRequest request;"),
     (S, "size_t const queueLimit = 131072;", "size_t const queueLimit = 131071;"),
     (S, "size_t const queueLimit = 131072;", "size_t const queueLimit = 131073;"),
     (S, "    lock.unlock();\n    shutDownMessengerSocket(socketFd);", "    lock.unlock();"),
