@@ -61,6 +61,16 @@ void endLibrary()
     }
 }
 
+void checkNothingRuns()
+{
+    for (Fiber const& fiber : world().scheduler.all()) {
+        bool const isThere = fiber.state == Fiber::State::Ready || fiber.state == Fiber::State::Blocked;
+        if (fiber.role == Role::Library && isThere) {
+            fail("after exit", "the thread " + fiber.name + " is there");
+        }
+    }
+}
+
 void checkNothingIsLeft()
 {
     for (Fiber const& fiber : world().scheduler.all()) {

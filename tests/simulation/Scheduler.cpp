@@ -39,6 +39,9 @@ Fiber& Scheduler::freeFiber()
 
 Fiber& Scheduler::spawn(Role role, std::string const& name, std::function<void()> body)
 {
+    if (isAlone) {
+        fail("child", "a thread is made in a forked child");
+    }
     Fiber& fiber = freeFiber();
     // The clock of the thread that had the number before stays in: the stack has its traces.
     VectorClock clock = fiber.clock;
@@ -98,9 +101,17 @@ uint64_t Scheduler::latestTime() const
     return latest;
 }
 
+void Scheduler::beAlone()
+{
+    isAlone = true;
+    for (Fiber const& other : fibers) {
+        running->clock.join(other.clock); // what the others had done is in the copy
+    }
+}
+
 void Scheduler::step()
 {
-    if (ending) {
+    if (ending || isAlone) {
         return;
     }
     ++stepCount;
@@ -128,6 +139,9 @@ bool Scheduler::block(void const* object, int64_t deadline, bool onWallClock)
 {
     if (ending && running->role == Role::Peer) {
         throw WorldEnds();
+    }
+    if (isAlone) {
+        fail("child", "the one thread of a forked child waits");
     }
     running->waitsFor = object;
     running->deadline = deadline;

@@ -43,6 +43,8 @@ public:
     void minorStep();
     /// From now on minor steps are no choice points.
     void skipMinorSteps() { skipsMinor = true; }
+    /// From now on there is no other thread: this is a forked child.
+    void beAlone();
     /// Waits until wake() of the same object, or the deadline.
     /// @return false after the deadline
     bool block(void const* object, int64_t deadline, bool onWallClock = false);
@@ -97,6 +99,7 @@ private:
     size_t used = 0; ///< fibers that have ever been
     bool ending = false;
     bool skipsMinor = false;
+    bool isAlone = false;
     Fiber* first = nullptr;
 };
 

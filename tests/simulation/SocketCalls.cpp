@@ -8,10 +8,12 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <utility>
 
+#include "tests/simulation/Child.h"
 #include "tests/simulation/Memory.h"
 #include "tests/simulation/Trace.h"
 #include "tests/simulation/World.h"
@@ -42,6 +44,7 @@ int injected(std::initializer_list<int> errors)
 /// A descriptor that a call of the library may name.
 Descriptor* used(char const* call, int number)
 {
+    forbidInChild(std::string("a call of ") + call);
     Descriptor* const descriptor = world().sockets.find(number);
     if (descriptor == nullptr && number >= 0) {
         fail("descriptor", std::string(call) + " of the closed descriptor " + std::to_string(number));
@@ -115,6 +118,7 @@ ssize_t receive(int number, void* bytes, size_t size, bool atOnce, uintptr_t pla
     size_t const count = partOf(std::min(size, end->in.size()));
     memory().check(reinterpret_cast<uintptr_t>(bytes), count, Access{true, false, place}, self());
     end->in.take(static_cast<char*>(bytes), count);
+    world().conduct.libraryRead(static_cast<char const*>(bytes), count);
     world().scheduler.wake(end->peer.get());
     TRACE("recv(%d, %zu) = %zu", number, size, count);
     return static_cast<ssize_t>(count);
@@ -207,6 +211,7 @@ int simulated_socket(int domain, int type, int)
 {
     Outside const outside(PLACE);
     world().scheduler.minorStep();
+    forbidInChild("a call of socket");
     if (int const error = injected({EMFILE, ENFILE, ENOBUFS, ENOMEM})) {
         return failed("socket", domain, error);
     }
@@ -233,6 +238,9 @@ int simulated_connect(int number, sockaddr const* address, socklen_t length)
     if (length != sizeof(sa_family_t) + sizeof path - 1 ||
         memcmp(reinterpret_cast<sockaddr_un const*>(address)->sun_path, path, sizeof path - 1) != 0) {
         fail("conversation", "connect to another address");
+    }
+    if (number <= STDERR_FILENO) {
+        fail("descriptor", "the library's socket is " + std::to_string(number));
     }
     if (int const error = injected({EINTR, ECONNREFUSED, ENOENT, EACCES, EAGAIN})) {
         return failed("connect", number, error);

@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <stdlib.h>
 
+#include "tests/simulation/Child.h"
 #include "tests/simulation/Host.h"
 #include "tests/simulation/Library.h"
 #include "tests/simulation/Memory.h"
@@ -86,6 +87,9 @@ bool isWorldThere()
 void fail(std::string const& promise, std::string const& text)
 {
     if (isWorldThere() && world().scheduler.isInWorld()) {
+        if (isChild()) {
+            endChild(text);
+        }
         TRACE("BROKEN: %s: %s", promise.c_str(), text.c_str());
         self().inLibrary = false;
         world().finding.reset(new Finding{promise, text});
