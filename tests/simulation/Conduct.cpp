@@ -27,6 +27,7 @@ Conduct::Call::Call(Conduct& runConduct, LifeCycle callKind)
     : conduct(runConduct), kind(callKind), thread(self().identity), begin(world().scheduler.now()),
       stalledBefore(world().scheduler.stalled()), busyBefore(runConduct.callbackTime())
 {
+    world().scheduler.touchOutside();
     for (Call* other = conduct.calls; other != nullptr; other = other->next) {
         ++other->overlaps;
         ++overlaps;
@@ -54,6 +55,7 @@ Conduct::Call::Call(Conduct& runConduct, LifeCycle callKind)
 
 Conduct::Call::~Call()
 {
+    world().scheduler.touchOutside();
     Call** link = &conduct.calls;
     while (*link != this) {
         link = &(*link)->next;
@@ -93,6 +95,7 @@ void Conduct::checkStopBound(Call const& call) const
 
 void Conduct::sleptInCall(Fiber const& fiber)
 {
+    world().scheduler.touchOutside();
     for (Call* call = calls; call != nullptr; call = call->next) {
         if (call->thread == fiber.identity && call->kind == LifeCycle::Start) {
             call->hasSlept = true;
@@ -151,6 +154,7 @@ Conversation* Conduct::onlyOpen()
 
 uint32_t Conduct::beginRequest()
 {
+    world().scheduler.touchOutside();
     uint32_t const request = nextRequest++;
     Conversation const* const target = calls == nullptr ? onlySettled() : nullptr;
     if (target != nullptr) {
@@ -171,6 +175,7 @@ uint32_t Conduct::beginRequest()
 
 void Conduct::endRequest(uint32_t request)
 {
+    world().scheduler.touchOutside();
     ++endedRequests;
     auto const queued = queuedOn.find(request);
     if (queued != queuedOn.end()) {
@@ -311,6 +316,7 @@ void Conduct::logged(LogLine const& line)
 {
     TRACE("logs %d %s", line.level, line.text.c_str());
     forbidInChild("a line in the log: " + line.text);
+    world().scheduler.touchOutside();
     checkKnown(line);
     backOff.logged(self().identity, line, world().scheduler.now());
     reconnects.logged(self().identity, line);
@@ -343,6 +349,7 @@ void Conduct::beginCallback(int set)
     if (hasExited) {
         fail("after exit", "a callback");
     }
+    world().scheduler.touchOutside();
     if (callbacksRunning++ == 0) {
         callbackBegan = world().scheduler.now();
     }
@@ -353,6 +360,7 @@ void Conduct::beginCallback(int set)
 
 void Conduct::endCallback()
 {
+    world().scheduler.touchOutside();
     if (--callbacksRunning == 0) {
         callbackTotal += world().scheduler.now() - callbackBegan;
     }

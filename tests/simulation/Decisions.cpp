@@ -112,6 +112,7 @@ uint32_t Decisions::record(Kind kind, uint32_t options, uint32_t value, bool pre
     if (!strategy && made.size() < wanted.size()) {
         value = wanted[made.size()].value % options;
     }
+    preemptionCount += preemptive && value != 0 ? 1 : 0;
     made.push_back({static_cast<uint16_t>(options), static_cast<uint16_t>(value), preemptive});
     return value;
 }

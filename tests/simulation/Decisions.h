@@ -76,12 +76,14 @@ public:
     uint32_t chooseThread(std::vector<int> const& candidates, bool preemptive);
 
     Script const& made() const { return script; }
+    unsigned preemptions() const { return preemptionCount; }
 
 private:
     uint32_t record(Kind kind, uint32_t options, uint32_t value, bool preemptive);
 
     Script script;
     Script forced;
+    unsigned preemptionCount = 0;
     Random random;
     std::unique_ptr<Strategy> strategy; // null: as forced
 };

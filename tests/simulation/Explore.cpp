@@ -79,13 +79,17 @@ Outcome runScript(Script const& script, Scene const& scene)
     return runScene(scene, decisions);
 }
 
-Search searchExhaustively(Scene const& scene, unsigned preemptions, std::function<bool(uint64_t)> const& progress)
+Search searchExhaustively(Scene const& scene, unsigned preemptions, bool prunes,
+                          std::function<bool(uint64_t)> const& progress)
 {
+    States states(preemptions, prunes);
     Search search;
     Script next;
     std::vector<Decision>& schedule = next[static_cast<size_t>(Kind::Schedule)];
     do {
-        Outcome outcome = runScript(next, scene);
+        states.beginRun(schedule.size());
+        Decisions decisions(next);
+        Outcome outcome = runScene(scene, decisions, &states);
         ++search.schedules;
         if (outcome.finding != nullptr) {
             search.finding = std::move(outcome.finding);
@@ -98,6 +102,8 @@ Search searchExhaustively(Scene const& scene, unsigned preemptions, std::functio
         schedule = std::move(outcome.script[static_cast<size_t>(Kind::Schedule)]);
     } while (nextSchedule(schedule, preemptions));
     search.isComplete = true;
+    search.finalStates = states.finalStates();
+    search.digest = states.digest();
     return search;
 }
 

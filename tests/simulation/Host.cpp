@@ -166,6 +166,7 @@ void exitProcess()
         endLibrary();
     }
     checkNothingRuns();
+    world().scheduler.touchOutside();
     world().conduct.exited();
     pause(exitTime);
     checkNothingRuns();
@@ -215,6 +216,7 @@ Fiber& run(std::string const& name, std::function<void()> body)
 
 bool hasEnded(Fiber const& fiber)
 {
+    world().scheduler.observe(fiber);
     return fiber.state == Fiber::State::Ended;
 }
 
@@ -224,6 +226,7 @@ void join(Fiber& fiber)
     while (!hasEnded(fiber)) {
         world().scheduler.block(&fiber, never);
     }
+    world().scheduler.observe(fiber);
     world().scheduler.acquire(fiber.clock);
 }
 
@@ -251,6 +254,7 @@ NSTime::NSTime(long long count) : microseconds(count) {}
 
 NSTime NSTime::nowRelative()
 {
+    world().scheduler.observe(static_cast<uint64_t>(world().scheduler.now()));
     return NSTime(world().scheduler.now());
 }
 

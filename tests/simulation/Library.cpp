@@ -63,6 +63,7 @@ void endLibrary()
 
 void checkNothingRuns()
 {
+    world().scheduler.touchOutside();
     for (Fiber const& fiber : world().scheduler.all()) {
         bool const isThere = fiber.state == Fiber::State::Ready || fiber.state == Fiber::State::Blocked;
         if (fiber.role == Role::Library && isThere) {
@@ -96,6 +97,7 @@ void checkNothingIsLeft()
 extern "C" int simulated___cxa_atexit(void (*function)(void*), void* argument, void*)
 {
     simulation::Outside const outside;
+    simulation::world().scheduler.touchOutside();
     simulation::endings.push_back({function, argument});
     return 0;
 }

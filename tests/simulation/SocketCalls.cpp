@@ -45,6 +45,7 @@ int injected(std::initializer_list<int> errors)
 Descriptor* used(char const* call, int number)
 {
     forbidInChild(std::string("a call of ") + call);
+    world().scheduler.touchOutside();
     Descriptor* const descriptor = world().sockets.find(number);
     if (descriptor == nullptr && number >= 0) {
         fail("descriptor", std::string(call) + " of the closed descriptor " + std::to_string(number));
@@ -73,6 +74,7 @@ int waitFor(Endpoint& end, int number, int64_t timeout)
     Descriptor* const descriptor = world().sockets.find(number);
     ++descriptor->users;
     bool const inTime = scheduler.block(&end, deadline);
+    scheduler.touchOutside();
     Descriptor* const after = world().sockets.find(number);
     if (after != nullptr && after->socket.get() == &end) {
         --after->users;
@@ -185,7 +187,9 @@ int connectTo(int number, std::shared_ptr<Endpoint> const& end)
         TRACE("connect(%d) waits", number);
         // A change of the listener wakes the endpoints that wait for it.
         int64_t const deadline = end->sendTimeout == 0 ? never : world().scheduler.now() + end->sendTimeout;
-        if (end->nonBlocking || !world().scheduler.block(&listener, deadline)) {
+        bool const inTime = !end->nonBlocking && world().scheduler.block(&listener, deadline);
+        world().scheduler.touchOutside();
+        if (!inTime) {
             return failed("connect", number, EAGAIN);
         }
     }
@@ -212,6 +216,7 @@ int simulated_socket(int domain, int type, int)
     Outside const outside(PLACE);
     world().scheduler.minorStep();
     forbidInChild("a call of socket");
+    world().scheduler.touchOutside();
     if (int const error = injected({EMFILE, ENFILE, ENOBUFS, ENOMEM})) {
         return failed("socket", domain, error);
     }

@@ -46,6 +46,7 @@ bool sleepFor(int64_t duration, uintptr_t place)
 
 int64_t timeOf(clockid_t clockId)
 {
+    world().scheduler.observe(static_cast<uint64_t>(world().scheduler.now()));
     return clockId == CLOCK_REALTIME ? world().scheduler.wallClock() : world().scheduler.now();
 }
 
@@ -86,6 +87,7 @@ int simulated_pthread_join(pthread_t identity, void** result)
         world().scheduler.block(fiber, never);
     }
     fiber->joined = true;
+    world().scheduler.observe(*fiber);
     world().scheduler.acquire(fiber->clock);
     if (result != nullptr) {
         *result = nullptr;

@@ -98,7 +98,7 @@ void fail(std::string const& promise, std::string const& text)
     throw Finding{promise, text};
 }
 
-Outcome runScene(Scene const& scene, Decisions& decisions)
+Outcome runScene(Scene const& scene, Decisions& decisions, States* states)
 {
     catchSignals();
     restoreGlobals();
@@ -107,8 +107,9 @@ Outcome runScene(Scene const& scene, Decisions& decisions)
     World here(decisions, timeOfAllRuns);
     current = &here;
     if (scene.isSmall) {
-        here.scheduler.skipMinorSteps();
+        here.scheduler.beSmall();
     }
+    here.scheduler.remember(states);
     here.scheduler.run(scene.play);
     current = nullptr;
     timeOfAllRuns = here.scheduler.latestTime() + 1;
