@@ -49,17 +49,15 @@ bool nextSchedule(std::vector<Decision>& made, unsigned preemptions)
 {
     unsigned used = 0;
     for (Decision const& one : made) {
-        used += one.preemptive && one.value != 0 ? 1 : 0;
+        used += one.isPreemption() ? 1 : 0;
     }
     while (!made.empty()) {
         Decision& last = made.back();
-        bool const wasPreemption = last.preemptive && last.value != 0;
-        bool const affordable = !last.preemptive || wasPreemption || used < preemptions;
-        if (affordable && last.value + 1 < last.options) {
-            ++last.value;
+        used -= last.isPreemption() ? 1 : 0;
+        ++last.value;
+        if (last.value < last.options && used + (last.isPreemption() ? 1 : 0) <= preemptions) {
             return true;
         }
-        used -= wasPreemption ? 1 : 0;
         made.pop_back();
     }
     return false;

@@ -210,7 +210,7 @@ void pause(int64_t microseconds)
 
 Fiber& run(std::string const& name, std::function<void()> body)
 {
-    world().scheduler.step();
+    world().scheduler.minorStep();
     return world().scheduler.spawn(Role::Host, name, std::move(body));
 }
 
@@ -222,7 +222,7 @@ bool hasEnded(Fiber const& fiber)
 
 void join(Fiber& fiber)
 {
-    world().scheduler.step();
+    world().scheduler.minorStep();
     while (!hasEnded(fiber)) {
         world().scheduler.block(&fiber, never);
     }

@@ -38,9 +38,6 @@ void chooseEnvironment()
     if (choose(4) == 1) {
         world().environment["ZELO_LANG_CODE"] = "a code that is longer than a short text";
     }
-    if (choose(8) == 1) {
-        host::closeStandardInput();
-    }
     host::setCallbackVariety(choose(3) == 1 ? 6 : 0);
 }
 
@@ -229,6 +226,9 @@ void playFullQueue()
 void playFork()
 {
     chooseEnvironment();
+    if (choose(4) == 1) {
+        host::closeStandardInput();
+    }
     startMiddleware(chooseTemper());
     loadLibrary();
     if (choose(2) == 1) {

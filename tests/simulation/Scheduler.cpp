@@ -329,11 +329,19 @@ void Scheduler::chooseNext(bool currentGoesOn)
         }
         waitForTime();
     }
+    // Where every schedule is wanted, a middleware that gets ahead of a thread which could go on counts as a preemption.
+    size_t free = currentGoesOn ? 1 : candidates.size();
+    if (isSmall && !currentGoesOn) {
+        std::stable_partition(candidates.begin(), candidates.end(), [&](int number) { return !isPeer(number); });
+        free = static_cast<size_t>(
+            std::count_if(candidates.begin(), candidates.end(), [&](int number) { return !isPeer(number); }));
+        free = free == 0 ? candidates.size() : free;
+    }
     if (candidates.size() > 1 && isNothingNew(currentGoesOn)) {
         ending = true;
         return endPeers();
     }
-    size_t const choice = candidates.size() == 1 ? 0 : decisions.chooseThread(candidates, currentGoesOn);
+    size_t const choice = candidates.size() == 1 ? 0 : decisions.chooseThread(candidates, currentGoesOn, free);
     int const next = candidates[choice];
     hash = (hash ^ static_cast<uint64_t>(fibers[static_cast<size_t>(next)].identity)) * 0x100000001B3U + 1;
     Fiber& chosen = fibers[static_cast<size_t>(next)];

@@ -98,6 +98,7 @@ private:
     [[noreturn]] void reportDeadlock();
     void endPeers();
     bool isNothingNew(bool currentGoesOn);
+    bool isPeer(int number) const { return fibers[static_cast<size_t>(number)].role == Role::Peer; }
     uint64_t state(bool currentGoesOn) const;
 
     Decisions& decisions;

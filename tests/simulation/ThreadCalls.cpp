@@ -57,7 +57,7 @@ extern "C" {
 int simulated_pthread_create(pthread_t* handle, pthread_attr_t const*, void* (*routine)(void*), void* argument)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     Fiber& fiber = world().scheduler.spawn(Role::Library, "thread", [routine, argument] {
         TRACE("begins");
         {
@@ -74,7 +74,7 @@ int simulated_pthread_create(pthread_t* handle, pthread_attr_t const*, void* (*r
 int simulated_pthread_join(pthread_t identity, void** result)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     Fiber* const fiber = fiberOf(identity);
     if (fiber == nullptr || fiber->joined) {
         fail("threads", "a thread is joined that does not exist");
