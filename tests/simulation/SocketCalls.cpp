@@ -8,10 +8,12 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <utility>
 
+#include "tests/simulation/Child.h"
 #include "tests/simulation/Memory.h"
 #include "tests/simulation/Trace.h"
 #include "tests/simulation/World.h"
@@ -42,6 +44,8 @@ int injected(std::initializer_list<int> errors)
 /// A descriptor that a call of the library may name.
 Descriptor* used(char const* call, int number)
 {
+    forbidInChild(std::string("a call of ") + call);
+    world().scheduler.touchOutside();
     Descriptor* const descriptor = world().sockets.find(number);
     if (descriptor == nullptr && number >= 0) {
         fail("descriptor", std::string(call) + " of the closed descriptor " + std::to_string(number));
@@ -70,6 +74,7 @@ int waitFor(Endpoint& end, int number, int64_t timeout)
     Descriptor* const descriptor = world().sockets.find(number);
     ++descriptor->users;
     bool const inTime = scheduler.block(&end, deadline);
+    scheduler.touchOutside();
     Descriptor* const after = world().sockets.find(number);
     if (after != nullptr && after->socket.get() == &end) {
         --after->users;
@@ -115,6 +120,7 @@ ssize_t receive(int number, void* bytes, size_t size, bool atOnce, uintptr_t pla
     size_t const count = partOf(std::min(size, end->in.size()));
     memory().check(reinterpret_cast<uintptr_t>(bytes), count, Access{true, false, place}, self());
     end->in.take(static_cast<char*>(bytes), count);
+    world().conduct.libraryRead(static_cast<char const*>(bytes), count);
     world().scheduler.wake(end->peer.get());
     TRACE("recv(%d, %zu) = %zu", number, size, count);
     return static_cast<ssize_t>(count);
@@ -181,7 +187,9 @@ int connectTo(int number, std::shared_ptr<Endpoint> const& end)
         TRACE("connect(%d) waits", number);
         // A change of the listener wakes the endpoints that wait for it.
         int64_t const deadline = end->sendTimeout == 0 ? never : world().scheduler.now() + end->sendTimeout;
-        if (end->nonBlocking || !world().scheduler.block(&listener, deadline)) {
+        bool const inTime = !end->nonBlocking && world().scheduler.block(&listener, deadline);
+        world().scheduler.touchOutside();
+        if (!inTime) {
             return failed("connect", number, EAGAIN);
         }
     }
@@ -207,6 +215,8 @@ int simulated_socket(int domain, int type, int)
 {
     Outside const outside(PLACE);
     world().scheduler.minorStep();
+    forbidInChild("a call of socket");
+    world().scheduler.touchOutside();
     if (int const error = injected({EMFILE, ENFILE, ENOBUFS, ENOMEM})) {
         return failed("socket", domain, error);
     }
@@ -233,6 +243,9 @@ int simulated_connect(int number, sockaddr const* address, socklen_t length)
     if (length != sizeof(sa_family_t) + sizeof path - 1 ||
         memcmp(reinterpret_cast<sockaddr_un const*>(address)->sun_path, path, sizeof path - 1) != 0) {
         fail("conversation", "connect to another address");
+    }
+    if (number <= STDERR_FILENO) {
+        fail("descriptor", "the library's socket is " + std::to_string(number));
     }
     if (int const error = injected({EINTR, ECONNREFUSED, ENOENT, EACCES, EAGAIN})) {
         return failed("connect", number, error);
