@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <string.h>
 
 #include <algorithm>
@@ -192,7 +193,30 @@ TEST(StoppingByTheDestructor, IsAStopBeforeTheConnectionIsClosed)
     zelobox::Connection middleware = listener.accept();
     ASSERT_TRUE(handler.waitFor("connected"));
     standin::clearLog();
-    expectTimely([&] { client.reset(); });
+    std::vector<std::string> order; // of what this thread does
+    auto const note = [&order, self = pthread_self()](char const* what) {
+        if (pthread_equal(self, pthread_self()) != 0) {
+            order.emplace_back(what);
+        }
+    };
+    {
+        Takeover joining(
+            interpose::pthread_join,
+            [&](pthread_t thread, void** result) {
+                note("join");
+                return interpose::pthread_join.real(thread, result);
+            },
+            interpose::Threads::All);
+        Takeover closing(
+            interpose::close,
+            [&](int fd) {
+                note("close");
+                return interpose::close.real(fd);
+            },
+            interpose::Threads::All);
+        client.reset();
+    }
+    EXPECT_THAT(order, ElementsAre("join", "join", "close")) << "the client, its sender, the socket";
     EXPECT_THAT(handler.events(), ElementsAre("connected"));
     EXPECT_THAT(logged(), ElementsAre(line::closing));
     EXPECT_TRUE(middleware.waitForClose());
