@@ -175,11 +175,17 @@ void playStorm()
     host::unload();
 }
 
+/// From the time at which every run begins.
+int64_t const untilEndOf32Bits = (int64_t{0x7FFFFFFF} - 1700000000 - 1800) * 1000000;
+
 /// No middleware for days: the back-off, under a wall clock that steps.
 void playAbsence()
 {
     world().faults.set(Fault::WallClock, 100);
     world().faults.set(Fault::Signal, choose(2) == 0 ? 0 : 50);
+    if (choose(2) == 1) {
+        world().scheduler.stepWallClock(untilEndOf32Bits); // seconds do not fit into 32 bits soon, or any more
+    }
     Temper temper;
     temper.firstListens = int64_t{1} + choose(60000) * int64_t{1000000};
     startMiddleware(temper);

@@ -101,7 +101,8 @@ ssize_t receive(int number, void* bytes, size_t size, bool atOnce, uintptr_t pla
     if (!end->isConnected()) {
         return failed("recv", number, ENOTCONN);
     }
-    if (int const error = injected({ENOMEM, ECONNRESET, EINTR})) {
+    if (int const error =
+            injected({ENOMEM, ECONNRESET, EINTR, EAGAIN, EBADF, ECONNREFUSED, EFAULT, EINVAL, ENOTCONN, ENOTSOCK})) {
         return failed("recv", number, error);
     }
     while (end->in.size() == 0) {
@@ -145,7 +146,8 @@ ssize_t transmit(int number, void const* bytes, size_t size, int flags, uintptr_
     if (!end->isConnected()) {
         return failed("write", number, ENOTCONN);
     }
-    if (int const error = injected({ENOBUFS, ENOMEM, EINTR})) {
+    if (int const error = injected({ENOBUFS, ENOMEM, EINTR, EAGAIN, EPIPE, EBADF, EDESTADDRREQ, EDQUOT, EFAULT, EFBIG,
+                                    EINVAL, EIO, ENOSPC, EPERM})) {
         return failed("write", number, error);
     }
     memory().check(reinterpret_cast<uintptr_t>(bytes), size, Access{false, false, place}, self());
@@ -217,7 +219,7 @@ int simulated_socket(int domain, int type, int)
     world().scheduler.minorStep();
     forbidInChild("a call of socket");
     world().scheduler.touchOutside();
-    if (int const error = injected({EMFILE, ENFILE, ENOBUFS, ENOMEM})) {
+    if (int const error = injected({EMFILE, ENFILE, ENOBUFS, ENOMEM, EACCES, EAFNOSUPPORT, EINVAL, EPROTONOSUPPORT})) {
         return failed("socket", domain, error);
     }
     Descriptor descriptor;
@@ -247,7 +249,9 @@ int simulated_connect(int number, sockaddr const* address, socklen_t length)
     if (number <= STDERR_FILENO) {
         fail("descriptor", "the library's socket is " + std::to_string(number));
     }
-    if (int const error = injected({EINTR, ECONNREFUSED, ENOENT, EACCES, EAGAIN})) {
+    if (int const error =
+            injected({EINTR, ECONNREFUSED, ENOENT, EACCES, EAGAIN, EPERM, EADDRINUSE, EADDRNOTAVAIL, EAFNOSUPPORT,
+                      EALREADY, EBADF, EFAULT, EINPROGRESS, EISCONN, ENETUNREACH, ENOTSOCK, EPROTOTYPE, ETIMEDOUT})) {
         return failed("connect", number, error);
     }
     std::shared_ptr<Endpoint> const end = descriptor->socket;
@@ -315,7 +319,9 @@ int simulated_close(int number)
         world().conduct.libraryClosed(*descriptor->socket);
     }
     world().sockets.close(number);
-    return 0;
+    // One that fails has closed all the same.
+    int const error = injected({EIO, EBADF, EINTR, ENOSPC, EDQUOT});
+    return error == 0 ? 0 : failed("close", number, error);
 }
 
 int simulated_fcntl(int number, int command, ...)
@@ -330,7 +336,7 @@ int simulated_fcntl(int number, int command, ...)
     if (descriptor == nullptr) {
         return failed("fcntl", number, EBADF);
     }
-    if (int const error = injected({EMFILE, EINVAL})) {
+    if (int const error = injected({EMFILE, EINVAL, EBADF})) {
         return failed("fcntl", number, error);
     }
     switch (command) {
@@ -361,7 +367,7 @@ int simulated_setsockopt(int number, int, int option, void const* value, socklen
     if (descriptor == nullptr) {
         return failed("setsockopt", number, EBADF);
     }
-    if (int const error = injected({ENOMEM})) {
+    if (int const error = injected({ENOMEM, EDOM, EBADF, EFAULT, EINVAL, ENOPROTOOPT, ENOTSOCK})) {
         return failed("setsockopt", number, error);
     }
     timeval timeout;
