@@ -140,7 +140,7 @@ MUTATIONS = [
     (G, 'IPC_VIDEO_WINDOW_MODE, "box"', 'IPC_VIDEO_WINDOW_MODE, "Box"'),
     (G, "IPC_PREVIOUS_CONTROLLER, previous", "IPC_CLIENT_STATE, previous"),
     (L, "            interrupted->end();\n", ""),
-    (L, "        destroyManager();\n        while", "        while"),
+    (L, "usleep(1000);\n            destroyManager();", "usleep(1000);"),
     (L, "while (LifeCycleCall::areAnyUnderWay()) {", "while (false) {"),
     (L, "callingProcess = getpid();", ""),
     (L, "hold.reset(new CobaltManager::Hold(*manager));", ""),
