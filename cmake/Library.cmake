@@ -23,7 +23,8 @@ function(zelo_library_part name)
     # GNU_UNIQUE symbols would keep the library in the process after dlclose.
     $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
-    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-ipa-sra>) # it makes the code larger there
+    # They make the code larger there.
+    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-ipa-sra$<SEMICOLON>-fno-gcse>)
   endif()
   if(ZELO_HARDENING)
     target_compile_options(${name} PRIVATE -fstack-protector-strong)
