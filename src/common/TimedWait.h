@@ -37,7 +37,7 @@ inline bool realTimeIn(unsigned ms, timespec& deadline)
 /// Waits until a signal, a spurious wake-up or the end of the time.
 ///
 /// Without a clock to make a deadline of, a short sleep without the lock takes the wait's place: the caller looks
-/// again, a little later than with a signal.
+/// again, a little later than with a signal, and at rest twenty times a second.
 inline void waitUpTo(pthread_helper::cond& condition, pthread_helper::mutex& heldMutex, unsigned ms) REQUIRES(heldMutex)
 {
     timespec deadline;
@@ -45,7 +45,7 @@ inline void waitUpTo(pthread_helper::cond& condition, pthread_helper::mutex& hel
         condition.timedWait(heldMutex, deadline);
         return;
     }
-    unsigned const sleepMs = 20;
+    unsigned const sleepMs = 50;
     heldMutex.unlock();
     usleep(std::min(ms, sleepMs) * 1000);
     heldMutex.lock();
