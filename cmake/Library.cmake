@@ -5,7 +5,7 @@ option(ZELO_SEPARATE_DEBUG "Strip the library; its debug information goes into l
 # Not with the tests, which take the place of the C library's functions by the names of the 32-bit ones.
 cmake_dependent_option(ZELO_TIME64 "Seconds of 64 bits on a 32-bit box, if its C library has them" ON
                        "NOT ZELO_BUILD_TESTS" OFF)
-set(ZELO_MIDDLEWARE_UID "" CACHE STRING "The user whose middleware alone is believed, as a number; empty for everybody's")
+set(ZELO_MIDDLEWARE_UID "" CACHE STRING "Number of the user whose middleware alone is believed; empty: any")
 set(ZELO_MAX_GLIBC "" CACHE STRING "Newest GLIBC_ version that the library may need, for example 2.28")
 set(ZELO_MAX_GLIBCXX "" CACHE STRING "Newest GLIBCXX_ version that the library may need, for example 3.4.25")
 
