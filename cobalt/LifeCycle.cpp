@@ -11,7 +11,7 @@
 
 namespace {
 
-char const sourceFile[] = "cobalt/ZeloCobalt";
+char const* const sourceFile = "cobalt/ZeloCobalt";
 
 enum Line : int { LineRefused = 61 };
 
