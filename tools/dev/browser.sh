@@ -37,7 +37,7 @@ take_screenshots() {
   pngquant --force --ext .png --skip-if-larger --speed 1 "$ZELO_ROOT"/docs/images/page-*.png
   # One palette for all pictures.
   ffmpeg -y -loglevel error -f concat -i "$ZELO_BUILD/browser/click/list.txt" \
-    -vf 'scale=900:-1:flags=lanczos,split[a][b];[a]palettegen=max_colors=96:stats_mode=diff[p];[b][p]paletteuse=dither=none:diff_mode=rectangle' \
+    -vf 'scale=900:-1:flags=lanczos,split[a][b];[a]palettegen=max_colors=200[p];[b][p]paletteuse=dither=bayer:bayer_scale=5:diff_mode=rectangle' \
     "$ZELO_ROOT/docs/images/click.gif"
 }
 

@@ -5,16 +5,17 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { test } from 'node:test';
 
+import { tooWide, violations } from './looks.js';
 import { browser, row, rows } from './scene.js';
 import { Host, Middleware, open, waitForLink } from './support.js';
 
 /// Opens the page of a file with these bytes.
-async function openFile(t, name, bytes) {
+async function openFile(t, name, bytes, options) {
   const directory = await mkdtemp(join(tmpdir(), 'zelobox-'));
   const file = join(directory, name);
   await writeFile(file, bytes);
   const middleware = await Middleware.start(0, '--file', file);
-  const page = await open(browser(), middleware);
+  const page = await open(browser(), middleware, options);
   t.after(async () => {
     await page.context().close();
     await middleware.stop('SIGKILL');
@@ -96,3 +97,14 @@ test('of a long file the page has what is around the scrubber', async (t) => {
   assert.ok(await rows(page).count() < 100);
   assert.deepEqual(page.problems, []);
 });
+
+for (const [width, colorScheme] of [[320, 'light'], [1280, 'dark']]) {
+  test(`a capture file's page ${width} px wide and ${colorScheme}: nothing is cut off, axe finds nothing`, async (t) => {
+    const page = await openFile(t, 'trace.pcapng', await recorded(t), { viewport: { width, height: 800 }, colorScheme });
+    await waitForLink(page, 'read only');
+    await row(page, 'IPC_REMOTE_KEY').locator('.line').click();
+    await page.locator('.dump').waitFor();
+    assert.deepEqual(await tooWide(page), []);
+    assert.deepEqual(await violations(page), []);
+  });
+}
