@@ -9,7 +9,6 @@
 #include "testkit/Interpose.h"
 #include "testkit/ThreadProbe.h"
 #include "testkit/Wait.h"
-#include "testkit/WallClock.h"
 
 namespace {
 
@@ -113,15 +112,6 @@ std::string nameOfThisThread()
 TEST(Sleep, IsEndedByAStop)
 {
     EXPECT_LT(stopOfASleeper(), std::chrono::milliseconds(aMinute / 4));
-}
-
-TEST(Sleep, IsEndedByAStopWhereverTheWallClockGoes)
-{
-    for (int64_t const hour : {3600, -3600}) {
-        WallClock clock;
-        clock.stepDuringWaits(hour);
-        EXPECT_LT(stopOfASleeper(), std::chrono::milliseconds(aMinute / 4)) << hour;
-    }
 }
 
 TEST(Sleep, IsEndedByANotification)

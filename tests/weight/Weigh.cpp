@@ -44,7 +44,7 @@ void discount(void* block)
     }
 }
 
-mallocs::Observer const observer = {nullptr, &count, &discount};
+mallocs::Observer const observer = {&count, &discount};
 
 using Thread = int(pthread_t*, pthread_attr_t const*, void* (*)(void*), void*);
 
