@@ -28,10 +28,8 @@ struct Record {
 Record& record = *new Record;
 
 std::atomic<Logging> logging{Logging::Recorded};
-std::atomic<unsigned long> count{0};
 std::atomic<bool> timeIsVirtual{false};
 std::atomic<long long> virtualTime{0};
-std::atomic<int> clockRate{1};
 std::atomic<bool> l1{false};
 int cdm;
 
@@ -52,11 +50,6 @@ void setLogging(Logging newLogging)
 bool isLoggingDropped()
 {
     return logging == Logging::Dropped;
-}
-
-unsigned long logCount()
-{
-    return count;
 }
 
 std::vector<LogLine> logLines()
@@ -102,7 +95,6 @@ void logCalled(STBLogContext const& context, char const* text, int level, int li
 {
     char message[4096];
     vsnprintf(message, sizeof message, format, arguments);
-    ++count;
     if (logging != Logging::Recorded) {
         return;
     }
@@ -129,18 +121,13 @@ void advanceVirtualTime(long long microseconds)
     virtualTime += microseconds;
 }
 
-void setClockRate(int rate)
-{
-    clockRate = rate;
-}
-
 long long nowMicroseconds()
 {
     if (timeIsVirtual) {
         return virtualTime;
     }
     auto const now = std::chrono::steady_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::microseconds>(now).count() * clockRate;
+    return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
 }
 
 std::vector<std::string> drmCalls()

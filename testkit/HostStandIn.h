@@ -38,8 +38,6 @@ enum class Logging {
 };
 /// What becomes of a line. Recorded unless a program that watches memory or speed says otherwise.
 void setLogging(Logging logging);
-/// @return how many lines have come, of those that were not dropped
-unsigned long logCount();
 
 /// Everything logged since the start or the last clear. Any thread.
 std::vector<LogLine> logLines();
@@ -56,8 +54,6 @@ void onLog(std::function<void(LogLine const&)> observer);
 /// Replaces the monotonic clock of NSTime by a number of microseconds that only the test moves.
 void setVirtualTime(long long microseconds);
 void advanceVirtualTime(long long microseconds);
-/// Makes the monotonic clock of NSTime run so many times faster than real time.
-void setClockRate(int rate);
 
 extern char const deviceId[];
 

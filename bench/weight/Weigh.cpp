@@ -12,10 +12,10 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "bench/weight/Malloc.h"
 #include "testkit/HostStandIn.h"
 #include "testkit/Interpose.h"
 #include "testkit/LoadedLibrary.h"
-#include "bench/weight/Malloc.h"
 #include "testkit/Middleware.h"
 #include "testkit/Process.h"
 

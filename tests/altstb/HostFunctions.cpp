@@ -6,7 +6,6 @@
 #include <stdarg.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 
 #include "testkit/HostStandIn.h"
 
@@ -42,19 +41,9 @@ NSTime NSTime::nowRelative()
     return NSTime(standin::nowMicroseconds());
 }
 
-NSTime NSTime::nowAbsolute()
-{
-    return NSTime(int64_t{time(nullptr)} * 1000000);
-}
-
 NSTime NSTime::operator-(NSTime const& other) const
 {
     return NSTime((seconds - other.seconds) * 1000000 + (nanoseconds - other.nanoseconds) / 1000);
-}
-
-NSTime NSTime::operator+(NSTime const& other) const
-{
-    return NSTime((seconds + other.seconds) * 1000000 + (nanoseconds + other.nanoseconds) / 1000);
 }
 
 bool NSTime::operator>=(NSTime const& other) const

@@ -54,12 +54,6 @@ void expectLogged(int line, std::string const& message)
 
 } // namespace
 
-TEST(Thread, IsStoppedAtFirst)
-{
-    Thread const thread([](Thread&) {});
-    EXPECT_FALSE(thread.isRunning());
-}
-
 TEST(Thread, RunsItsBodyOnAThreadOfItsOwn)
 {
     standin::clearLog();
@@ -91,22 +85,17 @@ TEST(Thread, GoesByTwoNamesForEachOperation)
     EXPECT_TRUE(ran);
 }
 
-TEST(Thread, LogsAStopWithoutAStart)
+TEST(Thread, LogsAStopWithoutAStartAndASecondStop)
 {
     Thread thread([](Thread&) {});
-    standin::clearLog();
-    thread.stop();
-    expectLogged(82, withAddress("Thread ", thread, " already stopped"));
-}
-
-TEST(Thread, LogsASecondStop)
-{
-    Thread thread([](Thread&) {});
-    thread.start(nullptr);
-    thread.stop();
-    standin::clearLog();
-    thread.stop();
-    expectLogged(82, withAddress("Thread ", thread, " already stopped"));
+    EXPECT_FALSE(thread.isRunning());
+    for (int i = 0; i < 2; ++i) {
+        standin::clearLog();
+        thread.stop();
+        expectLogged(82, withAddress("Thread ", thread, " already stopped"));
+        thread.start(nullptr);
+        thread.stop();
+    }
 }
 
 TEST(Thread, IsNotStartedTwice)

@@ -277,6 +277,11 @@ TEST_F(LongFrame, ThatOnlySaysSoTakesAMegabyte)
                                             },
                                             nullptr, nullptr};
     allocations::observe(&observer);
+    std::atomic<size_t> touched{0};
+    Takeover receiving(interpose::recv, [&](int fd, void* buffer, size_t size, int flags) {
+        touched = std::max<size_t>(touched, size);
+        return interpose::recv.real(fd, buffer, size, flags);
+    });
     middleware.sendBytes(headerOf(0x7FFFFFFF));
     middleware.sendBytes(Bytes(1000, 'x'));
     // The connection stays: what ends it is the close.
@@ -285,6 +290,7 @@ TEST_F(LongFrame, ThatOnlySaysSoTakesAMegabyte)
     expectReconnect();
     allocations::observe(nullptr);
     EXPECT_EQ(size_t{1024} * 1024, largest);
+    EXPECT_EQ(size_t{256} * 1024, touched) << "before more bytes are there";
     EXPECT_EQ(1U, standin::logLines("New message received: 24 length 2147483647").size());
 }
 

@@ -78,6 +78,16 @@ TEST_F(SendingFailure, TellsNobodyWhenTheOtherSideReadsNoMore)
     EXPECT_THAT(logged(), ElementsAre(line::writeError));
 }
 
+TEST_F(SendingFailure, IsAWriteOfNothing)
+{
+    Takeover writing(interpose::write, [](int, void const*, size_t) {
+        errno = EAGAIN; // of an earlier call
+        return 0;
+    });
+    link.push(new CountedMessage(IPC_CLIENT_STATE, 1));
+    EXPECT_TRUE(standin::waitForLog("Out connection error"));
+}
+
 TEST_F(SendingFailure, EndsTheConnectionWhileFramesArriveWhenAMessageFindsNoMemory)
 {
     PeriodicTimer const keys(Milliseconds(50), [this] {

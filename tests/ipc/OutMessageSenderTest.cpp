@@ -56,14 +56,6 @@ TEST_F(Sending, SerializesAMessageOnceOnTheSendersThread)
     EXPECT_THAT(threads, ElementsAre("ipc_snd"));
 }
 
-TEST_F(Sending, WritesAnEmptyPayloadAsEightBytes)
-{
-    connect();
-    link.push(new IPCMessage(IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST));
-    EXPECT_EQ(bytes::fromHex("6D 00 00 17 00 00 00 00"), middleware.receiveBytes(8));
-    EXPECT_TRUE(middleware.isSilentFor(Milliseconds(300)));
-}
-
 TEST_F(Sending, WritesALargeMessageWhole)
 {
     connect();

@@ -312,6 +312,7 @@ TEST_P(StandardStream, OfTheHostIsNeverTheSocket)
     });
     zelobox::Listener listener;
     Without const without(GetParam());
+    Without const another(GetParam() == STDERR_FILENO ? STDIN_FILENO : STDERR_FILENO);
     SocketsAfterTheStart sockets;
     Link link;
     sockets.start(link);

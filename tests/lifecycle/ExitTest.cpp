@@ -22,6 +22,13 @@ using timely::eventually;
 
 int const keptStatus = 7;
 
+[[noreturn]] void waitForTheExit()
+{
+    for (;;) {
+        pause();
+    }
+}
+
 /// Registered before the load, so that it runs after the library's own end.
 void reportRest()
 {
@@ -105,9 +112,7 @@ public:
     host.start();
     callbacks::setBody([] { exit(keptStatus); });
     host.middleware.sendKey(2);
-    for (;;) {
-        pause();
-    }
+    waitForTheExit();
 }
 
 [[noreturn]] void exitInsideACallbackWhileAStopWaitsForIt(char const* path)
@@ -123,9 +128,7 @@ public:
     host.middleware.sendKey(2);
     eventually([&] { return entered.load(); });
     stop.run([&] { host.library.stop(); });
-    for (;;) {
-        pause();
-    }
+    waitForTheExit();
 }
 
 [[noreturn]] void exitInsideACallbackOfAReplacedManager(char const* path)
@@ -142,9 +145,7 @@ public:
     first.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 1)));
     eventually([&] { return entered.load(); });
     start.run([&] { host.library.start({}); });
-    for (;;) {
-        pause();
-    }
+    waitForTheExit();
 }
 
 [[noreturn]] void exitWithADrmObject(char const* path)

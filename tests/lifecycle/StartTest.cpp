@@ -187,20 +187,3 @@ TEST(Start, ASecondOneWaitsForAConfigurationOfItsOwn)
     EXPECT_EQ(2U, standin::logLines("Started.....").size());
     ZeloStopApp();
 }
-
-TEST(Start, AndStopFiftyTimesLeaveNothingBehind)
-{
-    Middleware middleware;
-    startWith(middleware); // what a first run keeps for good is there before the counting
-    ZeloStopApp();
-    middleware.link().close();
-    int const descriptors = openDescriptors();
-    for (int i = 0; i < 50; ++i) {
-        startWith(middleware);
-        ZeloStopApp();
-        middleware.link().close();
-    }
-    EXPECT_EQ(descriptors, openDescriptors());
-    EXPECT_TRUE(libraryThreadsEnd());
-    EXPECT_EQ(51U, standin::logLines("Closing connection").size());
-}

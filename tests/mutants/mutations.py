@@ -175,7 +175,7 @@ MUTATIONS = [
     # Lists and texts that are long, cut short, or abandoned
     (W, "    void u16(uint16_t value) { number(value, 2); }\n    void u32(uint32_t value) { number(value, 4); }\n    void u64", "    void u16(uint16_t value) { number(value, 4); }\n    void u32(uint32_t value) { number(value, 4); }\n    void u64"),
     (R, "while (result.size() < length && !failed()) {", "while (result.size() < length) {\n            failed();"),
-    (R, "failure = failure || length > left;", "failure = failure || length > left + 1;"),
+    (R, "failure = failure || length > left;", "failure = failure || (length > left && length < 64);"),
     (R, "abandoned != nullptr && abandoned->load(std::memory_order_relaxed)", "false"),
     (M, "value = reader().u64();", "value = reader().u32();"),
     (M, "list.skip(count == 0 ? 0 : 1); // the terminator of the text before", "list.skip(1);"),
@@ -242,7 +242,7 @@ MUTATIONS = [
     (A, "return hasPassed(lastSuccess, ms);", "return hasPassed(NSTime(), ms);"),
     (Y, "LineQueueFull = 310", "LineQueueFull = 311"),
     # The sender
-    (S, "if (queue.empty() && !ending && !finishing) {", "if (queue.empty() && !finishing) {"),
+    (S, "if (queue.empty() && !ending && !finishing) {", "if (queue.empty()) {"),
     (S, "    }\n    connected = false;\n}", "    }\n}"),
     (S, "        queueCond.signal();\n        return;", "        return;"),
     (S, "count == 0 || !isInterruption(errno)", "!isInterruption(errno)"),
