@@ -10,6 +10,8 @@
 #include <mutex>
 
 #include "cobalt/CobaltManager.h"
+#include "cobalt/ZeloCobalt.h"
+#include "testkit/Allocations.h"
 #include "testkit/HeldLocks.h"
 #include "testkit/HostStandIn.h"
 #include "testkit/LinkSupport.h"
@@ -234,4 +236,26 @@ TEST(HeldLocks, AManagerRegistersBeforeItsThreadIsStartedAndUnregistersAfterItHa
         unregistrations += isOurs && joined ? 1 : 0;
     }
     EXPECT_EQ(1, unregistrations);
+}
+
+TEST(HeldLocks, ARequestIsBuiltUnderNone)
+{
+    static std::atomic<int> built{0};
+    static std::atomic<int> underALock{0};
+    allocations::Observer const observer = {[](size_t size) {
+                                                if (size == sizeof(IPCMessage) ||
+                                                    size == sizeof(IPCMessageUnsignedInt) ||
+                                                    size == sizeof(IPCMessageSimpleString)) {
+                                                    ++built;
+                                                    underALock += heldlocks::held().empty() ? 0 : 1;
+                                                }
+                                                return false;
+                                            },
+                                            nullptr, nullptr};
+    allocations::observe(&observer);
+    ZeloSetVideoWindow(1, 2, 3, 4);
+    ZeloRequestPreviousController();
+    allocations::observe(nullptr);
+    EXPECT_EQ(3, built) << "a raw message, a text and a number";
+    EXPECT_EQ(0, underALock);
 }
