@@ -109,7 +109,7 @@ def idle(directory, library, sysroot, year):
     before = resource.getrusage(resource.RUSAGE_CHILDREN)
     source = directory.parent.parent
     output(source / "testkit/own-tmp.sh", source, "--", "qemu-arm", "-U", "LD_PRELOAD", "-L", sysroot,
-           directory / "tests/weigh", library, "5", env=in_year(year))
+           directory / "bench/weigh", library, "5", env=in_year(year))
     after = resource.getrusage(resource.RUSAGE_CHILDREN)
     seconds = after.ru_utime - before.ru_utime + after.ru_stime - before.ru_stime
     return [f"in {year} a library at rest takes {seconds:.1f} s of 5 s"] if seconds > 2 else []

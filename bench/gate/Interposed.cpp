@@ -7,7 +7,7 @@
 #include <atomic>
 
 #include "testkit/Interpose.h"
-#include "testkit/Malloc.h"
+#include "bench/weight/Malloc.h"
 
 namespace {
 

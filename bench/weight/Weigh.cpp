@@ -15,7 +15,7 @@
 #include "testkit/HostStandIn.h"
 #include "testkit/Interpose.h"
 #include "testkit/LoadedLibrary.h"
-#include "testkit/Malloc.h"
+#include "bench/weight/Malloc.h"
 #include "testkit/Middleware.h"
 #include "testkit/Process.h"
 

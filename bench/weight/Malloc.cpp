@@ -1,4 +1,4 @@
-#include "testkit/Malloc.h"
+#include "bench/weight/Malloc.h"
 
 #include <atomic>
 

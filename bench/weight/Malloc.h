@@ -1,7 +1,7 @@
 /// @file
 /// The program's own malloc and its relatives, which can be watched.
-#ifndef ZELO_TESTKIT_MALLOC_H
-#define ZELO_TESTKIT_MALLOC_H
+#ifndef ZELO_BENCH_WEIGHT_MALLOC_H
+#define ZELO_BENCH_WEIGHT_MALLOC_H
 
 #include <stddef.h>
 
