@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Breaks the library's threads in one place after the other and lets the simulation find it.
 
-mutants.py BUILD WORK [--seeds N] [--preemptions N [--whole]] [FIRST [LAST]]
+mutants.py [--seeds N] [--preemptions N [--whole]] BUILD WORK [FIRST [LAST]]
 
 BUILD is a build directory with the program simulate. The library's sources are copied to WORK, compiled and linked there
 with the rest of the program. Prints for each mutation the seeds that it took; ends badly if one is not found.
