@@ -25,15 +25,16 @@ endif()
 set(version "${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE}")
 set(CPACK_COMPONENTS_ALL library development)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME libzelocobalt)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-# The trigger takes the place of the ldconfig scripts that CPack would write.
+# CPack has a variable of its own for Multi-Arch from 3.31 on; until then the field follows another one's value.
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION "libs\nMulti-Arch: same")
+# For a foreign architecture CPack writes no scripts that call ldconfig.
 file(WRITE "${PROJECT_BINARY_DIR}/debian/triggers" "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA "${PROJECT_BINARY_DIR}/debian/triggers")
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "bridge between an application container and a set-top box
  The library that an application container loads to talk to the middleware of
  the box: configuration, remote control, volume, video window.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libzelocobalt-dev)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION "libdevel\nMulti-Arch: same")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libzelocobalt (= ${version})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SHLIBDEPS OFF)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "header and build files of the set-top box bridge
@@ -41,7 +42,7 @@ set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "header and build files of the set-t
 if(ZELO_SEPARATE_DEBUG)
   list(APPEND CPACK_COMPONENTS_ALL symbols)
   set(CPACK_DEBIAN_SYMBOLS_PACKAGE_NAME libzelocobalt-dbgsym)
-  set(CPACK_DEBIAN_SYMBOLS_PACKAGE_SECTION debug)
+  set(CPACK_DEBIAN_SYMBOLS_PACKAGE_SECTION "debug\nMulti-Arch: same")
   set(CPACK_DEBIAN_SYMBOLS_PACKAGE_DEPENDS "libzelocobalt (= ${version})")
   set(CPACK_DEBIAN_SYMBOLS_PACKAGE_SHLIBDEPS OFF)
   set(CPACK_COMPONENT_SYMBOLS_DESCRIPTION "debug symbols for libzelocobalt
@@ -62,9 +63,37 @@ if(TARGET zelobox)
   if(CMAKE_CROSSCOMPILING)
     string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", ${CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS}")
   endif()
-  set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION devel)
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION "devel\nMulti-Arch: foreign")
   set(CPACK_COMPONENT_TOOLS_DESCRIPTION "set-top box on a desk
  Plays the middleware of a box, and a container that loads the bridge.")
+  if(TARGET zelobox_proxy)
+    # The static program goes to boxes as a single file.
+    install(TARGETS zelobox_proxy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+    file(CREATE_LINK zelobox.1.gz "${PROJECT_BINARY_DIR}/links/zelobox-proxy.1.gz" SYMBOLIC)
+    install(FILES "${PROJECT_BINARY_DIR}/links/zelobox-proxy.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1"
+            COMPONENT tools)
+    set(zelo_overrides_tools "# Runs on a box whatever C++ runtime is there.\nstatically-linked-binary\n")
+  endif()
+endif()
+if(TARGET zelobox AND NOT CMAKE_CROSSCOMPILING)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zelobox)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9), zelobox (>= ${version})")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION "drives zelobox from tests in Python
+ The middleware of a set-top box, a container that loads the bridge, and a
+ plugin for pytest.")
+  set(modules lib/python3/dist-packages)
+  install(DIRECTORY python/zelobox DESTINATION "${modules}" COMPONENT python EXCLUDE_FROM_ALL
+          FILES_MATCHING PATTERN "*.py")
+  # What pip would have written, so that pytest finds the plugin.
+  file(WRITE "${PROJECT_BINARY_DIR}/debian/python/METADATA"
+       "Metadata-Version: 2.1\nName: zelobox\nVersion: ${PROJECT_VERSION}\n")
+  file(WRITE "${PROJECT_BINARY_DIR}/debian/python/entry_points.txt" "[pytest11]\nzelobox = zelobox.pytest_plugin\n")
+  install(DIRECTORY "${PROJECT_BINARY_DIR}/debian/python/"
+          DESTINATION "${modules}/zelobox-${PROJECT_VERSION}.dist-info" COMPONENT python EXCLUDE_FROM_ALL)
 endif()
 
 # What the Debian policy wants beside the files themselves; a plain installation goes without.
@@ -87,8 +116,16 @@ License: Apache-2.0
  On Debian systems the text is in /usr/share/common-licenses/Apache-2.0.
 ")
 execute_process(COMMAND gzip -9nf changelog.Debian WORKING_DIRECTORY "${documents}" COMMAND_ERROR_IS_FATAL ANY)
+set(zelo_overrides_library "# The host loads it by this name.\nshared-library-lacks-version\n")
+if(CPACK_DEBIAN_PACKAGE_SHLIBDEPS)
+  string(APPEND zelo_overrides_library "# CPack writes the scripts.\nmaintscript-calls-ldconfig\n")
+endif()
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER "${component}" upper)
+  set(overrides "${documents}/overrides/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}")
+  file(WRITE "${overrides}" "# No upload to Debian.\ninitial-upload-closes-no-bugs\n${zelo_overrides_${component}}")
+  install(FILES "${overrides}" DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" COMPONENT ${component}
+          EXCLUDE_FROM_ALL)
   install(FILES "${documents}/changelog.Debian.gz" "${documents}/copyright"
           DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${upper}_PACKAGE_NAME}" COMPONENT ${component}
           EXCLUDE_FROM_ALL)

@@ -61,6 +61,18 @@ int open(char const* path, int flags, ...)
     return interpose::open(path, flags, mode);
 }
 
+#if __SIZEOF_POINTER__ == 4 && !defined(_FILE_OFFSET_BITS)
+/// What a library calls that was compiled with 64-bit time, which comes with 64-bit sizes of files.
+int open64(char const* path, int flags, ...)
+{
+    va_list arguments;
+    va_start(arguments, flags);
+    mode_t const mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return interpose::open(path, flags, mode);
+}
+#endif
+
 int sysinfo(struct sysinfo* info) noexcept
 {
     return interpose::sysinfo(info);

@@ -49,8 +49,10 @@ def output(*command, **options):
 
 
 def build(source, preset, directory, settings, targets=()):
-    output("cmake", "--preset", preset, "-B", directory, *[f"-D{name}={value}" for name, value in settings.items()],
-           cwd=source)
+    # What ships comes from the compiler itself: a compiler cache may write other paths into it.
+    launcher = ["-DCMAKE_CXX_COMPILER_LAUNCHER="] if preset.endswith("-release") else []
+    output("cmake", "--preset", preset, "-B", directory, *launcher,
+           *[f"-D{name}={value}" for name, value in settings.items()], cwd=source)
     output("cmake", "--build", directory, *(["--target", *targets] if targets else []))
 
 
