@@ -120,6 +120,20 @@ test('a tab that is shown again is told what it does not know, once', () => {
   assert.deepEqual(one.told.slice(-2), ['records {"serial":3}', 'records {"serial":4}']);
 });
 
+test('of the states that come at once a tab is told the latest', () => {
+  const hub = new Hub(FakeStream);
+  const tab = new FakeTab(hub);
+  tab.say({ shown: true, instance: '', serial: 0 });
+  FakeStream.latest.hello();
+  hub.flush();
+  tab.told.length = 0;
+  FakeStream.latest.listeners.state({ data: '{"volume":1}' });
+  FakeStream.latest.records(1);
+  FakeStream.latest.listeners.state({ data: '{"volume":2}' });
+  hub.flush();
+  assert.deepEqual(tab.told, ['records {"serial":1}', 'state {"volume":2}']);
+});
+
 test('what is kept for a tab has no holes and is bounded', () => {
   const hub = new Hub(FakeStream);
   const tab = new FakeTab(hub);
