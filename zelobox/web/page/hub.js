@@ -7,7 +7,7 @@
 
 const mostKept = 10000;
 const mostKeptCharacters = 8 << 20;
-const flushEveryMs = 200; // nobody reads faster, and what a tab draws costs more than a message
+const flushEveryMs = 300; // nobody reads faster, and what a tab draws costs more than a message
 
 export class Hub {
   constructor(EventSourceClass = EventSource) {

@@ -1,7 +1,7 @@
 // The middleware as the page knows it: requests to it, and what it tells.
 import { Hub } from './hub.js';
 
-const patienceMs = 2500; // a person takes a button for dead after 3 s
+const patienceMs = 2000; // a person takes a button for dead after 3 s
 
 async function request(path, options, patience = patienceMs, read = (response) => response.json()) {
   let response;

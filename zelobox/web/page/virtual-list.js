@@ -17,6 +17,7 @@ export class VirtualList {
     this.viewHeight = 0;
     this.top = 0; // what scrollTop is known to be: reading it lays the page out
     this.height = 0;
+    this.isScrolled = false;
     this.resized = new ResizeObserver((entries) => this.onResize(entries));
     this.resized.observe(scroller);
   }
@@ -76,9 +77,10 @@ export class VirtualList {
     return Math.max(0, this.height - this.viewHeight);
   }
 
+  /// Takes effect with the next render(): scrolling lays the page out, which is done once, with the rows in their places.
   scrollTo(top) {
     this.top = Math.max(0, Math.min(top, this.end));
-    this.scroller.scrollTop = this.top;
+    this.isScrolled = true;
   }
 
   /// Shows other items, with the first that was in view where it was, or the next one that is still there.
@@ -184,6 +186,10 @@ export class VirtualList {
       if (!near.has(item)) {
         VirtualList.move(element, this.offsetOf(this.indexOf(item.number)));
       }
+    }
+    if (this.isScrolled) {
+      this.isScrolled = false;
+      this.scroller.scrollTop = this.top;
     }
   }
 
