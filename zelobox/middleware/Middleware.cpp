@@ -175,8 +175,32 @@ void Middleware::answer(ClientId id)
     spoilConfig(lasting, isFirst, message);
     tell(frameRecord(id, Direction::ToHost, message));
     server.send(id, bytesOf(message));
+    if (isFirst && briefing) {
+        brief(id);
+    }
     for (FaultMode const mode : repeated) {
         applyTo(id, mode);
+    }
+}
+
+/// Tells a newcomer what it would otherwise learn with the next change only. What nobody has said is not known here.
+void Middleware::brief(ClientId id)
+{
+    std::vector<Frame> frames;
+    if (knowsVolume) {
+        frames.push_back(frameOf(IPCMessageUnsignedInt(IPC_VOLUME, current.volume)));
+    }
+    if (knowsMute) {
+        frames.push_back(frameOf(IPCMessageUnsignedInt(IPC_MUTE, current.muted ? 1 : 0)));
+    }
+    if (current.paused) {
+        frames.push_back(frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onpause")));
+    }
+    for (Frame const& frame : frames) {
+        if (connected[id].types.count(frame.type) != 0) {
+            tell(frameRecord(id, Direction::ToHost, frame));
+            server.send(id, bytesOf(frame));
+        }
     }
 }
 
@@ -217,9 +241,11 @@ void Middleware::takeOver(Frame const& frame)
         break;
     case IPC_VOLUME:
         current.volume = numberIn(frame);
+        knowsVolume = true;
         break;
     case IPC_MUTE:
         current.muted = numberIn(frame) != 0;
+        knowsMute = true;
         break;
     case IPC_APP_LIFECYCLE:
         current.paused = textIn(frame) == "onpause";
@@ -245,6 +271,17 @@ void Middleware::tell(TraceRecord record)
 {
     notify(record);
     record.forgetFields();
+}
+
+void Middleware::follow(TraceRecord const& record)
+{
+    for (Observer* const observer : observers) {
+        observer->onTraffic(record);
+    }
+    record.forgetFields();
+    if (record.event == Event::Frame) {
+        takeOver(record.frame);
+    }
 }
 
 void Middleware::notify(TraceRecord& record)
