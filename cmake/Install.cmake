@@ -44,6 +44,27 @@ if(TARGET zelobox AND TARGET zelostb)
   configure_file(docs/zelobox.1 zelobox.1 COPYONLY)
   execute_process(COMMAND gzip -9nkf zelobox.1 WORKING_DIRECTORY "${PROJECT_BINARY_DIR}" COMMAND_ERROR_IS_FATAL ANY)
   install(FILES "${PROJECT_BINARY_DIR}/zelobox.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+  # Where the shells of a distribution look.
+  install(FILES packaging/completion/zelobox.bash RENAME zelobox
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
+  install(FILES packaging/completion/_zelobox DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions"
+          COMPONENT tools)
+  install(FILES packaging/completion/zelobox.fish DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d"
+          COMPONENT tools)
+endif()
+
+if(TARGET zelobox_proxy)
+  install(TARGETS zelobox_proxy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT recorder)
+endif()
+
+# What pip would install: the modules, and what tells pytest of the plugin.
+if(TARGET zelobox AND NOT CMAKE_CROSSCOMPILING)
+  set(ZELO_PYTHON_DIR "lib/python3/dist-packages")
+  set(ZELO_DIST_INFO "${PROJECT_BINARY_DIR}/python/zelobox-${PROJECT_VERSION}.dist-info")
+  file(WRITE "${ZELO_DIST_INFO}/METADATA" "Metadata-Version: 2.1\nName: zelobox\nVersion: ${PROJECT_VERSION}\n")
+  file(WRITE "${ZELO_DIST_INFO}/entry_points.txt" "[pytest11]\nzelobox = zelobox.pytest_plugin\n")
+  install(DIRECTORY python/zelobox DESTINATION "${ZELO_PYTHON_DIR}" COMPONENT python FILES_MATCHING PATTERN "*.py")
+  install(DIRECTORY "${ZELO_DIST_INFO}" DESTINATION "${ZELO_PYTHON_DIR}" COMPONENT python)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

@@ -66,6 +66,31 @@ if(TARGET zelobox)
   set(CPACK_COMPONENT_TOOLS_DESCRIPTION "set-top box on a desk
  Plays the middleware of a box, and a container that loads the bridge.")
 endif()
+if(TARGET zelobox AND NOT CMAKE_CROSSCOMPILING)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-zelobox)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9), zelobox (>= ${version})")
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
+  set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+  set(CPACK_COMPONENT_PYTHON_DESCRIPTION "tests of both sides of a set-top box's socket
+ Context managers for a middleware and a host, and a plugin for pytest.")
+endif()
+if(TARGET zelobox_proxy)
+  list(APPEND CPACK_COMPONENTS_ALL recorder)
+  set(CPACK_DEBIAN_RECORDER_PACKAGE_NAME zelobox-proxy)
+  set(CPACK_DEBIAN_RECORDER_PACKAGE_DEPENDS "")
+  set(CPACK_DEBIAN_RECORDER_PACKAGE_SHLIBDEPS OFF)
+  set(CPACK_DEBIAN_RECORDER_PACKAGE_SECTION devel)
+  set(CPACK_COMPONENT_RECORDER_DESCRIPTION "recorder of what a set-top box says
+ One static program to be copied to a box. zelobox(1) describes it.")
+  # It is static so that it runs whatever is installed there.
+  file(WRITE "${PROJECT_BINARY_DIR}/debian/zelobox-proxy" "zelobox-proxy: statically-linked-binary
+zelobox-proxy: no-manual-page
+")
+  install(FILES "${PROJECT_BINARY_DIR}/debian/zelobox-proxy" DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides"
+          COMPONENT recorder EXCLUDE_FROM_ALL)
+endif()
 
 # What the Debian policy wants beside the files themselves; a plain installation goes without.
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)

@@ -9,11 +9,11 @@ packages() {
   needs pkgconf "finds the installed library"
 }
 
-# make_packages ARCHITECTURE PRESET MULTIARCH
+# make_packages ARCHITECTURE PRESET MULTIARCH [CMAKE-ARGUMENT...]
 make_packages() {
   local directory=$ZELO_BUILD/package-$1
   (cd "$ZELO_ROOT" && cmake --preset "$2" -B "$directory" -DZELO_BUILD_ZELOBOX=ON -DCMAKE_INSTALL_PREFIX=/usr \
-    -DCMAKE_INSTALL_LIBDIR="lib/$3" >/dev/null)
+    -DCMAKE_INSTALL_LIBDIR="lib/$3" "${@:4}" >/dev/null)
   cmake --build "$directory"
   rm -f "$directory"/*.deb
   (cd "$directory" && cpack --config CPackConfig.cmake)
@@ -47,7 +47,7 @@ build_by_find_package() {
 run() {
   local root=$ZELO_BUILD/package-root library
   make_packages amd64 release x86_64-linux-gnu
-  make_packages armhf armhf-release arm-linux-gnueabihf
+  make_packages armhf armhf-release arm-linux-gnueabihf -DZELO_STATIC_PROXY=ON
   install_in_clean_root "$root" "$ZELO_BUILD"/package-amd64/*.deb
   library=$(dirname "$(find "$root" -name libzelocobalt.so -type f)")
   build_by_pkg_config "$root" "$ZELO_BUILD/consumer-pkg-config"
@@ -58,5 +58,10 @@ run() {
   # The installed zelobox finds the installed library.
   "$root/usr/bin/zelobox" demo >/dev/null
   echo "The installed zelobox played its demo."
+  PATH=$root/usr/bin:$PATH PYTHONPATH=$root/usr/lib/python3/dist-packages PYTHONDONTWRITEBYTECODE=1 \
+    /usr/bin/python3 -c 'from zelobox import Middleware
+with Middleware() as box:
+    assert box.state()["volume"] == 0'
+  echo "The installed Python package drove the installed zelobox."
   ls -l "$ZELO_BUILD"/package-*/*.deb
 }
