@@ -129,6 +129,7 @@ def stops(runner):
     options = runner.options
     works = {"idle": ("idle", options["stops"]), "backoff": ("backoff", options["stops"] // 5),
              "deaf": ("deaf", options["stops"] // 5), "full": ("full", options["stops"] // 10),
+             "decode": ("decode", options["stops"] // 5),
              "lost": ("lost", options["lost"]), "lost, 1,000 queued": ("lost", options["lost"] // 10, 1000),
              "lost, busy cores": ("lost", options["lost"], 1, os.cpu_count() or 1),
              "flood": ("flood", options["flood_seconds"])}

@@ -1,4 +1,5 @@
 # Old processors have no 64-bit atomic operations of their own. The library does without; the tests may need help.
+include_guard(GLOBAL)
 include(CheckCXXSourceCompiles)
 set(zelo_atomic_probe "#include <atomic>
 std::atomic<long long> number;

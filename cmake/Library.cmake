@@ -1,6 +1,11 @@
 # How what ends up in libzelocobalt.so is compiled and linked, on top of the toolchain's and the environment's flags.
+include(CMakeDependentOption)
 set(ZELO_HARDENING ON CACHE STRING "ON, OFF or LAZY, which is all but immediate binding")
 option(ZELO_SEPARATE_DEBUG "Strip the library; its debug information goes into libzelocobalt.so.debug" OFF)
+# Not with the tests, which take the place of the C library's functions by the names of the 32-bit ones.
+cmake_dependent_option(ZELO_TIME64 "Seconds of 64 bits on a 32-bit box, if its C library has them" ON
+                       "NOT ZELO_BUILD_TESTS" OFF)
+set(ZELO_MIDDLEWARE_UID "" CACHE STRING "Number of the user whose middleware alone is believed; empty: any")
 set(ZELO_MAX_GLIBC "" CACHE STRING "Newest GLIBC_ version that the library may need, for example 2.28")
 set(ZELO_MAX_GLIBCXX "" CACHE STRING "Newest GLIBCXX_ version that the library may need, for example 3.4.25")
 
@@ -10,20 +15,42 @@ if(CMAKE_BUILD_TYPE MATCHES "Rel" AND NOT ZELO_SANITIZE AND NOT ZELO_COVERAGE)
   set(zelo_fortify ON)
 endif()
 
+# No type with a time in it crosses the host's interface, so the host may be of either width.
+set(zelo_time64 "")
+if(ZELO_TIME64 AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+  include(CheckCXXSourceCompiles)
+  set(CMAKE_REQUIRED_DEFINITIONS -D_TIME_BITS=64 -D_FILE_OFFSET_BITS=64)
+  check_cxx_source_compiles("#include <time.h>
+static_assert(sizeof(time_t) == 8, \"\");
+int main() {}" ZELO_HAS_TIME64)
+  if(ZELO_HAS_TIME64)
+    set(zelo_time64 ${CMAKE_REQUIRED_DEFINITIONS})
+  endif()
+  unset(CMAKE_REQUIRED_DEFINITIONS)
+endif()
+
+if(NOT ZELO_MIDDLEWARE_UID MATCHES "^[0-9]*$")
+  message(FATAL_ERROR "ZELO_MIDDLEWARE_UID is no number: ${ZELO_MIDDLEWARE_UID}")
+endif()
+
 function(zelo_library_part name)
   add_library(${name} OBJECT ${ARGN})
+  if(NOT ZELO_MIDDLEWARE_UID STREQUAL "")
+    target_compile_definitions(${name} PRIVATE ZELO_MIDDLEWARE_UID=${ZELO_MIDDLEWARE_UID})
+  endif()
   target_link_libraries(${name} PRIVATE zelo_options)
   set_target_properties(${name} PROPERTIES
     POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(${name} PRIVATE
-    -ffunction-sections -fdata-sections
+    ${zelo_time64} -ffunction-sections -fdata-sections
     # On ARM a function that cannot throw has no unwind table otherwise, and the report of a failed check would end
     # in it.
     -funwind-tables
     # GNU_UNIQUE symbols would keep the library in the process after dlclose.
     $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   if(CMAKE_BUILD_TYPE STREQUAL "MinSizeRel" AND CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
-    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-ipa-sra>) # it makes the code larger there
+    # They make the code larger there.
+    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-ipa-sra$<SEMICOLON>-fno-gcse>)
   endif()
   if(ZELO_HARDENING)
     target_compile_options(${name} PRIVATE -fstack-protector-strong)

@@ -6,7 +6,7 @@
 
 namespace {
 
-char const sourceFile[] = "cobalt/CobaltManager";
+char const* const sourceFile = "cobalt/CobaltManager";
 
 enum Line : int {
     LineNewApiMode = 92,

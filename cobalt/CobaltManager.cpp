@@ -13,7 +13,7 @@
 
 namespace {
 
-char const sourceFile[] = "cobalt/CobaltManager";
+char const* const sourceFile = "cobalt/CobaltManager";
 
 enum Line : int {
     LineConnected = 155,
@@ -28,15 +28,13 @@ uint32_t const stateReady = 2;
 /// Whom to hand control back to: the previous controller.
 uint32_t const previousController = 4;
 
-/// @return @p message as what its type asks for. No dynamic_cast, which would look for derived classes at every key:
-///         there are none.
+/// @return @p message as what its type asks for. The dynamic_cast would look for derived classes at every key; there are
+///         none, so it is left to throw.
 /// @throw std::bad_cast when the kind has made something else of it
 template <typename Message> Message const& as(IPCMessage const& message)
 {
-    if (typeid(message) != typeid(Message)) {
-        throw std::bad_cast();
-    }
-    return static_cast<Message const&>(message);
+    bool const isExpected = typeid(message) == typeid(Message);
+    return isExpected ? static_cast<Message const&>(message) : dynamic_cast<Message const&>(message);
 }
 
 uint32_t valueOf(IPCMessage const& message)

@@ -63,7 +63,8 @@ void* ZeloCdm(void* context)
     int32_t const number = static_cast<int32_t>(reinterpret_cast<intptr_t>(context));
     char digits[sizeof "18446744073709551615"];
     snprintf(digits, sizeof digits, "%llu", static_cast<unsigned long long>(number));
-    DrmParameters const parameters = {{"cel", digits}};
+    DrmParameters parameters;
+    parameters.emplace("cel", digits);
     if (wvDrm == nullptr) {
         setUpDrm(parameters);
     } else {

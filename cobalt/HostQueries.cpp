@@ -16,7 +16,7 @@
 
 namespace {
 
-char const sourceFile[] = "cobalt/ZeloCobalt";
+char const* const sourceFile = "cobalt/ZeloCobalt";
 
 enum Line : int {
     LineHostInfo = 42,
@@ -104,9 +104,9 @@ std::string firmwareVersion()
     static char const blanks[] = " \t\n\v\f\r";
     char bytes[versionFileLimit + 1];
     bytes[readRegularFile("/etc/zelo_firmware.version", bytes, versionFileLimit)] = '\0';
-    char const* const word = bytes + strspn(bytes, blanks);
-    size_t const length = strcspn(word, blanks);
-    return length != 0 ? std::string(word, length) : std::string("unknown");
+    char* const word = bytes + strspn(bytes, blanks);
+    word[strcspn(word, blanks)] = '\0';
+    return std::string(*word != '\0' ? word : "unknown");
 }
 
 void fillCapabilities(Capabilities& capabilities)

@@ -11,7 +11,7 @@
 
 namespace {
 
-char const sourceFile[] = "cobalt/ZeloCobalt";
+char const* const sourceFile = "cobalt/ZeloCobalt";
 
 enum Line : int { LineRefused = 61 };
 
@@ -73,12 +73,11 @@ private:
         if (LifeCycleCall* const interrupted = LifeCycleCall::ofThisThread()) {
             interrupted->end();
         }
-        destroyManager();
         while (LifeCycleCall::areAnyUnderWay()) {
             usleep(1000);
-            destroyManager(); // of a start that had only begun
+            destroyManager(); // of a start that waits, or had only begun
         }
-        destroyManager(); // of one that has just returned
+        destroyManager(); // of one that has returned
     }
 
     static void destroyManager()

@@ -10,7 +10,7 @@
 
 namespace {
 
-char const sourceFile[] = "cobalt/ZeloCobalt";
+char const* const sourceFile = "cobalt/ZeloCobalt";
 
 enum Line : int {
     LineConfigurationFailed = 30,
@@ -26,18 +26,19 @@ void ZeloLog(int level, char const* message)
 
 bool ZeloGetEnv(ZeloEnv key, std::string& value)
 {
+    // Swapped in, as in all of the library: each further operation of std::string is an import of a hundred bytes.
     switch (key) {
     case ZeloEnvStoragePath:
-        value = "/var/zelo/zelo_cobalt/";
+        std::string("/var/zelo/zelo_cobalt/").swap(value);
         return true;
     case ZeloEnvFirmwareVersion:
-        value = firmwareVersion();
+        firmwareVersion().swap(value);
         return true;
     case ZeloEnvDeviceId:
-        value = STBFirmwareUpdater::getCurrentDeviceId();
+        STBFirmwareUpdater::getCurrentDeviceId().swap(value);
         return true;
     case ZeloEnvLanguage:
-        value = CobaltManager::copyOfLanguage();
+        CobaltManager::copyOfLanguage().swap(value);
         return true;
     case ZeloEnvReserved:
     default:

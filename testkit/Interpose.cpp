@@ -33,10 +33,7 @@ static bool const areLookedUp = lookUp(socket, fcntl, setsockopt, connect, recv,
 
 extern "C" {
 
-int socket(int domain, int type, int protocol) noexcept
-{
-    return interpose::socket(domain, type, protocol);
-}
+ZELO_FORWARD_NOEXCEPT(int, socket, (int domain, int type, int protocol), (domain, type, protocol))
 
 int fcntl(int fd, int command, ...)
 {
@@ -47,35 +44,13 @@ int fcntl(int fd, int command, ...)
     return interpose::fcntl(fd, command, argument);
 }
 
-int setsockopt(int fd, int level, int option, void const* value, socklen_t size) noexcept
-{
-    return interpose::setsockopt(fd, level, option, value, size);
-}
-
-int connect(int fd, sockaddr const* address, socklen_t length)
-{
-    return interpose::connect(fd, address, length);
-}
-
-ssize_t recv(int fd, void* bytes, size_t size, int flags)
-{
-    return interpose::recv(fd, bytes, size, flags);
-}
-
-ssize_t write(int fd, void const* bytes, size_t size)
-{
-    return interpose::write(fd, bytes, size);
-}
-
-int close(int fd)
-{
-    return interpose::close(fd);
-}
-
-int shutdown(int fd, int how) noexcept
-{
-    return interpose::shutdown(fd, how);
-}
+ZELO_FORWARD_NOEXCEPT(int, setsockopt, (int fd, int level, int option, void const* value, socklen_t size),
+                      (fd, level, option, value, size))
+ZELO_FORWARD(int, connect, (int fd, sockaddr const* address, socklen_t length), (fd, address, length))
+ZELO_FORWARD(ssize_t, recv, (int fd, void* bytes, size_t size, int flags), (fd, bytes, size, flags))
+ZELO_FORWARD(ssize_t, write, (int fd, void const* bytes, size_t size), (fd, bytes, size))
+ZELO_FORWARD(int, close, (int fd), (fd))
+ZELO_FORWARD_NOEXCEPT(int, shutdown, (int fd, int how), (fd, how))
 
 int open(char const* path, int flags, ...)
 {
@@ -91,10 +66,7 @@ int sysinfo(struct sysinfo* info) noexcept
     return interpose::sysinfo(info);
 }
 
-int system(char const* command)
-{
-    return interpose::system(command);
-}
+ZELO_FORWARD(int, system, (char const* command), (command))
 
 int setpriority(__priority_which_t which, id_t who, int value) noexcept
 {
@@ -107,19 +79,7 @@ int kill(pid_t process, int signal) noexcept
     return interpose::kill(process, signal);
 }
 
-int nanosleep(timespec const* duration, timespec* left)
-{
-    return interpose::nanosleep(duration, left);
-}
-
-int usleep(useconds_t microseconds)
-{
-    return interpose::usleep(microseconds);
-}
-
-int gettimeofday(timeval* now, void* zone) noexcept
-{
-    return interpose::gettimeofday(now, zone);
-}
-
+ZELO_FORWARD(int, nanosleep, (timespec const* duration, timespec* left), (duration, left))
+ZELO_FORWARD(int, usleep, (useconds_t microseconds), (microseconds))
+ZELO_FORWARD_NOEXCEPT(int, gettimeofday, (timeval * now, void* zone), (now, zone))
 } // extern "C"

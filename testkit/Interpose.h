@@ -23,6 +23,18 @@
 #include <thread>
 #include <utility>
 
+/// Defines the C library's function of that name, which comes before the library's own, with what may take it over.
+#define ZELO_FORWARD(result, name, parameters, arguments)                                                              \
+    result name parameters                                                                                             \
+    {                                                                                                                  \
+        return interpose::name arguments;                                                                              \
+    }
+#define ZELO_FORWARD_NOEXCEPT(result, name, parameters, arguments)                                                     \
+    result name parameters noexcept                                                                                    \
+    {                                                                                                                  \
+        return interpose::name arguments;                                                                              \
+    }
+
 namespace interpose {
 
 template <typename Signature> class Takeover;

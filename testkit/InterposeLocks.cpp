@@ -24,55 +24,18 @@ Call<_Unwind_Ptr(_Unwind_Context*)> unwindGet("_Unwind_GetIP");
 
 extern "C" {
 
-int pthread_mutexattr_init(pthread_mutexattr_t* attributes) noexcept
-{
-    return interpose::pthread_mutexattr_init(attributes);
-}
-
-int pthread_mutexattr_settype(pthread_mutexattr_t* attributes, int type) noexcept
-{
-    return interpose::pthread_mutexattr_settype(attributes, type);
-}
-
-int pthread_mutex_init(pthread_mutex_t* mutex, pthread_mutexattr_t const* attributes) noexcept
-{
-    return interpose::pthread_mutex_init(mutex, attributes);
-}
-
-int pthread_mutex_destroy(pthread_mutex_t* mutex) noexcept
-{
-    return interpose::pthread_mutex_destroy(mutex);
-}
-
-int pthread_mutex_lock(pthread_mutex_t* mutex) noexcept
-{
-    return interpose::pthread_mutex_lock(mutex);
-}
-
-int pthread_mutex_unlock(pthread_mutex_t* mutex) noexcept
-{
-    return interpose::pthread_mutex_unlock(mutex);
-}
-
-int pthread_cond_init(pthread_cond_t* condition, pthread_condattr_t const* attributes) noexcept
-{
-    return interpose::pthread_cond_init(condition, attributes);
-}
-
-int pthread_cond_destroy(pthread_cond_t* condition) noexcept
-{
-    return interpose::pthread_cond_destroy(condition);
-}
-
-int pthread_cond_signal(pthread_cond_t* condition) noexcept
-{
-    return interpose::pthread_cond_signal(condition);
-}
-
-int pthread_cond_broadcast(pthread_cond_t* condition) noexcept
-{
-    return interpose::pthread_cond_broadcast(condition);
-}
+ZELO_FORWARD_NOEXCEPT(int, pthread_mutexattr_init, (pthread_mutexattr_t * attributes), (attributes))
+ZELO_FORWARD_NOEXCEPT(int, pthread_mutexattr_settype, (pthread_mutexattr_t * attributes, int type), (attributes, type))
+ZELO_FORWARD_NOEXCEPT(int, pthread_mutex_init, (pthread_mutex_t * mutex, pthread_mutexattr_t const* attributes),
+                      (mutex, attributes))
+ZELO_FORWARD_NOEXCEPT(int, pthread_mutex_destroy, (pthread_mutex_t * mutex), (mutex))
+ZELO_FORWARD_NOEXCEPT(int, pthread_mutex_lock, (pthread_mutex_t * mutex), (mutex))
+ZELO_FORWARD_NOEXCEPT(int, pthread_mutex_unlock, (pthread_mutex_t * mutex), (mutex))
+ZELO_FORWARD_NOEXCEPT(int, pthread_cond_init, (pthread_cond_t * condition, pthread_condattr_t const* attributes),
+                      (condition, attributes))
+ZELO_FORWARD_NOEXCEPT(int, pthread_cond_destroy, (pthread_cond_t * condition), (condition))
+ZELO_FORWARD_NOEXCEPT(int, pthread_cond_signal, (pthread_cond_t * condition), (condition))
+ZELO_FORWARD_NOEXCEPT(int, pthread_cond_broadcast, (pthread_cond_t * condition), (condition))
 
 #if defined(__arm__)
 _Unwind_VRS_Result _Unwind_VRS_Get(_Unwind_Context* context, _Unwind_VRS_RegClass registers, uint32_t number,

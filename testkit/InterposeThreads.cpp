@@ -18,14 +18,8 @@ int pthread_create(pthread_t* thread, pthread_attr_t const* attributes, void* (*
     return interpose::pthread_create(thread, attributes, body, argument);
 }
 
-int pthread_join(pthread_t thread, void** result)
-{
-    return interpose::pthread_join(thread, result);
-}
-
-int pthread_cond_timedwait(pthread_cond_t* condition, pthread_mutex_t* mutex, timespec const* deadline)
-{
-    return interpose::pthread_cond_timedwait(condition, mutex, deadline);
-}
-
+ZELO_FORWARD(int, pthread_join, (pthread_t thread, void** result), (thread, result))
+ZELO_FORWARD(int, pthread_cond_timedwait,
+             (pthread_cond_t * condition, pthread_mutex_t* mutex, timespec const* deadline),
+             (condition, mutex, deadline))
 } // extern "C"

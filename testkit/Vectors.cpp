@@ -197,6 +197,11 @@ Json decodeConfiguration(std::vector<char> const& payload)
         return config;
     }
     EXPECT_EQ(Json(CobaltManager::Config()), Json(config)) << "a configuration that failed has changed the record";
+    CobaltManager::Config filled;
+    filled.apiMode = filled.language = filled.portalUrl = filled.auxText1 = filled.auxText2 = "before";
+    CobaltManager::Config const before = filled;
+    filled.parse(payload);
+    EXPECT_EQ(Json(before), Json(filled)) << "a configuration that failed has changed a record with texts";
     return failures.front().message;
 }
 

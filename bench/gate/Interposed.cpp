@@ -7,7 +7,7 @@
 #include <atomic>
 
 #include "testkit/Interpose.h"
-#include "testkit/Malloc.h"
+#include "bench/weight/Malloc.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ void countAllocation(void*)
     allocationCount.fetch_add(1, std::memory_order_relaxed);
 }
 
-mallocs::Observer const observer = {nullptr, &countAllocation, nullptr};
+mallocs::Observer const observer = {&countAllocation, nullptr};
 
 ssize_t writeUnlessHeld(int fd, void const* bytes, size_t size)
 {

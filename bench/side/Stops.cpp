@@ -4,6 +4,7 @@
 //     library_stops LIBRARY backoff COUNT          stops of a library that finds no middleware
 //     library_stops LIBRARY deaf COUNT             stops beside a peer that has not read a thousand requests
 //     library_stops LIBRARY full COUNT             stops with as many requests queued as there may be
+//     library_stops LIBRARY decode COUNT           stops while a list of 20 million empty texts, 100 MB, is decoded
 //     library_stops LIBRARY lost COUNT [QUEUED [BUSY]]
 //                                                  requests directly before a stop that have not arrived; QUEUED at
 //                                                  once, with BUSY processes that never rest
@@ -158,6 +159,25 @@ void sendConfigurations()
     }
 }
 
+/// Sends every client a list of 20 million empty texts.
+void sendLongList()
+{
+    uint32_t const texts = 20000000;
+    zelobox::Frame list = {IPC_PAYLOAD_STRING_ARRAY, IPC_UNHANDLED_27, std::vector<char>(4 + size_t{5} * texts)};
+    for (int i = 0; i < 4; ++i) {
+        list.payload[static_cast<size_t>(i)] = static_cast<char>(texts >> (24 - 8 * i));
+    }
+    for (;;) {
+        zelobox::Connection client = acceptConfigured();
+        try {
+            client.send(list, zelobox::Milliseconds(60000));
+            ++shared->connections;
+            client.waitForClose(zelobox::Milliseconds(60000));
+        } catch (zelobox::PeerError const&) {
+        }
+    }
+}
+
 void burn()
 {
     for (volatile unsigned long turns = 0;; turns = turns + 1) {
@@ -183,6 +203,20 @@ void stopInBackOff(Host& host, Setting const& setting)
         usleep(20000 + static_cast<useconds_t>(i * 37000 % 200000));
         stops.push_back(host.timeOfStop());
         waiting.join();
+    }
+    printStops(stops);
+}
+
+void stopInDecoding(Host& host, Setting const& setting)
+{
+    std::vector<double> stops;
+    for (size_t i = 0; i < setting.count; ++i) {
+        host.start();
+        while (shared->connections == i) {
+            usleep(1000);
+        }
+        usleep(10000 + static_cast<useconds_t>(i * 37000 % 200000)); // the last bytes are in, the decoding has begun
+        stops.push_back(host.timeOfStop());
     }
     printStops(stops);
 }
@@ -268,9 +302,13 @@ struct Work {
 };
 
 Work const works[] = {
-    {"idle", &stopAtRest, &readAll},         {"backoff", &stopInBackOff, nullptr},
-    {"deaf", &stopBesideDeaf, &readNothing}, {"full", &stopWithFullQueue, &readNothing},
-    {"lost", &loseRequests, &readAll},       {"flood", &beFlooded, &sendConfigurations},
+    {"idle", &stopAtRest, &readAll},
+    {"backoff", &stopInBackOff, nullptr},
+    {"deaf", &stopBesideDeaf, &readNothing},
+    {"full", &stopWithFullQueue, &readNothing},
+    {"decode", &stopInDecoding, &sendLongList},
+    {"lost", &loseRequests, &readAll},
+    {"flood", &beFlooded, &sendConfigurations},
 };
 
 int run(char const* path, char const* name, Setting const& setting)
@@ -304,7 +342,8 @@ int main(int argc, char** argv)
 {
     standin::setLogging(standin::Logging::Dropped);
     if (argc < 4) {
-        std::fprintf(stderr, "usage: %s LIBRARY idle|backoff|deaf|full|lost|flood NUMBER [QUEUED [BUSY]]\n", argv[0]);
+        std::fprintf(stderr, "usage: %s LIBRARY idle|backoff|deaf|full|decode|lost|flood NUMBER [QUEUED [BUSY]]\n",
+                     argv[0]);
         return 2;
     }
     return run(argv[1], argv[2], {numberAt(argc, argv, 3, 1), numberAt(argc, argv, 4, 1), numberAt(argc, argv, 5, 0)});

@@ -5,7 +5,8 @@ LIC_FILES_CHKSUM = "file://LICENSE;md5=3b83ef96387f14655fc854ddc3c6bd57"
 # Where the sources are is the distribution's to say, for example in local.conf.
 ZELOCOBALT_SRC ?= "git:///srv/git/zelocobalt.git;protocol=file;branch=main"
 SRC_URI = "${ZELOCOBALT_SRC}"
-SRCREV ?= "${AUTOREV}"
+# A revision that is known to build; a distribution pins its own.
+SRCREV ?= "abe05d25eecbaf742d415c3d238878f7ed7fdaf3"
 PV = "1.0.0+git${SRCPV}"
 S = "${WORKDIR}/git"
 

@@ -73,7 +73,7 @@ class HostTest(unittest.TestCase):
 
     def test_passes_on_what_a_command_lacks(self):
         with Middleware() as box, Host(box) as host:
-            with self.assertRaisesRegex(ZeloboxError, "vidio: no such command; did you mean"):
+            with self.assertRaisesRegex(ZeloboxError, 'vidio: there is no command "vidio"; did you mean'):
                 host.call("vidio")
 
     def test_keeps_the_traffic(self):

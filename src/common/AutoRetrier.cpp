@@ -6,12 +6,18 @@
 
 namespace {
 
-char const sourceFile[] = "src/common/AutoRetrier";
+char const* const sourceFile = "src/common/AutoRetrier";
 
 enum Line : int {
     LineFailed = 24,
     LineOk = 33,
 };
+
+/// @return true when it is at least so long since @p start
+bool hasPassed(NSTime const& start, uint32_t ms)
+{
+    return NSTime::nowRelative() - start >= NSTime(static_cast<long long>(ms) * 1000);
+}
 
 } // namespace
 
@@ -19,7 +25,7 @@ AutoRetrier::AutoRetrier(std::string const& subject) : name(subject) {}
 
 bool AutoRetrier::isDue() const
 {
-    return NSTime::nowRelative() - lastAttempt >= NSTime(static_cast<long long>(waitMs()) * 1000);
+    return hasPassed(lastAttempt, waitMs());
 }
 
 void AutoRetrier::failed()
@@ -40,7 +46,7 @@ void AutoRetrier::succeeded()
 
 bool AutoRetrier::hasLasted(unsigned ms) const
 {
-    return NSTime::nowRelative() - lastSuccess >= NSTime(static_cast<long long>(ms) * 1000);
+    return hasPassed(lastSuccess, ms);
 }
 
 uint32_t AutoRetrier::waitMs() const

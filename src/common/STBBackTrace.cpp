@@ -18,7 +18,7 @@ void printRule()
     static char const rule[] = "========================================"
                                "================================================";
     static_assert(sizeof rule == 88 + 1, "the width of the report");
-    puts(rule);
+    fprintf(stdout, "%s\n", rule);
     // Standard error comes in between, and nothing is flushed by a SIGKILL.
     fflush(stdout);
 }
@@ -46,23 +46,19 @@ _Unwind_Reason_Code STBBackTrace::backtrace_helper(_Unwind_Context* context, voi
     FILE* const out = static_cast<FILE*>(stream);
     uintptr_t const thumbBit = 1;
     uintptr_t const address = static_cast<uintptr_t>(_Unwind_GetIP(context)) & ~thumbBit;
+    void* const location = reinterpret_cast<void*>(address);
     Dl_info info;
     if (address == 0) {
-        fputs("Unknown address", out);
+        fprintf(out, "%s\n", "Unknown address");
+    } else if (dladdr(location, &info) == 0) {
+        fprintf(out, "%p%s\n", location, " - error resolving address");
+    } else if (info.dli_saddr == nullptr) {
+        fprintf(out, "%p%s\n", location, " - no matching symbol");
     } else {
-        void* const location = reinterpret_cast<void*>(address);
-        fprintf(out, "%p", location);
-        if (dladdr(location, &info) == 0) {
-            fputs(" - error resolving address", out);
-        } else if (info.dli_saddr == nullptr) {
-            fputs(" - no matching symbol", out);
-        } else {
-            uintptr_t const offset = address - reinterpret_cast<uintptr_t>(info.dli_saddr);
-            fprintf(out, " %s (+0x%x) (%s at %p) ", info.dli_sname, static_cast<unsigned>(offset), info.dli_fname,
-                    info.dli_fbase);
-        }
+        uintptr_t const offset = address - reinterpret_cast<uintptr_t>(info.dli_saddr);
+        fprintf(out, "%p %s (+0x%x) (%s at %p) \n", location, info.dli_sname, static_cast<unsigned>(offset),
+                info.dli_fname, info.dli_fbase);
     }
-    fputc('\n', out);
     fflush(out);
     return _URC_NO_REASON;
 }
@@ -71,7 +67,8 @@ void pthread_helper::assertionFailed(char const* condition, int result, int line
 {
     limitLife();
     printRule();
-    printf(" ASSERT (%s) ret=%d on %s:%d, this:%p\n", condition, result, "inc/private/pthread_helper", line, object);
+    fprintf(stdout, " ASSERT (%s) ret=%d on %s:%d, this:%p\n", condition, result, "inc/private/pthread_helper", line,
+            object);
     printRule();
     _Unwind_Backtrace(&STBBackTrace::backtrace_helper, stderr);
     printRule();

@@ -13,7 +13,7 @@
 
 namespace {
 
-char const sourceFile[] = "src/common/STBThread";
+char const* const sourceFile = "src/common/STBThread";
 
 enum Line : int {
     LineAlreadyRunning = 60,

@@ -77,7 +77,7 @@ public:
 
 protected:
     /// @param newName  at most 15 characters; to be called before the start
-    void setName(std::string const& newName) { name = newName; }
+    void setName(std::string const& newName) { std::string(newName).swap(name); }
 
 private:
     /// A minimal exclusive owner of a thread record.

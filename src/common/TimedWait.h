@@ -24,20 +24,20 @@ inline bool realTimeIn(unsigned ms, timespec& deadline)
     if (gettimeofday(&now, nullptr) != 0 || now.tv_sec < 0) {
         return false;
     }
-    int64_t const total = now.tv_usec + int64_t{now.tv_sec} * 1000000 + int64_t{ms} * 1000;
-    int64_t const seconds = total / 1000000;
+    long const microseconds = static_cast<long>(now.tv_usec) + static_cast<long>(ms % 1000) * 1000;
+    int64_t const seconds = int64_t{now.tv_sec} + ms / 1000 + microseconds / 1000000;
     if (seconds > std::numeric_limits<time_t>::max()) {
         return false;
     }
     deadline.tv_sec = static_cast<time_t>(seconds);
-    deadline.tv_nsec = static_cast<long>(total % 1000000) * 1000;
+    deadline.tv_nsec = microseconds % 1000000 * 1000;
     return true;
 }
 
 /// Waits until a signal, a spurious wake-up or the end of the time.
 ///
 /// Without a clock to make a deadline of, a short sleep without the lock takes the wait's place: the caller looks
-/// again, a little later than with a signal.
+/// again, a little later than with a signal, and at rest twenty times a second.
 inline void waitUpTo(pthread_helper::cond& condition, pthread_helper::mutex& heldMutex, unsigned ms) REQUIRES(heldMutex)
 {
     timespec deadline;
@@ -45,7 +45,7 @@ inline void waitUpTo(pthread_helper::cond& condition, pthread_helper::mutex& hel
         condition.timedWait(heldMutex, deadline);
         return;
     }
-    unsigned const sleepMs = 20;
+    unsigned const sleepMs = 50;
     heldMutex.unlock();
     usleep(std::min(ms, sleepMs) * 1000);
     heldMutex.lock();

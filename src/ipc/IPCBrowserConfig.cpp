@@ -8,31 +8,29 @@ namespace {
 
 std::string readMacAddress(ByteReader& reader)
 {
-    std::string address;
-    for (int i = 0; i < 6; ++i) {
-        char digits[4];
-        snprintf(digits, sizeof digits, i == 0 ? "%02X" : ":%02X", reader.u8());
-        address += digits;
-    }
-    return address;
+    uint8_t bytes[6] = {};
+    reader.raw(bytes, sizeof bytes);
+    char digits[sizeof "00:00:00:00:00:00"];
+    snprintf(digits, sizeof digits, "%02X:%02X:%02X:%02X:%02X:%02X", bytes[0], bytes[1], bytes[2], bytes[3], bytes[4],
+             bytes[5]);
+    return std::string(digits);
 }
 
 /// Reads a text whose length counts its terminator. A length of 0 has no room for one and fails the reader.
-std::string readCountedText(ByteReader& reader)
+void readCountedText(ByteReader& reader, std::string& text)
 {
     uint16_t const length = reader.u16();
     if (length == 0) {
         reader.fail();
-        return std::string();
+        return;
     }
-    std::string text = reader.text(length - 1U);
+    reader.text(length - 1U).swap(text);
     reader.skip(1);
-    return text;
 }
 
 std::string upToZero(std::string const& text)
 {
-    return text.substr(0, text.find('\0'));
+    return std::string(text.c_str());
 }
 
 } // namespace
@@ -41,17 +39,18 @@ bool IPCBrowserConfig::read(std::vector<char> const& payload)
 {
     ByteReader reader(payload);
     forcePortalUrl = reader.u8() != 0;
-    macAddress = readMacAddress(reader);
+    readMacAddress(reader).swap(macAddress);
     displayWidth = reader.u16();
     displayHeight = reader.u16();
     displayFlag = reader.u8() != 0;
     auxWidth = reader.u16();
     auxHeight = reader.u16();
-    apiMode = readCountedText(reader);
-    language = upToZero(readCountedText(reader));
-    portalUrl = readCountedText(reader);
-    auxText1 = readCountedText(reader);
+    readCountedText(reader, apiMode);
+    readCountedText(reader, language);
+    upToZero(language).swap(language);
+    readCountedText(reader, portalUrl);
+    readCountedText(reader, auxText1);
     auxValue = reader.u8();
-    auxText2 = readCountedText(reader);
+    readCountedText(reader, auxText2);
     return !reader.failed();
 }

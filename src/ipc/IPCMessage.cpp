@@ -182,7 +182,7 @@ void IPCMessageStringArray::unserialize()
     fields.skip(sizeof(uint32_t));
     for (size_t i = 0; i < received.size() && !fields.failed(); ++i) {
         fields.skip(i == 0 ? 0 : 1); // the terminator of the text before
-        received[i] = readText(fields);
+        readText(fields).swap(received[i]);
     }
     strings.swap(received);
 }

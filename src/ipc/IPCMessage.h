@@ -115,7 +115,7 @@ public:
 /// One text. A payload in which it is not all there leaves #text as it was.
 class IPCMessageSimpleString : public IPCMessage {
 public:
-    explicit IPCMessageSimpleString(IPCMessageType messageType, std::string const& initial = "");
+    explicit IPCMessageSimpleString(IPCMessageType messageType, std::string const& initial = std::string());
     void serialize() override;
     void unserialize() override;
 

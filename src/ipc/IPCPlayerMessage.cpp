@@ -1,8 +1,7 @@
 // The messages of the player and of the recorder: their type, not their kind, says how the payload is laid out.
-#include <stdio.h>
+#include <stdint.h>
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "src/ipc/IPCMessage.h"
 #include "src/ipc/IPCText.h"
@@ -43,53 +42,52 @@ void IPCMessagePlayerPlaybackInfo::unserialize()
 
 namespace {
 
-/// Fails as a checked access to a vector does.
-[[noreturn]] void throwRangeCheck(uint64_t index, size_t size)
-{
-    char what[128];
-    snprintf(what, sizeof what, "vector::_M_range_check: __n (which is %llu) >= this->size() (which is %llu)",
-             static_cast<unsigned long long>(index), static_cast<unsigned long long>(size));
-    throw std::out_of_range(what);
-}
-
 /// Three numbers and two empty texts.
 size_t const leastStreamSize = 22;
 
-IPCJSPlayerMediaInfo::Stream readStream(ByteReader& reader)
+void readStream(ByteReader& reader, IPCJSPlayerMediaInfo::Stream& stream)
 {
-    IPCJSPlayerMediaInfo::Stream stream;
     stream.number1 = reader.u32();
     stream.number2 = reader.u32();
     stream.number3 = reader.u32();
-    stream.text1 = readText(reader);
+    readText(reader).swap(stream.text1);
     reader.skip(1);
-    stream.text2 = readText(reader);
-    return stream;
+    readText(reader).swap(stream.text2);
 }
 
-/// Sets the fields in the order of the payload, and stops at the first that is not all there.
-void readMediaInfo(ByteReader reader, size_t payloadSize, IPCJSPlayerMediaInfo& info)
+/// Reads the streams that are all there.
+void readStreams(ByteReader& reader, std::vector<IPCJSPlayerMediaInfo::Stream>& streams)
+{
+    uint16_t const count = reader.u16();
+    // Made at once, so that the list needs the memory of its elements and no more. A count that lies has one element
+    // more than the payload, and fails there.
+    std::vector<IPCJSPlayerMediaInfo::Stream> received(
+        std::min<size_t>(count, reader.remaining() / leastStreamSize + 2));
+    size_t complete = 0;
+    while (complete < count && !reader.failed()) {
+        reader.skip(complete == 0 ? 0 : 1); // the terminator of the stream before
+        readStream(reader, received[complete]);
+        complete += reader.failed() ? 0 : 1;
+    }
+    while (received.size() > complete) {
+        received.pop_back();
+    }
+    streams.swap(received);
+}
+
+/// Sets the fields in the order of the payload. One that is not all there ends it like a checked access to its place.
+void readMediaInfo(ByteReader reader, std::vector<char> const& payload, IPCJSPlayerMediaInfo& info)
 {
     uint32_t const nameLength = reader.u32();
-    info.name = reader.text(nameLength);
+    reader.text(nameLength).swap(info.name);
     uint64_t const flagOffset = uint64_t{nameLength} + 5; // wide: it must not wrap on 32 bits
-    if (flagOffset >= payloadSize) {
-        throwRangeCheck(flagOffset, payloadSize);
-    }
+    static_cast<void>(payload.at(static_cast<size_t>(std::min<uint64_t>(flagOffset, SIZE_MAX))));
     reader.skip(1);
     info.flag = reader.u8() != 0;
     info.value64 = reader.u64();
-    uint16_t const count = reader.u16();
-    info.streams.reserve(std::min<size_t>(count, reader.remaining() / leastStreamSize + 1));
-    for (uint16_t i = 0; i < count && !reader.failed(); ++i) {
-        reader.skip(i == 0 ? 0 : 1); // the terminator of the stream before
-        IPCJSPlayerMediaInfo::Stream stream = readStream(reader);
-        if (!reader.failed()) {
-            info.streams.push_back(std::move(stream));
-        }
-    }
+    readStreams(reader, info.streams);
     if (reader.failed()) {
-        throwRangeCheck(payloadSize, payloadSize);
+        static_cast<void>(payload.at(payload.size()));
     }
 }
 
@@ -117,6 +115,9 @@ void IPCMessagePlayerMediaInfo::serialize()
 
 void IPCMessagePlayerMediaInfo::unserialize()
 {
-    info = IPCJSPlayerMediaInfo();
-    readMediaInfo(reader(), payload.size(), info);
+    info.name.clear();
+    info.flag = false;
+    info.value64 = 0;
+    info.streams.clear();
+    readMediaInfo(reader(), payload, info);
 }

@@ -6,7 +6,7 @@
 #include "src/common/Log.h"
 
 /// The sender and the frame receiver are the client's classes, so their lines carry its path too.
-char const messengerSource[] = "src/ipc/IPCMessengerClient";
+char const* const messengerSource = "src/ipc/IPCMessengerClient";
 
 /// Part of what integrators search for: a line keeps its number wherever its call moves.
 enum MessengerLine : int {

@@ -20,6 +20,22 @@ timeval const receiveTimeout = {2, 0};
 /// Short, because a sender looks at the clock between two of them, and so does a connect on a full backlog.
 timeval const sendTimeout = {0, 50000};
 
+/// The one user whose middleware is believed; below 0 everybody's is.
+#ifdef ZELO_MIDDLEWARE_UID
+constexpr long long trustedUser = ZELO_MIDDLEWARE_UID;
+#else
+constexpr long long trustedUser = -1;
+#endif
+
+/// @return false when another user than the trusted one listens
+bool isTrusted(int fd)
+{
+    ucred peer;
+    socklen_t size = sizeof peer;
+    return trustedUser < 0 || (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 &&
+                               static_cast<long long>(peer.uid) == trustedUser);
+}
+
 int aboveStandardStreams(int fd)
 {
     if (fd < 0 || fd > STDERR_FILENO) {
@@ -55,7 +71,10 @@ int connectMessengerSocket(int fd)
     size_t const pathLength = sizeof socketPath - 1; // without the terminator
     memcpy(address.sun_path, socketPath, pathLength);
     socklen_t const length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + pathLength);
-    return connect(fd, reinterpret_cast<sockaddr const*>(&address), length) == 0 ? 0 : errno;
+    if (connect(fd, reinterpret_cast<sockaddr const*>(&address), length) != 0) {
+        return errno;
+    }
+    return isTrusted(fd) ? 0 : EACCES;
 }
 
 void shutDownMessengerSocket(int fd)

@@ -24,7 +24,8 @@ bool setMessengerTimeouts(int fd);
 
 /// Tries once to connect to the middleware.
 ///
-/// @return 0, or the error; after an interruption the same attempt can go on
+/// @return 0, or the error; after an interruption the same attempt can go on. EACCES also when the library was built
+///         for the middleware of another user than the one who listens
 int connectMessengerSocket(int fd);
 
 /// Wakes whoever blocks on the socket, and tells the peer. The descriptor stays open.

@@ -45,42 +45,27 @@ TEST(Drm, LaterCallsApplyTheNewContextToTheSameObject)
     EXPECT_EQ(1U, libc::commands().size());
 }
 
-TEST(Drm, ContextIsPassedOnInDecimal)
+struct Context {
+    char const* name;
+    uint64_t context; // of which a pointer's size counts
+    char const* digits;
+};
+
+class DrmContext : public testing::TestWithParam<Context> {};
+
+TEST_P(DrmContext, IsPassedOnAsASigned32BitNumberExtendedTo64)
 {
-    EXPECT_EQ("305419896", digitsOf(0x12345678));
+    EXPECT_EQ(GetParam().digits, digitsOf(static_cast<uintptr_t>(GetParam().context)));
 }
 
-TEST(Drm, NoContextIsZero)
-{
-    EXPECT_EQ("0", digitsOf(0));
-}
-
-TEST(Drm, LargestPositiveContextKeepsItsValue)
-{
-    EXPECT_EQ("2147483647", digitsOf(0x7FFFFFFF));
-}
-
-TEST(Drm, SignOfTheContextIsExtended)
-{
-    EXPECT_EQ("18446744071562067968", digitsOf(0x80000000));
-}
-
-TEST(Drm, ContextOfAllOnesIsAllOnes)
-{
-    EXPECT_EQ("18446744073709551615", digitsOf(0xFFFFFFFF));
-}
-
-#if UINTPTR_MAX > 0xFFFFFFFF
-TEST(Drm, OnlyTheLow32BitsOfTheContextCount)
-{
-    EXPECT_EQ("305419896", digitsOf(0xABCDEF0112345678));
-}
-
-TEST(Drm, SignIsThatOfTheLow32Bits)
-{
-    EXPECT_EQ("18446744071562067968", digitsOf(0x0000000180000000));
-}
-#endif
+INSTANTIATE_TEST_SUITE_P(Of, DrmContext,
+                         testing::Values(Context{"None", 0, "0"}, Context{"APositiveNumber", 0x12345678, "305419896"},
+                                         Context{"TheLargestPositive", 0x7FFFFFFF, "2147483647"},
+                                         Context{"TheSmallestNegative", 0x80000000, "18446744071562067968"},
+                                         Context{"AllOnes", 0xFFFFFFFF, "18446744073709551615"},
+                                         Context{"MoreThan32Bits", 0xABCDEF0112345678, "305419896"},
+                                         Context{"TheSignOfTheLow32Bits", 0x0000000180000000, "18446744071562067968"}),
+                         [](testing::TestParamInfo<Context> const& instance) { return instance.param.name; });
 
 TEST(Drm, IsNotL1AndCreatesNothingBeforeTheFirstContext)
 {

@@ -46,12 +46,15 @@ std::string versionOf(std::string const& content)
     return versionIn(path);
 }
 
-struct NoSize {
+struct Sizes {
     char const* name;
-    char const* text;
+    char const* widthText;
+    char const* heightText;
+    unsigned width;
+    unsigned height;
 };
 
-class Environment : public testing::TestWithParam<NoSize> {
+class Environment : public testing::TestWithParam<Sizes> {
 protected:
     unsigned width = 1111;
     unsigned height = 2222;
@@ -122,30 +125,32 @@ TEST(FirmwareVersion, IsUnknownWithoutAFile)
     EXPECT_EQ("unknown", versionIn(testing::TempDir() + "no-such-file"));
 }
 
-TEST(FirmwareVersion, IsUnknownWhenTheFileIsEmpty)
-{
-    EXPECT_EQ("unknown", versionOf(""));
-}
-
-TEST(FirmwareVersion, IsUnknownWhenTheFileIsBlank)
-{
-    EXPECT_EQ("unknown", versionOf(" \t\r\n  \n"));
-}
-
 TEST(FirmwareVersion, IsUnknownWhenTheFileCannotBeRead)
 {
     EXPECT_EQ("unknown", versionIn(testing::TempDir()));
 }
 
-TEST(FirmwareVersion, IsTheFirstWordAfterLeadingBlanks)
+struct VersionFile {
+    char const* name;
+    char const* content;
+    char const* version;
+};
+
+class FirmwareVersionFile : public testing::TestWithParam<VersionFile> {};
+
+TEST_P(FirmwareVersionFile, HoldsTheFirstWord)
 {
-    EXPECT_EQ("1.2.3", versionOf("  1.2.3 build7\n"));
+    EXPECT_EQ(GetParam().version, versionOf(GetParam().content));
 }
 
-TEST(FirmwareVersion, MayStandOnALaterLineAndHaveNoLineEnd)
-{
-    EXPECT_EQ("4.5", versionOf("\n\n\t4.5"));
-}
+INSTANTIATE_TEST_SUITE_P(
+    That, FirmwareVersionFile,
+    testing::Values(VersionFile{"IsEmpty", "", "unknown"}, VersionFile{"IsBlank", " \t\r\n  \n", "unknown"},
+                    VersionFile{"BeginsWithBlanks", "  1.2.3 build7\n", "1.2.3"},
+                    VersionFile{"HasNoLineEnd", "\n\n\t4.5", "4.5"},
+                    VersionFile{"HasOtherBlanks", "\v\f\r1.2\v3", "1.2"}, VersionFile{"HasAFormFeed", "1.2\f3", "1.2"},
+                    VersionFile{"HasACarriageReturn", "1.2\r3", "1.2"}, VersionFile{"HasATab", "1.2\t3", "1.2"}),
+    [](testing::TestParamInfo<VersionFile> const& instance) { return instance.param.name; });
 
 TEST(FirmwareVersion, IsReadAnewEveryTime)
 {
@@ -159,30 +164,15 @@ TEST(FirmwareVersion, IsCutAfter4096Bytes)
     EXPECT_EQ(std::string(4096, 'v'), versionOf(std::string(5000, 'v')));
 }
 
-TEST(FirmwareVersion, MayHoldABlankOnlyAsItsEnd)
-{
-    for (char const blank : {' ', '\t', '\n', '\v', '\f', '\r'}) {
-        std::ofstream(testing::TempDir() + "zelo_firmware.version") << blank << "1.2" << blank << "3";
-        libc::redirectFile("/etc/zelo_firmware.version", testing::TempDir() + "zelo_firmware.version");
-        EXPECT_EQ("1.2", answerOf(ZeloEnvFirmwareVersion)) << int{blank};
-    }
-}
-
 TEST(FirmwareVersion, IsUnknownAndKeepsNobodyWaitingWhenTheFileIsAPipe)
 {
     std::string const path = testing::TempDir() + "zelo_firmware.fifo";
     ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+    libc::redirectFile("/etc/zelo_firmware.version", path);
+    EXPECT_EQ("unknown", answerOf(ZeloEnvFirmwareVersion)) << "without a writer: or for ever in open()";
     zelobox::Descriptor const writer(open(path.c_str(), O_RDWR | O_CLOEXEC));
     ASSERT_EQ(4, write(writer.get(), "1.2 ", 4));
-    EXPECT_EQ("unknown", versionIn(path));
-    unlink(path.c_str());
-}
-
-TEST(FirmwareVersion, IsUnknownWhenThePipeHasNoWriter)
-{
-    std::string const path = testing::TempDir() + "zelo_firmware.fifo";
-    ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
-    EXPECT_EQ("unknown", versionIn(path)); // or for ever in open()
+    EXPECT_EQ("unknown", answerOf(ZeloEnvFirmwareVersion));
     unlink(path.c_str());
 }
 
@@ -195,112 +185,54 @@ TEST_F(Environment, UiSizeIsTheHostsOwnWithoutTheVariables)
     EXPECT_EQ(2222U, height);
 }
 
-TEST_F(Environment, UiSizeComesFromTheVariables)
+TEST_P(Environment, UiSizeIsWhatTheVariablesSay)
 {
-    setenv("VIRTUAL_SCREEN_WIDTH", "1280", 1);
-    setenv("VIRTUAL_SCREEN_HEIGHT", "720", 1);
+    setenv("VIRTUAL_SCREEN_WIDTH", GetParam().widthText, 1);
+    setenv("VIRTUAL_SCREEN_HEIGHT", GetParam().heightText, 1);
     readUiSize();
-    EXPECT_EQ(1280U, width);
-    EXPECT_EQ(720U, height);
+    EXPECT_EQ(GetParam().width, width);
+    EXPECT_EQ(GetParam().height, height);
 }
 
-TEST_F(Environment, UiSizeIsTakenOneByOne)
+// A text that is no positive number leaves the host's own 1111 and 2222.
+INSTANTIATE_TEST_SUITE_P(
+    Text, Environment,
+    testing::Values(Sizes{"Decimal", "1280", "0720", 1280, 720}, Sizes{"OneOfTwo", "0", "1", 1111, 1},
+                    Sizes{"LettersLast", "1280px", " +720 lines", 1280, 720},
+                    Sizes{"Hexadecimal", "0x500", "0x2D0", 1111, 2222},
+                    Sizes{"TooLarge", "2147483647", "99999999999999999999999999", 2147483647, 2147483647},
+                    Sizes{"ZeroIn32Bits", "4294967296", "4294967296", 2147483647, 2147483647},
+                    Sizes{"Empty", "", "", 1111, 2222}, Sizes{"Blank", " ", " ", 1111, 2222},
+                    Sizes{"Negative", "-5", "-99999999999999999999", 1111, 2222},
+                    Sizes{"Letters", "abc", "px1280", 1111, 2222}),
+    [](testing::TestParamInfo<Sizes> const& instance) { return instance.param.name; });
+
+struct Memory {
+    char const* name;
+    unsigned long bytes;
+    uint32_t memoryClass;
+};
+
+class MemoryClass : public testing::TestWithParam<Memory> {};
+
+TEST_P(MemoryClass, IsThatOfTheMemory)
 {
-    setenv("VIRTUAL_SCREEN_WIDTH", "0", 1);
-    setenv("VIRTUAL_SCREEN_HEIGHT", "1", 1);
-    readUiSize();
-    EXPECT_EQ(1111U, width);
-    EXPECT_EQ(1U, height);
+    EXPECT_EQ(GetParam().memoryClass, memoryClassWith(GetParam().bytes));
 }
 
-TEST_F(Environment, UiSizeEndsAtTheFirstCharacterThatIsNoDigit)
-{
-    setenv("VIRTUAL_SCREEN_WIDTH", "1280px", 1);
-    setenv("VIRTUAL_SCREEN_HEIGHT", " +720 lines", 1);
-    readUiSize();
-    EXPECT_EQ(1280U, width);
-    EXPECT_EQ(720U, height);
-}
+INSTANTIATE_TEST_SUITE_P(Of, MemoryClass,
+                         testing::Values(Memory{"280Million", 280000000, 0}, Memory{"OneMoreByte", 280000001, 1},
+                                         Memory{"600Million", 600000000, 1}, Memory{"OneMoreByteStill", 600000001, 2},
+                                         Memory{"AllThatANumberHolds", ~0UL, 2}),
+                         [](testing::TestParamInfo<Memory> const& instance) { return instance.param.name; });
 
-TEST_F(Environment, UiSizeIsDecimal)
-{
-    setenv("VIRTUAL_SCREEN_WIDTH", "0720", 1);
-    setenv("VIRTUAL_SCREEN_HEIGHT", "0x2D0", 1);
-    readUiSize();
-    EXPECT_EQ(720U, width);
-    EXPECT_EQ(2222U, height);
-}
-
-TEST_F(Environment, UiSizeStopsAtTheLargestNumberOfTheBox)
-{
-    setenv("VIRTUAL_SCREEN_WIDTH", "2147483647", 1);
-    setenv("VIRTUAL_SCREEN_HEIGHT", "99999999999999999999999999", 1);
-    readUiSize();
-    EXPECT_EQ(2147483647U, width);
-    EXPECT_EQ(2147483647U, height);
-    setenv("VIRTUAL_SCREEN_WIDTH", "4294967296", 1); // 0 in 32 bits, which is no size
-    readUiSize();
-    EXPECT_EQ(2147483647U, width);
-}
-
-TEST_P(Environment, UiSizeIgnoresWhatIsNoPositiveNumber)
-{
-    setenv("VIRTUAL_SCREEN_WIDTH", GetParam().text, 1);
-    setenv("VIRTUAL_SCREEN_HEIGHT", GetParam().text, 1);
-    readUiSize();
-    EXPECT_EQ(1111U, width);
-    EXPECT_EQ(2222U, height);
-}
-
-INSTANTIATE_TEST_SUITE_P(Text, Environment,
-                         testing::Values(NoSize{"Empty", ""}, NoSize{"Blank", " "}, NoSize{"Zero", "0"},
-                                         NoSize{"Negative", "-5"}, NoSize{"Letters", "abc"},
-                                         NoSize{"LettersFirst", "px1280"},
-                                         NoSize{"FarBelowZero", "-99999999999999999999"}),
-                         [](testing::TestParamInfo<NoSize> const& instance) { return instance.param.name; });
-
-TEST(MemoryClass, Is0Below280Million)
-{
-    EXPECT_EQ(0U, memoryClassWith(279999999));
-}
-
-TEST(MemoryClass, Is0AtExactly280Million)
-{
-    EXPECT_EQ(0U, memoryClassWith(280000000));
-}
-
-TEST(MemoryClass, Is1Above280Million)
-{
-    EXPECT_EQ(1U, memoryClassWith(280000001));
-}
-
-TEST(MemoryClass, Is1Below600Million)
-{
-    EXPECT_EQ(1U, memoryClassWith(599999999));
-}
-
-TEST(MemoryClass, Is1AtExactly600Million)
-{
-    EXPECT_EQ(1U, memoryClassWith(600000000));
-}
-
-TEST(MemoryClass, Is2Above600Million)
-{
-    EXPECT_EQ(2U, memoryClassWith(600000001));
-}
-
-TEST(MemoryClass, IsUnsigned)
-{
-    EXPECT_EQ(2U, memoryClassWith(~0UL));
-}
-
-TEST(MemoryClass, IsOfTheMemoryAtTheFirstCall)
+TEST_F(MemoryClass, IsOfTheMemoryAtTheFirstCall)
 {
     EXPECT_EQ(2U, memoryClassWith(700000000));
     EXPECT_EQ(2U, memoryClassWith(1000));
 }
 
-TEST(MemoryClass, IsAskedForAgainWhileTheBoxReportsNone)
+TEST_F(MemoryClass, IsAskedForAgainWhileTheBoxReportsNone)
 {
     EXPECT_EQ(0U, memoryClassWith(0));
     libc::setTotalRam(300000000);

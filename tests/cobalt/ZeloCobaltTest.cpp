@@ -50,6 +50,7 @@ standin::LogLine onlyLine()
 
 void expectLine(int hostLevel, int level, int line)
 {
+    standin::clearLog();
     ZeloLog(hostLevel, "a line of the host");
     standin::LogLine const logged = onlyLine();
     EXPECT_EQ(level, logged.level);
@@ -143,24 +144,12 @@ TEST(Requests, ReachTheMiddlewareInOrder)
     ZeloStopApp();
 }
 
-TEST(HostLog, Level1IsTheLeastSevere)
+TEST(HostLog, HasALevelAndALineForEachOfTheHostsLevels)
 {
-    expectLine(1, 4, 42);
-}
-
-TEST(HostLog, Level2IsBadData)
-{
+    expectLine(1, 4, 42); // the least severe
     expectLine(2, 2, 45);
-}
-
-TEST(HostLog, Level3IsTheMostSevere)
-{
     expectLine(3, 1, 49);
-}
-
-TEST(HostLog, Level4IsTheMostSevereToo)
-{
-    expectLine(4, 1, 49);
+    expectLine(4, 1, 49); // the most severe, too
 }
 
 TEST(HostLog, IgnoresEveryOtherLevel)

@@ -9,7 +9,6 @@
 #include "testkit/Interpose.h"
 #include "testkit/ThreadProbe.h"
 #include "testkit/Wait.h"
-#include "testkit/WallClock.h"
 
 namespace {
 
@@ -115,15 +114,6 @@ TEST(Sleep, IsEndedByAStop)
     EXPECT_LT(stopOfASleeper(), std::chrono::milliseconds(aMinute / 4));
 }
 
-TEST(Sleep, IsEndedByAStopWhereverTheWallClockGoes)
-{
-    for (int64_t const hour : {3600, -3600}) {
-        WallClock clock;
-        clock.stepDuringWaits(hour);
-        EXPECT_LT(stopOfASleeper(), std::chrono::milliseconds(aMinute / 4)) << hour;
-    }
-}
-
 TEST(Sleep, IsEndedByANotification)
 {
     Signal woken;
@@ -221,7 +211,7 @@ TEST(Name, IsThatOfItsStarterWhenThereIsNone)
 TEST(ThreadSleepWithoutAClock, IsAShortOneWhenTheClockFails)
 {
     Clock::duration const taken = sleepWithoutAClock([](timeval*, void*) { return -1; });
-    EXPECT_GE(taken, std::chrono::milliseconds(20));
+    EXPECT_GE(taken, std::chrono::milliseconds(50));
     EXPECT_LT(taken, std::chrono::seconds(5));
 }
 
@@ -231,6 +221,6 @@ TEST(ThreadSleepWithoutAClock, IsAShortOneWhenTheClockIsBefore1970)
         *now = {-2147483648L, 7};
         return 0;
     });
-    EXPECT_GE(taken, std::chrono::milliseconds(20));
+    EXPECT_GE(taken, std::chrono::milliseconds(50));
     EXPECT_LT(taken, std::chrono::seconds(5));
 }

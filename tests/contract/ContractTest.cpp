@@ -1,4 +1,4 @@
-// The library as a container sees it that was built without the project's headers.
+// The library as a host sees it that was built without the project's headers.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>

@@ -1,5 +1,5 @@
 /// @file
-/// The entry points by their symbols and with plain arguments, as a container has them that was built long ago. Nothing
+/// The entry points by their symbols and with plain arguments, as a host has them that was built long ago. Nothing
 /// here comes from the project's headers: that both agree is what the tests of this directory show.
 #ifndef ZELO_TESTS_CONTRACT_ENTRY_H
 #define ZELO_TESTS_CONTRACT_ENTRY_H

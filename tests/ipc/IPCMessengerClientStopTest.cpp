@@ -2,10 +2,12 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <string.h>
 
 #include <algorithm>
 
+#include "testkit/Allocations.h"
 #include "testkit/Stopping.h"
 
 using namespace testlink;
@@ -115,6 +117,46 @@ TEST(StoppingWithTheLastByte, ForgetsAFrameThatIsOnlyAHeader)
     EXPECT_TRUE(middleware.waitForClose());
 }
 
+namespace {
+
+size_t const textBeforeTheStop = 77777;
+size_t const textAfterTheStop = 88888;
+Link* decodingLink = nullptr;
+probe::Signal* decoding = nullptr;
+std::atomic<bool> decodedOn{false};
+
+/// Keeps the client in the first of two texts until a stop has begun.
+bool waitForTheStop(size_t allocated)
+{
+    if (allocated == textBeforeTheStop + 1) {
+        decoding->give();
+        EXPECT_TRUE(eventually([] { return !decodingLink->client.isRunning(); })) << "the stop comes first";
+    }
+    decodedOn = decodedOn || allocated == textAfterTheStop + 1;
+    return false;
+}
+
+} // namespace
+
+TEST_F(Stopping, EndsDecoding)
+{
+    probe::Signal inTheFirstText;
+    decoding = &inTheFirstText;
+    decodingLink = &*link;
+    connect();
+    IPCMessageStringArray texts(IPC_UNHANDLED_27);
+    texts.strings = {std::string(textBeforeTheStop, 'x'), std::string(textAfterTheStop, 'x')};
+    zelobox::Frame const frame = zelobox::frameOf(std::move(texts));
+    allocations::Observer const observer = {&waitForTheStop, nullptr, nullptr};
+    allocations::observe(&observer);
+    middleware.send(frame);
+    inTheFirstText.wait();
+    link->stop();
+    allocations::observe(nullptr);
+    EXPECT_FALSE(decodedOn);
+    EXPECT_THAT(link->handler.events(), ElementsAre("connected"));
+}
+
 TEST(StoppingInBackOff, EndsInTimeWithoutAWord)
 {
     standin::setVirtualTime(1000000); // stands still, so the next attempt never comes
@@ -151,7 +193,30 @@ TEST(StoppingByTheDestructor, IsAStopBeforeTheConnectionIsClosed)
     zelobox::Connection middleware = listener.accept();
     ASSERT_TRUE(handler.waitFor("connected"));
     standin::clearLog();
-    expectTimely([&] { client.reset(); });
+    std::vector<std::string> order; // of what this thread does
+    auto const note = [&order, self = pthread_self()](char const* what) {
+        if (pthread_equal(self, pthread_self()) != 0) {
+            order.emplace_back(what);
+        }
+    };
+    {
+        Takeover joining(
+            interpose::pthread_join,
+            [&](pthread_t thread, void** result) {
+                note("join");
+                return interpose::pthread_join.real(thread, result);
+            },
+            interpose::Threads::All);
+        Takeover closing(
+            interpose::close,
+            [&](int fd) {
+                note("close");
+                return interpose::close.real(fd);
+            },
+            interpose::Threads::All);
+        client.reset();
+    }
+    EXPECT_THAT(order, ElementsAre("join", "join", "close")) << "the client, its sender, the socket";
     EXPECT_THAT(handler.events(), ElementsAre("connected"));
     EXPECT_THAT(logged(), ElementsAre(line::closing));
     EXPECT_TRUE(middleware.waitForClose());

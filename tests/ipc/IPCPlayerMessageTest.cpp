@@ -149,22 +149,6 @@ TEST(MediaInfo, ReplacesEverythingItHeld)
     expectDefaults(message.info);
 }
 
-TEST(MediaInfo, EncodesAStreamIn24Bytes)
-{
-    IPCMessagePlayerMediaInfo message;
-    message.serialize();
-    size_t const empty = message.payload.size();
-    IPCJSPlayerMediaInfo::Stream stream;
-    stream.number1 = 1;
-    stream.number2 = 2;
-    stream.number3 = 3;
-    stream.text1 = "en";
-    message.info.streams.push_back(stream);
-    message.serialize();
-    std::vector<char> const entry(message.payload.begin() + static_cast<std::ptrdiff_t>(empty), message.payload.end());
-    EXPECT_SAME_BYTES(bytes::fromHex("00000001 00000002 00000003 00000002 656E 00 00000000 00"), entry);
-}
-
 TEST(MediaInfo, SendsEveryStreamAndTheLowBitsOfTheirNumber)
 {
     size_t const fixedPart = 16;

@@ -43,13 +43,17 @@ TEST_F(Sending, WritesHeaderAndPayload)
     EXPECT_EQ(bytes::fromHex("6D 04 00 2C 00 00 00 08 00 00 00 03 62 6F 78 00"), middleware.receiveBytes(16));
 }
 
-TEST_F(Sending, SerializesOnTheSendersThread)
+TEST_F(Sending, SerializesAMessageOnceOnTheSendersThread)
 {
-    char name[16] = {};
+    std::vector<std::string> threads;
     connect();
-    link.push(new ActingMessage([&] { pthread_getname_np(pthread_self(), name, sizeof name); }));
+    link.push(new ActingMessage([&] {
+        char name[16] = {};
+        pthread_getname_np(pthread_self(), name, sizeof name);
+        threads.push_back(name);
+    }));
     middleware.receive();
-    EXPECT_STREQ("ipc_snd", name);
+    EXPECT_THAT(threads, ElementsAre("ipc_snd"));
 }
 
 TEST_F(Sending, WritesAnEmptyPayloadAsEightBytes)
@@ -318,15 +322,6 @@ TEST_F(Sending, OfAFullQueueToADeafPeerEndsWithOneLine)
     EXPECT_EQ(0U, standin::logLines("Out connection error").size());
 }
 
-TEST_F(Sending, SerializesAMessageOnce)
-{
-    std::atomic<int> times{0};
-    connect();
-    link.push(new ActingMessage([&] { ++times; }));
-    middleware.receive();
-    EXPECT_EQ(1, times);
-}
-
 TEST(SendingWithoutAClock, GoesOnWithoutASpin)
 {
     // As a C library with seconds of 32 bits answers after January 2038.
@@ -341,7 +336,7 @@ TEST(SendingWithoutAClock, GoesOnWithoutASpin)
     EXPECT_EQ(numberFrame(IPC_CLIENT_STATE, 1), middleware.receive());
     unsigned const before = telling.count();
     std::this_thread::sleep_for(Milliseconds(200));
-    EXPECT_GE(11U, telling.count() - before) << "one look every 20 ms";
+    EXPECT_GE(5U, telling.count() - before) << "one look every 50 ms";
 }
 
 TEST(SendingInPieces, GoesOnAfterASignal)

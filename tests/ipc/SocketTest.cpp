@@ -279,34 +279,6 @@ TEST(Connecting, GoesOnAfterASignal)
     EXPECT_THAT(logged(), ElementsAre(line::connected, line::retrierOk));
 }
 
-TEST(DescriptorZero, IsMovedAboveTheStandardStreamsBecauseItMeansNone)
-{
-    std::atomic<int> used{-1};
-    std::atomic<bool> zeroIsFree{false};
-    Takeover connecting(interpose::connect, [&](int fd, sockaddr const* address, socklen_t length) {
-        used = fd;
-        zeroIsFree = fcntl(STDIN_FILENO, F_GETFD) < 0;
-        return interpose::connect.real(fd, address, length);
-    });
-    zelobox::Listener listener;
-    Without const withoutInput(STDIN_FILENO);
-    Without const withoutErrors(STDERR_FILENO);
-    SocketsAfterTheStart sockets;
-    zelobox::Connection middleware{zelobox::Descriptor()};
-    {
-        Link link;
-        sockets.start(link);
-        middleware = listener.accept();
-        ASSERT_TRUE(link.handler.waitFor("connected"));
-        EXPECT_LT(STDERR_FILENO, used);
-        EXPECT_TRUE(zeroIsFree);
-        EXPECT_EQ(FD_CLOEXEC, fcntl(used, F_GETFD));
-        middleware.send(numberFrame(IPC_VOLUME, 1));
-        EXPECT_TRUE(link.handler.waitFor("message 39"));
-    }
-    EXPECT_THAT(logged(), ElementsAre(line::connected, line::retrierOk, line::closing));
-}
-
 TEST(DescriptorZero, FailsTheAttemptWhenItCannotBeMoved)
 {
     Takeover controlling(interpose::fcntl, [refuses = true](int fd, int command, void* argument) mutable {
@@ -332,8 +304,10 @@ class StandardStream : public testing::TestWithParam<int> {};
 TEST_P(StandardStream, OfTheHostIsNeverTheSocket)
 {
     std::atomic<int> used{-1};
+    std::atomic<bool> streamIsClosed{false};
     Takeover connecting(interpose::connect, [&](int fd, sockaddr const* address, socklen_t length) {
         used = fd;
+        streamIsClosed = fcntl(GetParam(), F_GETFD) < 0;
         return interpose::connect.real(fd, address, length);
     });
     zelobox::Listener listener;
@@ -342,8 +316,11 @@ TEST_P(StandardStream, OfTheHostIsNeverTheSocket)
     Link link;
     sockets.start(link);
     zelobox::Connection const middleware = listener.accept();
-    EXPECT_TRUE(link.handler.waitFor("connected"));
+    ASSERT_TRUE(link.handler.waitFor("connected"));
     EXPECT_LT(STDERR_FILENO, used);
+    EXPECT_EQ(FD_CLOEXEC, fcntl(used, F_GETFD));
+    EXPECT_TRUE(streamIsClosed);
+    EXPECT_THAT(logged(), ElementsAre(line::connected, line::retrierOk));
 }
 
 INSTANTIATE_TEST_SUITE_P(Closed, StandardStream, testing::Values(STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO),

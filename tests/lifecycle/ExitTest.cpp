@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
@@ -148,49 +147,11 @@ public:
     }
 }
 
-[[noreturn]] void exitWhileAnotherThreadStops(char const* path)
-{
-    static Host& host = *new Host(path);
-    host.start();
-    static BlockingCall& stop = *new BlockingCall;
-    static BlockingCall& leaving = *new BlockingCall;
-    static std::atomic<bool>& entered = *new std::atomic<bool>(false);
-    callbacks::setBody([&] {
-        entered = true;
-        std::string language;
-        leaving.waitUntilBlocked();
-        host.library.getEnv()(ZeloEnvLanguage, language);
-        fprintf(stderr, "language %s\n", language.c_str());
-    });
-    host.middleware.sendKey(2);
-    eventually([&] { return entered.load(); });
-    stop.run([&] { host.library.stop(); });
-    stop.waitUntilBlocked();
-    stop.detach();
-    leaving.run([] { exit(keptStatus); });
-    for (;;) {
-        pause();
-    }
-}
-
 [[noreturn]] void exitWithADrmObject(char const* path)
 {
     static Host& host = *new Host(path);
     host.library.cdm(1);
     exit(keptStatus);
-}
-
-[[noreturn]] void exitOfAForkedChildWithADrmObject(char const* path)
-{
-    static Host& host = *new Host(path);
-    host.library.cdm(1);
-    pid_t const child = fork();
-    if (child == 0) {
-        exit(0);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    _exit(status == 0 ? keptStatus : 1);
 }
 
 bool (*queryAtTheEnd)(ZeloEnv, std::string&) = nullptr;
@@ -261,21 +222,9 @@ TEST_P(Exit, InsideACallbackOfAReplacedManagerEndsTheProcess)
     EXPECT_EXIT(exitInsideACallbackOfAReplacedManager(GetParam()), testing::ExitedWithCode(keptStatus), "");
 }
 
-TEST_P(Exit, WaitsForAStopOnAnotherThread)
-{
-    EXPECT_EXIT(exitWhileAnotherThreadStops(GetParam()), testing::ExitedWithCode(keptStatus),
-                "language " + std::string(middlewareLanguage) + "\n(.*\n)*no thread left");
-}
-
 TEST_P(Exit, DestroysTheDrmObject)
 {
     EXPECT_EXIT(exitWithADrmObject(GetParam()), testing::ExitedWithCode(keptStatus), "DRM cdm\nDRM destroy\n");
-}
-
-TEST_P(Exit, OfAForkedChildLeavesTheDrmObjectAlone)
-{
-    EXPECT_EXIT(exitOfAForkedChildWithADrmObject(GetParam()), testing::ExitedWithCode(keptStatus),
-                "DRM cdm\nno thread left");
 }
 
 TEST_P(Exit, LeavesNoTextForAGetterThatComesLater)

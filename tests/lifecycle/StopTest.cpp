@@ -1,11 +1,5 @@
 // A stop of the whole library: what it ends, what it waits for, and how long it takes.
-#include <errno.h>
 #include <gtest/gtest.h>
-#include <linux/sockios.h>
-#include <poll.h>
-#include <stdlib.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 
 #include <atomic>
 #include <string>
@@ -13,10 +7,8 @@
 #include <vector>
 
 #include "cobalt/ZeloCobalt.h"
-#include "testkit/Backlog.h"
 #include "testkit/Callbacks.h"
 #include "testkit/HostStandIn.h"
-#include "testkit/Interpose.h"
 #include "testkit/Middleware.h"
 #include "testkit/Process.h"
 #include "testkit/Signal.h"
@@ -65,13 +57,6 @@ TEST(StopInTimeWithoutAServer, RightAfterTheStart)
     }
 }
 
-TEST_F(StopInTime, BeforeTheConfiguration)
-{
-    WaitingStart const waiting;
-    middleware.acceptClient();
-    expectStopInTime();
-}
-
 TEST_F(StopInTime, WhileTheMiddlewareNeverStopsSending)
 {
     start();
@@ -86,14 +71,6 @@ TEST_F(StopInTime, WhileTheMiddlewareNeverStopsSending)
     EXPECT_TRUE(callbacks::waitForCalls(100));
     expectStopInTime();
     sender.join();
-}
-
-TEST_F(StopInTime, AfterTheMiddlewareHasClosed)
-{
-    start();
-    middleware.link().close();
-    ASSERT_TRUE(standin::waitForLog("Disconnected IPC"));
-    expectStopInTime();
 }
 
 TEST(Stop, WithoutAStartDoesNothing)
@@ -142,42 +119,6 @@ TEST(Stop, WaitsForAStartThatIsBetweenTwoLooks)
     stop.join();
     start.join();
     libc::onSleep({});
-}
-
-TEST(Stop, ReturnsAfterTheWaitingStartIsDone)
-{
-    Middleware middleware;
-    std::thread start([] { ZeloStartApp({}); });
-    middleware.acceptClient();
-    ZeloStopApp();
-    std::vector<standin::LogLine> const lines = standin::logLines();
-    start.join();
-    EXPECT_EQ(lines.size(), standin::logLines().size());
-    EXPECT_EQ("Closing connection", lines.back().message);
-}
-
-TEST(Stop, OnTwoThreadsReturnsOnBothOnlyWhenNoCallbackRuns)
-{
-    Middleware middleware;
-    middleware.serveStart([] { ZeloStartApp(callbacks::all()); });
-    callbacks::Latch inCallback;
-    middleware.sendKey(2);
-    ASSERT_TRUE(inCallback.waitUntilEntered());
-    std::atomic<int> returned{0};
-    auto const stop = [&] {
-        ZeloStopApp();
-        ++returned;
-    };
-    BlockingCall first;
-    BlockingCall second;
-    first.run(stop);
-    second.run(stop);
-    EXPECT_TRUE(first.waitUntilBlocked());
-    EXPECT_TRUE(second.waitUntilBlocked());
-    EXPECT_EQ(0, returned);
-    inCallback.release();
-    first.join();
-    second.join();
 }
 
 TEST_F(StopInTime, WhileHostThreadsAskAndRequest)

@@ -2,6 +2,7 @@
 """Breaks the library in one line after the other; the tests must notice each.
 
     mutants.py SOURCE WORK [FIRST [LAST]]
+    mutants.py SOURCE                      only looks whether each mutation finds its line
 
 Each worker has a copy of SOURCE and a build folder of its own below WORK. A mutation rebuilds what includes the changed
 file, then one group of tests after the other until a test is red: those of the folder that has the name of the changed
@@ -214,17 +215,21 @@ class Run:
 
 
 def check_places(tree):
-    for name, old, _ in MUTATIONS:
-        if (tree / name).read_text().count(old) != 1:
-            sys.exit(f"mutants: {name} does not hold this once: {old}")
+    lost = [f"mutants: {name} does not hold this once: {old}"
+            for name, old, _ in MUTATIONS if (tree / name).read_text().count(old) != 1]
+    if lost:
+        sys.exit("\n".join(lost))
 
 
 def main():
-    source, work = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
+    source = Path(sys.argv[1]).resolve()
+    check_places(source)
+    if len(sys.argv) == 2:
+        return
+    work = Path(sys.argv[2]).resolve()
     first = int(sys.argv[3]) if len(sys.argv) > 3 else 1
     last = int(sys.argv[4]) if len(sys.argv) > 4 else len(MUTATIONS)
     begin = time.monotonic()
-    check_places(source)
     workers = [Worker(source, work / f"worker{i}") for i in range(os.cpu_count())]
     for worker in workers:
         worker.prepare()

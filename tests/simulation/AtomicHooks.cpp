@@ -32,6 +32,7 @@ VectorClock& clockOf(void const volatile* address)
 template <typename T> void before(T const volatile* address, bool isWrite, void const* place)
 {
     world().scheduler.step();
+    world().scheduler.touch(const_cast<T const*>(address), isWrite);
     memory().check(reinterpret_cast<uintptr_t>(address), sizeof(T),
                    Access{isWrite, true, reinterpret_cast<uintptr_t>(place)}, self());
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tests/simulation/Child.h"
+#include "tests/simulation/Memory.h"
 #include "tests/simulation/Promises.h"
 #include "tests/simulation/Trace.h"
 #include "tests/simulation/World.h"
@@ -13,6 +15,10 @@ namespace {
 int64_t const stopBoundUs = 500000;
 int64_t const slackUs = 10000; ///< the steps themselves
 int64_t const promptUs = 60000;
+uint64_t const queueLimit = 131072;
+uint64_t const queueMargin = 8;                    ///< what is on its way out of it
+size_t const queueBlocks = 3 * queueLimit + 10000; ///< a message is two blocks, and the queue has some of its own
+int64_t const fullBoundUs = 1000000;
 char const* const callNames[] = {"ZeloStartApp()", "ZeloStopApp()", "the unload"};
 
 } // namespace
@@ -21,6 +27,7 @@ Conduct::Call::Call(Conduct& runConduct, LifeCycle callKind)
     : conduct(runConduct), kind(callKind), thread(self().identity), begin(world().scheduler.now()),
       stalledBefore(world().scheduler.stalled()), busyBefore(runConduct.callbackTime())
 {
+    world().scheduler.touchOutside();
     for (Call* other = conduct.calls; other != nullptr; other = other->next) {
         ++other->overlaps;
         ++overlaps;
@@ -48,6 +55,7 @@ Conduct::Call::Call(Conduct& runConduct, LifeCycle callKind)
 
 Conduct::Call::~Call()
 {
+    world().scheduler.touchOutside();
     Call** link = &conduct.calls;
     while (*link != this) {
         link = &(*link)->next;
@@ -87,6 +95,7 @@ void Conduct::checkStopBound(Call const& call) const
 
 void Conduct::sleptInCall(Fiber const& fiber)
 {
+    world().scheduler.touchOutside();
     for (Call* call = calls; call != nullptr; call = call->next) {
         if (call->thread == fiber.identity && call->kind == LifeCycle::Start) {
             call->hasSlept = true;
@@ -126,8 +135,26 @@ Conversation* Conduct::onlySettled()
     return only;
 }
 
+/// @return the one connection that there is, if it can take requests; whether its peer reads does not matter
+Conversation* Conduct::onlyOpen()
+{
+    Conversation* only = nullptr;
+    for (auto& one : conversations) {
+        Conversation& candidate = one.second;
+        if (candidate.isClosed) {
+            continue;
+        }
+        if (only != nullptr || candidate.libraryEnded || candidate.peerEnded || !candidate.isSettled()) {
+            return nullptr;
+        }
+        only = &candidate;
+    }
+    return only;
+}
+
 uint32_t Conduct::beginRequest()
 {
+    world().scheduler.touchOutside();
     uint32_t const request = nextRequest++;
     Conversation const* const target = calls == nullptr ? onlySettled() : nullptr;
     if (target != nullptr) {
@@ -138,12 +165,27 @@ uint32_t Conduct::beginRequest()
             }
         }
     }
+    Conversation const* const open = calls == nullptr && !isExcused ? onlyOpen() : nullptr;
+    if (open != nullptr) {
+        queuedOn[request] = open->number();
+        callsBefore[request] = callCount;
+    }
     return request;
 }
 
 void Conduct::endRequest(uint32_t request)
 {
+    world().scheduler.touchOutside();
     ++endedRequests;
+    auto const queued = queuedOn.find(request);
+    if (queued != queuedOn.end()) {
+        Conversation& filled = conversations[queued->second];
+        if (callsBefore[request] == callCount && !isExcused && !filled.libraryEnded) {
+            filled.queued += 2;
+        }
+        queuedOn.erase(queued);
+    }
+    checkQueue();
     auto const expected = expectedOn.find(request);
     if (expected == expectedOn.end()) {
         return;
@@ -156,8 +198,56 @@ void Conduct::endRequest(uint32_t request)
     expectedOn.erase(expected);
 }
 
+/// Whether what waits for a peer that does not read has a bound.
+void Conduct::checkQueue()
+{
+    Scheduler const& scheduler = world().scheduler;
+    if (memory().liveBlocks() > queueBlocks) {
+        fail("full queue", "there are " + std::to_string(memory().liveBlocks()) + " blocks of memory");
+    }
+    for (auto& one : conversations) {
+        Conversation& talk = one.second;
+        if (talk.isClosed) {
+            continue;
+        }
+        if (talk.fullSince < 0 && talk.queued > talk.frames + queueLimit + queueMargin) {
+            talk.fullSince = scheduler.now();
+            talk.stalledWhenFull = scheduler.stalled();
+            reconnects.queueIsFull(talk.connectedBy);
+        }
+        int64_t const elapsed = scheduler.now() - talk.fullSince - (scheduler.stalled() - talk.stalledWhenFull);
+        if (talk.fullSince >= 0 && elapsed > fullBoundUs) {
+            fail("full queue", "a connection lives on for " + std::to_string(elapsed) + " us");
+        }
+    }
+}
+
+void Conduct::queueFullLogged()
+{
+    for (auto& one : conversations) {
+        Conversation& talk = one.second;
+        if (talk.connectedBy != self().identity || talk.isClosed) {
+            continue;
+        }
+        uint64_t const requested = 2 * (requests() - talk.endedBefore) + otherRequests;
+        if (++talk.fullLines != 1) {
+            fail("full queue", "a second line about one connection");
+        }
+        if (talk.messagesThatMayBe(requested) < queueLimit) {
+            fail("full queue", "there cannot be so many messages");
+        }
+    }
+}
+
+void Conduct::libraryRead(char const* bytes, size_t size)
+{
+    reconnects.received(self().identity, bytes, size);
+}
+
 void Conduct::connecting()
 {
+    checkQueue();
+    reconnects.connecting(self().identity, world().scheduler.now(), world().scheduler.stalled());
     backOff.connecting(self().identity, world().scheduler.now(), world().scheduler.stalled());
 }
 
@@ -169,6 +259,8 @@ void Conduct::connected(Endpoint const& end)
     fresh.isGood = !isExcused;
     fresh.endedBefore = endedRequests;
     fresh.openedAt = world().scheduler.now();
+    fresh.connectedBy = self().identity;
+    reconnects.connected(self().identity, world().scheduler.now(), world().scheduler.stalled());
 }
 
 void Conduct::libraryWrote(Endpoint const& end, char const* bytes, size_t size)
@@ -215,14 +307,25 @@ void Conduct::libraryEnds(Endpoint const& end)
 
 void Conduct::libraryClosed(Endpoint const& end)
 {
+    checkQueue();
     conversation(end).isClosed = true;
+    reconnects.closed(self().identity, world().scheduler.now(), world().scheduler.stalled());
 }
 
 void Conduct::logged(LogLine const& line)
 {
     TRACE("logs %d %s", line.level, line.text.c_str());
+    forbidInChild("a line in the log: " + line.text);
+    world().scheduler.touchOutside();
     checkKnown(line);
     backOff.logged(self().identity, line, world().scheduler.now());
+    reconnects.logged(self().identity, line);
+    if (line.format == "Out queue full. Terminate connection.") {
+        queueFullLogged();
+    }
+    if (self().role == Role::Library && hasExited) {
+        fail("after exit", "a line in the log of " + self().name + ": " + line.text);
+    }
     if (self().role == Role::Library && calls == nullptr && started == 0) {
         fail("after stop", "a line in the log after the last stop: " + line.text);
     }
@@ -243,6 +346,10 @@ int64_t Conduct::callbackTime() const
 void Conduct::beginCallback(int set)
 {
     TRACE("calls back, callbacks of start %d", set);
+    if (hasExited) {
+        fail("after exit", "a callback");
+    }
+    world().scheduler.touchOutside();
     if (callbacksRunning++ == 0) {
         callbackBegan = world().scheduler.now();
     }
@@ -253,6 +360,7 @@ void Conduct::beginCallback(int set)
 
 void Conduct::endCallback()
 {
+    world().scheduler.touchOutside();
     if (--callbacksRunning == 0) {
         callbackTotal += world().scheduler.now() - callbackBegan;
     }

@@ -11,6 +11,7 @@
 
 #include "tests/simulation/Conversation.h"
 #include "tests/simulation/LogLines.h"
+#include "tests/simulation/Reconnects.h"
 
 namespace simulation {
 
@@ -59,14 +60,17 @@ public:
     /// @return the number of a new request
     uint32_t beginRequest();
     void endRequest(uint32_t request);
+    void asksForController() { ++otherRequests; }
     void sleptInCall(Fiber const& fiber);
 
     // What the library does
     void connecting();
+    void libraryRead(char const* bytes, size_t size);
     void connected(Endpoint const& end);
     void libraryWrote(Endpoint const& end, char const* bytes, size_t size);
     void libraryEnds(Endpoint const& end);
     void libraryClosed(Endpoint const& end);
+    void exited() { hasExited = true; }
     void logged(LogLine const& line);
     void printed(std::string const& text);
     std::string const& lastReport() const { return report; }
@@ -92,6 +96,9 @@ private:
     void excuse();
     Conversation& conversation(Endpoint const& end);
     Conversation* onlySettled();
+    Conversation* onlyOpen();
+    void checkQueue();
+    void queueFullLogged();
     int64_t callbackTime() const;
     void checkStopBound(Call const& call) const;
 
@@ -105,15 +112,19 @@ private:
     std::map<int, Conversation> conversations;
     std::set<uint32_t> writtenRequests;
     BackOff backOff;
+    Reconnects reconnects;
     std::map<uint32_t, int> expectedOn; ///< a request that is being made, and its connection
     std::map<uint32_t, uint64_t> callsBefore;
+    std::map<uint32_t, int> queuedOn; ///< a request that is being made, and the connection in whose queue it will be
     uint32_t nextRequest = 1;
     uint64_t endedRequests = 0;
+    uint64_t otherRequests = 0;
     int callbacksRunning = 0;
     int64_t callbackBegan = 0;
     int64_t callbackTotal = 0;
     bool isExcused = false;
     bool ending = false;
+    bool hasExited = false;
     std::string report;
 };
 

@@ -11,6 +11,7 @@ namespace simulation {
 namespace {
 
 int64_t const promptUs = 60000;
+int64_t const perRequestUs = 100;
 
 enum : uint16_t {
     AllowedList = 1,
@@ -35,7 +36,7 @@ std::string const allowedTypes = [] {
 void Conversation::require(bool holds, char const* what) const
 {
     if (!holds) {
-        fail("conversation", std::string(what) + " on connection " + std::to_string(number));
+        fail("conversation", std::string(what) + " on connection " + std::to_string(connection));
     }
 }
 
@@ -55,7 +56,7 @@ void Conversation::written(char const* bytes, size_t size, std::set<uint32_t>& w
 
 void Conversation::frame(Frame const& frame, std::set<uint32_t>& writtenRequests)
 {
-    TRACE("   the middleware gets type %u, %zu bytes, on connection %d", frame.type, frame.payload.size(), number);
+    TRACE("   the middleware gets type %u, %zu bytes, on connection %d", frame.type, frame.payload.size(), connection);
     switch (frame.type) {
     case AllowedList:
         return allowedList(frame);
@@ -117,7 +118,8 @@ void Conversation::arrived(uint32_t request)
     }
     Scheduler const& scheduler = world().scheduler;
     int64_t const took = scheduler.now() - expected->second.at - (scheduler.stalled() - expected->second.stalled);
-    if (promises::requestsAtOnce && isGood && took > promptUs) {
+    if (promises::requestsAtOnce && isGood &&
+        took > promptUs + perRequestUs * static_cast<int64_t>(expected->second.before)) {
         fail("late request",
              "request " + std::to_string(request) + " was written after " + std::to_string(took) + " us");
     }

@@ -22,7 +22,7 @@ struct Request {
 class Conversation {
 public:
     Conversation() = default;
-    Conversation(int connectionNumber, bool isFirstOfRun) : number(connectionNumber), isFirst(isFirstOfRun) {}
+    Conversation(int connectionNumber, bool isFirstOfRun) : connection(connectionNumber), isFirst(isFirstOfRun) {}
 
     /// @param writtenRequests  of all connections; a replacing start has two at a time
     void written(char const* bytes, size_t size, std::set<uint32_t>& writtenRequests);
@@ -33,9 +33,11 @@ public:
     bool isSettled() const { return configurationRequests == 1 && states == 1; }
 
     /// A request that the middleware must get soon, and before the end.
-    void expect(uint32_t request, int64_t now, int64_t stalled) { due[request] = {now, stalled}; }
+    void expect(uint32_t request, int64_t now, int64_t stalled) { due[request] = {now, stalled, due.size()}; }
     bool hasOutstanding() const { return !due.empty(); }
     uint32_t oldestOutstanding() const { return due.begin()->first; }
+
+    int number() const { return connection; }
 
     // What the peer and the world have done to it
     bool isGood = true;    ///< nothing that would excuse a loss
@@ -49,6 +51,14 @@ public:
     bool broughtFrame = false;
     unsigned frames = 0;
 
+    // Its queue
+    int connectedBy = 0; ///< identity of the thread
+    uint64_t queued = 0; ///< messages that have surely been
+    int64_t fullSince = -1;
+    int64_t stalledWhenFull = 0;
+    unsigned fullLines = 0;
+    uint64_t messagesThatMayBe(uint64_t requested) const { return requested + 3 * configurations + 8; }
+
 private:
     void frame(Frame const& frame, std::set<uint32_t>& writtenRequests);
     void allowedList(Frame const& frame);
@@ -56,7 +66,7 @@ private:
     void arrived(uint32_t request);
     void require(bool holds, char const* what) const;
 
-    int number = 0;
+    int connection = 0;
     bool isFirst = true;
     std::string unread;
     unsigned lists = 0;
@@ -71,6 +81,7 @@ private:
     struct Made {
         int64_t at;
         int64_t stalled; ///< stalls of the run until then
+        size_t before;   ///< that were not written yet
     };
     std::map<uint32_t, Made> due;
 };

@@ -95,16 +95,16 @@ Decisions::Decisions(Script given) : forced(std::move(given)), random(0) {}
 
 uint32_t Decisions::choose(Kind kind, uint32_t options)
 {
-    return record(kind, options, strategy ? random.below(options) : 0, false);
+    return record(kind, options, strategy ? random.below(options) : 0, options);
 }
 
-uint32_t Decisions::chooseThread(std::vector<int> const& candidates, bool preemptive)
+uint32_t Decisions::chooseThread(std::vector<int> const& candidates, bool preemptive, size_t free)
 {
     uint32_t const value = strategy ? strategy->pick(candidates, preemptive) : 0;
-    return record(Kind::Schedule, static_cast<uint32_t>(candidates.size()), value, preemptive);
+    return record(Kind::Schedule, static_cast<uint32_t>(candidates.size()), value, static_cast<uint32_t>(free));
 }
 
-uint32_t Decisions::record(Kind kind, uint32_t options, uint32_t value, bool preemptive)
+uint32_t Decisions::record(Kind kind, uint32_t options, uint32_t value, uint32_t free)
 {
     size_t const sequence = static_cast<size_t>(kind);
     std::vector<Decision>& made = script[sequence];
@@ -112,7 +112,8 @@ uint32_t Decisions::record(Kind kind, uint32_t options, uint32_t value, bool pre
     if (!strategy && made.size() < wanted.size()) {
         value = wanted[made.size()].value % options;
     }
-    made.push_back({static_cast<uint16_t>(options), static_cast<uint16_t>(value), preemptive});
+    preemptionCount += value >= free ? 1 : 0;
+    made.push_back({static_cast<uint16_t>(options), static_cast<uint16_t>(value), static_cast<uint16_t>(free)});
     return value;
 }
 
@@ -147,7 +148,7 @@ Script fromText(std::string const& text)
             throw std::invalid_argument("no decision has such a number: " + part);
         }
         if (script[kind].size() <= index) {
-            script[kind].resize(index + 1, Decision{1, 0, false});
+            script[kind].resize(index + 1, Decision{1, 0, 1});
         }
         script[kind][index].value = static_cast<uint16_t>(value);
     }

@@ -35,7 +35,9 @@ size_t const kinds = 3;
 struct Decision {
     uint16_t options;
     uint16_t value;
-    bool preemptive; ///< Schedule: a value other than 0 takes the processor from a thread that could go on
+    uint16_t free; ///< Schedule: a value from here on costs a preemption
+
+    bool isPreemption() const { return value >= free; }
 };
 
 /// The decisions of a run in the order in which they were made, per kind.
@@ -73,15 +75,19 @@ public:
     /// @return a number below @p options
     uint32_t choose(Kind kind, uint32_t options);
     /// @return an index into @p candidates
-    uint32_t chooseThread(std::vector<int> const& candidates, bool preemptive);
+    ///
+    /// @param free  so many of them go on without taking the processor from a thread that could
+    uint32_t chooseThread(std::vector<int> const& candidates, bool preemptive, size_t free);
 
     Script const& made() const { return script; }
+    unsigned preemptions() const { return preemptionCount; }
 
 private:
-    uint32_t record(Kind kind, uint32_t options, uint32_t value, bool preemptive);
+    uint32_t record(Kind kind, uint32_t options, uint32_t value, uint32_t free);
 
     Script script;
     Script forced;
+    unsigned preemptionCount = 0;
     Random random;
     std::unique_ptr<Strategy> strategy; // null: as forced
 };

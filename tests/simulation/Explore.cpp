@@ -49,17 +49,15 @@ bool nextSchedule(std::vector<Decision>& made, unsigned preemptions)
 {
     unsigned used = 0;
     for (Decision const& one : made) {
-        used += one.preemptive && one.value != 0 ? 1 : 0;
+        used += one.isPreemption() ? 1 : 0;
     }
     while (!made.empty()) {
         Decision& last = made.back();
-        bool const wasPreemption = last.preemptive && last.value != 0;
-        bool const affordable = !last.preemptive || wasPreemption || used < preemptions;
-        if (affordable && last.value + 1 < last.options) {
-            ++last.value;
+        used -= last.isPreemption() ? 1 : 0;
+        ++last.value;
+        if (last.value < last.options && used + (last.isPreemption() ? 1 : 0) <= preemptions) {
             return true;
         }
-        used -= wasPreemption ? 1 : 0;
         made.pop_back();
     }
     return false;
@@ -79,13 +77,17 @@ Outcome runScript(Script const& script, Scene const& scene)
     return runScene(scene, decisions);
 }
 
-Search searchExhaustively(Scene const& scene, unsigned preemptions, std::function<bool(uint64_t)> const& progress)
+Search searchExhaustively(Scene const& scene, unsigned preemptions, bool prunes,
+                          std::function<bool(uint64_t)> const& progress)
 {
+    States states(preemptions, prunes);
     Search search;
     Script next;
     std::vector<Decision>& schedule = next[static_cast<size_t>(Kind::Schedule)];
     do {
-        Outcome outcome = runScript(next, scene);
+        states.beginRun(schedule.size());
+        Decisions decisions(next);
+        Outcome outcome = runScene(scene, decisions, &states);
         ++search.schedules;
         if (outcome.finding != nullptr) {
             search.finding = std::move(outcome.finding);
@@ -98,6 +100,8 @@ Search searchExhaustively(Scene const& scene, unsigned preemptions, std::functio
         schedule = std::move(outcome.script[static_cast<size_t>(Kind::Schedule)]);
     } while (nextSchedule(schedule, preemptions));
     search.isComplete = true;
+    search.finalStates = states.finalStates();
+    search.digest = states.digest();
     return search;
 }
 

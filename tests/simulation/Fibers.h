@@ -62,6 +62,7 @@ struct Fiber {
     bool joined = false;
     int identity = 0; ///< never given twice in a run
     VectorClock clock;
+    uint64_t past = 0; ///< what it has done and seen, as a number; only kept for an exhaustive search
     CallStack calls;
 
     jmp_buf context;

@@ -10,6 +10,7 @@
 #include <new>
 
 #include "cobalt/ZeloCobalt.h"
+#include "tests/simulation/Child.h"
 #include "tests/simulation/Library.h"
 #include "tests/simulation/Memory.h"
 #include "tests/simulation/Trace.h"
@@ -19,6 +20,9 @@ namespace simulation {
 namespace host {
 
 namespace {
+
+/// What the host's other endings take.
+int64_t const exitTime = 300000;
 
 unsigned callbackVariety = 0;
 
@@ -126,6 +130,7 @@ void requestPreviousController()
 {
     world().scheduler.step();
     TRACE("asks for the previous controller");
+    world().conduct.asksForController();
     call([] { ZeloRequestPreviousController(); });
 }
 
@@ -156,13 +161,38 @@ void unload()
 void exitProcess()
 {
     world().scheduler.step();
-    Conduct::Call const lifeCycle(world().conduct, LifeCycle::Unload);
-    endLibrary();
+    {
+        Conduct::Call const lifeCycle(world().conduct, LifeCycle::Unload);
+        endLibrary();
+    }
+    checkNothingRuns();
+    world().scheduler.touchOutside();
+    world().conduct.exited();
+    pause(exitTime);
+    checkNothingRuns();
 }
 
-void forkChild(int64_t lifetime, bool)
+void useDrm()
 {
     world().scheduler.step();
+    call([] {
+        int context = 0;
+        ZeloCdm(&context);
+        ZeloCdmIsL1();
+    });
+}
+
+void closeStandardInput()
+{
+    world().sockets.close(0);
+}
+
+void forkChild(int64_t lifetime, bool exits)
+{
+    world().scheduler.step();
+    if (exits) {
+        runChildToItsExit();
+    }
     TRACE("forks a child that lives for %lld us", static_cast<long long>(lifetime));
     auto const copies = world().sockets.forkChild();
     world().scheduler.spawn(Role::Peer, "child", [copies, lifetime] {
@@ -180,21 +210,23 @@ void pause(int64_t microseconds)
 
 Fiber& run(std::string const& name, std::function<void()> body)
 {
-    world().scheduler.step();
+    world().scheduler.minorStep();
     return world().scheduler.spawn(Role::Host, name, std::move(body));
 }
 
 bool hasEnded(Fiber const& fiber)
 {
+    world().scheduler.observe(fiber);
     return fiber.state == Fiber::State::Ended;
 }
 
 void join(Fiber& fiber)
 {
-    world().scheduler.step();
+    world().scheduler.minorStep();
     while (!hasEnded(fiber)) {
         world().scheduler.block(&fiber, never);
     }
+    world().scheduler.observe(fiber);
     world().scheduler.acquire(fiber.clock);
 }
 
@@ -222,6 +254,7 @@ NSTime::NSTime(long long count) : microseconds(count) {}
 
 NSTime NSTime::nowRelative()
 {
+    world().scheduler.observe(static_cast<uint64_t>(world().scheduler.now()));
     return NSTime(world().scheduler.now());
 }
 

@@ -22,10 +22,14 @@ void requestPreviousController();
 void ask();
 /// Unloads the library, and checks that nothing of it is left.
 void unload();
-/// Ends the process while its other threads run. What they do afterwards does not matter.
+/// Ends the process while its other threads run; they go on for a while.
 void exitProcess();
+/// Sets the DRM object up, or over.
+void useDrm();
 /// A child that has copies of all descriptors for so long, and may call exit.
 void forkChild(int64_t lifetime, bool exits);
+/// The library's sockets must not take the place of the standard streams.
+void closeStandardInput();
 void pause(int64_t microseconds);
 
 /// Runs beside the caller until join().

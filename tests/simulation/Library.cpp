@@ -61,6 +61,17 @@ void endLibrary()
     }
 }
 
+void checkNothingRuns()
+{
+    world().scheduler.touchOutside();
+    for (Fiber const& fiber : world().scheduler.all()) {
+        bool const isThere = fiber.state == Fiber::State::Ready || fiber.state == Fiber::State::Blocked;
+        if (fiber.role == Role::Library && isThere) {
+            fail("after exit", "the thread " + fiber.name + " is there");
+        }
+    }
+}
+
 void checkNothingIsLeft()
 {
     for (Fiber const& fiber : world().scheduler.all()) {
@@ -86,6 +97,7 @@ void checkNothingIsLeft()
 extern "C" int simulated___cxa_atexit(void (*function)(void*), void* argument, void*)
 {
     simulation::Outside const outside;
+    simulation::world().scheduler.touchOutside();
     simulation::endings.push_back({function, argument});
     return 0;
 }

@@ -15,6 +15,9 @@ void loadLibrary();
 /// Runs what the library has registered for its end, as `exit` and `dlclose` do.
 void endLibrary();
 
+/// Fails the run if a thread of the library is there.
+void checkNothingRuns();
+
 /// Fails the run if something of an unloaded library is left.
 void checkNothingIsLeft();
 

@@ -13,7 +13,7 @@ namespace {
 
 struct Description {
     int level;
-    int line; ///< 0: any
+    int line;
     char const* file;
     char const* format;
 };
@@ -38,19 +38,19 @@ Description const descriptions[] = {
     {2, 123, manager, "Browser config data failed"},
     {3, 92, manager, "New API mode: %s"},
     {3, 119, manager, "New portal url: %s"},
-    {1, 0, client, "Can't set cloexec"},
-    {1, 0, client, "Can not connect to IPC Messagenger server"},
-    {3, 0, client, "Connected to IPC server"},
-    {3, 0, client, "Connection closed"},
-    {1, 0, client, "Read error. Terminate connection"},
-    {1, 0, client, "Out of sync. Terminate connection."},
-    {5, 0, client, "New message received: %u length %u"},
-    {2, 0, client, "Message dropped: type %u length %u"},
-    {4, 0, client, "Closing connection"},
-    {1, 0, client, "Out connection error"},
-    {1, 0, client, "Out queue full. Terminate connection."},
-    {2, 0, retrier, failedFormat},
-    {4, 0, retrier, succeededFormat},
+    {1, 120, client, "Can't set cloexec"},
+    {1, 134, client, "Can not connect to IPC Messagenger server"},
+    {3, 145, client, "Connected to IPC server"},
+    {3, 201, client, "Connection closed"},
+    {1, 206, client, "Read error. Terminate connection"},
+    {1, 215, client, "Out of sync. Terminate connection."},
+    {5, 222, client, "New message received: %u length %u"},
+    {2, 240, client, "Message dropped: type %u length %u"},
+    {4, 410, client, "Closing connection"},
+    {1, 325, client, "Out connection error"},
+    {1, 310, client, "Out queue full. Terminate connection."},
+    {2, 24, retrier, failedFormat},
+    {4, 33, retrier, succeededFormat},
     {1, 60, thread, "Thread %p already running"},
     {1, 82, thread, "Thread %p already stopped"},
 };
@@ -72,8 +72,8 @@ double expectedWaitSeconds(int failures)
 void checkKnown(LogLine const& line)
 {
     bool const known = std::any_of(std::begin(descriptions), std::end(descriptions), [&](Description const& described) {
-        return described.level == line.level && (described.line == 0 || described.line == line.line) &&
-               described.file == line.file && described.format == line.format;
+        return described.level == line.level && described.line == line.line && described.file == line.file &&
+               described.format == line.format;
     });
     if (!known) {
         fail("log", "a line that is not described: level " + std::to_string(line.level) + ", " + line.file + ":" +

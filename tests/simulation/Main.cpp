@@ -24,6 +24,7 @@ struct Options {
     int preemptions = -1;
     unsigned shrinkRuns = 3000;
     bool trace = false;
+    bool whole = false;
     bool list = false;
     bool quiet = false;
     std::string scene;
@@ -91,14 +92,16 @@ int runOneSeed(Options const& options, Scene const* scene)
 
 int runExhaustively(Options const& options, Scene const& scene)
 {
-    Search search = searchExhaustively(scene, static_cast<unsigned>(options.preemptions), [&](uint64_t schedules) {
+    unsigned const most = static_cast<unsigned>(options.preemptions);
+    Search search = searchExhaustively(scene, most, !options.whole, [&](uint64_t schedules) {
         if (!options.quiet && schedules % 65536 == 0) {
             printf("%llu schedules\n", static_cast<unsigned long long>(schedules));
         }
         return true;
     });
-    printf("scene %s, at most %d preemptions: %llu schedules, %s\n", scene.name, options.preemptions,
-           static_cast<unsigned long long>(search.schedules), search.isComplete ? "all of them" : "not all");
+    printf("scene %s, at most %d preemptions: %llu schedules, %zu final states (%016llx), %s\n", scene.name,
+           options.preemptions, static_cast<unsigned long long>(search.schedules), search.finalStates,
+           static_cast<unsigned long long>(search.digest), search.isComplete ? "all of them" : "not all");
     if (search.finding != nullptr) {
         Outcome outcome;
         outcome.finding = std::move(search.finding);
@@ -200,6 +203,7 @@ int main(int argc, char** argv)
     app.add_flag("--trace", options.trace, "shows every step of a replay");
     app.add_option("--scene", options.scene, "one scene only");
     app.add_option("--preemptions", options.preemptions, "every schedule of a small scene with at most so many");
+    app.add_flag("--whole", options.whole, "with --preemptions: also schedules that can only repeat what was seen");
     app.add_option("--schedule", options.schedule, "replays a schedule of a scene, as a finding shows it");
     app.add_option("--kept", options.kept, "replays the schedules in this file");
     app.add_option("--shrink-runs", options.shrinkRuns, "how many runs may go into the shortest schedule");

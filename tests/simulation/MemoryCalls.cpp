@@ -117,6 +117,7 @@ size_t simulated_strlen(char const* text)
 char* simulated_getenv(char const* name)
 {
     Outside const outside(PLACE);
+    world().scheduler.touchOutside();
     auto const found = world().environment.find(name);
     return found == world().environment.end() ? nullptr : &found->second[0];
 }
@@ -124,6 +125,7 @@ char* simulated_getenv(char const* name)
 int simulated_setenv(char const* name, char const* value, int overwrite)
 {
     Outside const outside(PLACE);
+    world().scheduler.touchOutside();
     if (overwrite != 0 || world().environment.count(name) == 0) {
         world().environment[name] = value;
     }
@@ -187,6 +189,7 @@ int simulated___cxa_guard_acquire(uint64_t* guard)
     while (states[0] == 0 && states[1] != 0) {
         scheduler.block(guard, never);
     }
+    scheduler.touch(guard);
     scheduler.acquire(world().synchronization.atomics[reinterpret_cast<uintptr_t>(guard)]);
     if (states[0] != 0) {
         return 0;
@@ -201,6 +204,7 @@ void simulated___cxa_guard_release(uint64_t* guard)
     char* const states = reinterpret_cast<char*>(guard);
     states[0] = 1;
     states[1] = 0;
+    world().scheduler.touch(guard);
     world().scheduler.release(world().synchronization.atomics[reinterpret_cast<uintptr_t>(guard)]);
     world().scheduler.wake(guard);
 }
@@ -208,6 +212,7 @@ void simulated___cxa_guard_release(uint64_t* guard)
 void simulated___cxa_guard_abort(uint64_t* guard)
 {
     Outside const outside(PLACE);
+    world().scheduler.touch(guard);
     reinterpret_cast<char*>(guard)[1] = 0;
     world().scheduler.wake(guard);
 }

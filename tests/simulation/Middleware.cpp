@@ -114,6 +114,9 @@ private:
         if (answerAt <= now()) {
             answerAt = never;
             sendConfiguration();
+            if (end->connection <= static_cast<int>(temper.deafConnections)) {
+                stopReading(never);
+            }
             return true;
         }
         if (nextAction > now()) {
@@ -157,11 +160,16 @@ private:
     void pauseReading()
     {
         if (temper.pauses) {
-            TRACE("stops reading");
-            world().conduct.peerPauses(*end);
-            reads = false;
-            readsAgain = now() + 1 + chooseTime(600000) * 10;
+            stopReading(now() + 1 + chooseTime(600000) * 10);
         }
+    }
+
+    void stopReading(int64_t until)
+    {
+        TRACE("stops reading");
+        world().conduct.peerPauses(*end);
+        reads = false;
+        readsAgain = until;
     }
 
     void lie()

@@ -22,6 +22,7 @@ struct Temper {
     bool drops = false;        ///< some of them end the connection
     bool pauses = false;       ///< some of them are that it stops reading
     bool reads = true;
+    unsigned deafConnections = 0; ///< so many are not read once they are configured
     unsigned dropAfterAccept = 0; ///< so many connections are closed at once
     int64_t dropAfter = 0;        ///< each connection ends after so long; 0: never
     unsigned flood = 0;           ///< configurations that it sends at once, unasked

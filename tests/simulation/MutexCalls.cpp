@@ -75,6 +75,7 @@ int lock(pthread_mutex_t* handle, uintptr_t place)
         mutex = &mutexAt(handle, place);
     }
     mutex->owner = self().number;
+    world().scheduler.touch(handle);
     world().scheduler.acquire(mutex->clock);
     TRACE("locks mutex %d", mutex->number);
     return 0;
@@ -90,6 +91,7 @@ int unlock(pthread_mutex_t* handle, uintptr_t place)
         return EPERM;
     }
     world().scheduler.release(mutex.clock);
+    world().scheduler.touch(handle);
     mutex.owner = -1;
     world().scheduler.wake(handle);
     TRACE("unlocks mutex %d", mutex.number);
@@ -102,6 +104,7 @@ int wait(pthread_cond_t* condition, pthread_mutex_t* handle, int64_t deadline, b
     world().scheduler.step();
     Condition& waited = conditionAt(condition, place);
     ++waited.waits;
+    world().scheduler.touch(condition);
     if (mutexAt(handle, place).owner != self().number) {
         return EPERM;
     }
@@ -119,6 +122,7 @@ int wait(pthread_cond_t* condition, pthread_mutex_t* handle, int64_t deadline, b
         TRACE("has waited long enough for condition %d", conditionAt(condition, place).number);
     }
     --conditionAt(condition, place).waits;
+    world().scheduler.touch(condition);
     lock(handle, place);
     return inTime ? 0 : ETIMEDOUT;
 }
@@ -141,6 +145,7 @@ int signal(pthread_cond_t* handle, bool all, uintptr_t place)
     Outside const outside(place);
     world().scheduler.step();
     TRACE("%s condition %d", all ? "broadcasts" : "signals", conditionAt(handle, place).number);
+    world().scheduler.touch(handle);
     // A signal may wake more than one; that it wakes one is all that callers may count on.
     Scheduler& scheduler = world().scheduler;
     if (all) {
@@ -191,6 +196,7 @@ int simulated_pthread_mutex_init(pthread_mutex_t* handle, pthread_mutexattr_t co
     }
     memory().check(keyOf(handle), sizeof *handle, Access{true, false, PLACE}, self());
     world().synchronization.mutexes[keyOf(handle)] = mutex;
+    world().scheduler.touch(handle);
     return 0;
 }
 
@@ -204,6 +210,7 @@ int simulated_pthread_mutex_destroy(pthread_mutex_t* handle)
     }
     memory().check(keyOf(handle), sizeof *handle, Access{true, false, PLACE}, self());
     mutex.destroyed = true;
+    world().scheduler.touch(handle);
     return 0;
 }
 
@@ -218,6 +225,7 @@ int simulated_pthread_mutex_trylock(pthread_mutex_t* handle)
 {
     Outside const outside(PLACE);
     world().scheduler.step();
+    world().scheduler.touch(handle, false);
     return mutexAt(handle, PLACE).owner >= 0 ? EBUSY : lock(handle, PLACE);
 }
 
@@ -255,6 +263,7 @@ int simulated_pthread_cond_init(pthread_cond_t* handle, pthread_condattr_t const
     }
     memory().check(keyOf(handle), sizeof *handle, Access{true, false, PLACE}, self());
     initialise(handle, clockId);
+    world().scheduler.touch(handle);
     return 0;
 }
 
@@ -268,6 +277,7 @@ int simulated_pthread_cond_destroy(pthread_cond_t* handle)
     }
     memory().check(keyOf(handle), sizeof *handle, Access{true, false, PLACE}, self());
     condition.destroyed = true;
+    world().scheduler.touch(handle);
     return 0;
 }
 

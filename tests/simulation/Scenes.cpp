@@ -92,7 +92,7 @@ void live(unsigned length, bool mayStart, bool endsByExit)
             break;
         default:
             if (choose(8) == 1) {
-                host::forkChild(choose(60000) * 10, choose(2) == 1);
+                host::forkChild(choose(60000) * 10, choose(8) == 1);
             }
         }
     }
@@ -175,11 +175,17 @@ void playStorm()
     host::unload();
 }
 
+/// From the time at which every run begins.
+int64_t const untilEndOf32Bits = (int64_t{0x7FFFFFFF} - 1700000000 - 1800) * 1000000;
+
 /// No middleware for days: the back-off, under a wall clock that steps.
 void playAbsence()
 {
     world().faults.set(Fault::WallClock, 100);
     world().faults.set(Fault::Signal, choose(2) == 0 ? 0 : 50);
+    if (choose(2) == 1) {
+        world().scheduler.stepWallClock(untilEndOf32Bits); // seconds do not fit into 32 bits soon, or any more
+    }
     Temper temper;
     temper.firstListens = int64_t{1} + choose(60000) * int64_t{1000000};
     startMiddleware(temper);
@@ -188,6 +194,57 @@ void playAbsence()
     host::pause(choose(60000) * int64_t{choose(8) == 1 ? 200000 : 10000});
     stopAll({&starter});
     host::unload();
+}
+
+/// A peer that does not read any more, and a host that does not mind.
+void playFullQueue()
+{
+    world().faults.set(Fault::Stall, choose(2) == 0 ? 0 : 100000);
+    world().faults.set(Fault::Partial, choose(2) == 0 ? 0 : 30);
+    Temper temper;
+    temper.deafConnections = 1 + choose(2);
+    temper.capacity = choose(2) == 0 ? 212992 : 4096;
+    startMiddleware(temper);
+    loadLibrary();
+    host::start();
+    unsigned const count = 1 + choose(3);
+    std::vector<Fiber*> threads;
+    for (unsigned i = 0; i < count; ++i) {
+        threads.push_back(&host::run("host-" + std::to_string(i + 2), [count] {
+            for (unsigned request = 0; request < 68000 / count; ++request) {
+                host::requestWindow();
+                if (request % 50 == 49) {
+                    host::pause(1);
+                }
+            }
+        }));
+    }
+    for (Fiber* const thread : threads) {
+        host::join(*thread);
+    }
+    host::pause(1500000);
+    host::requestWindow();
+    host::stop();
+    host::unload();
+}
+
+/// Children that exit, in every state of the library.
+void playFork()
+{
+    chooseEnvironment();
+    if (choose(4) == 1) {
+        host::closeStandardInput();
+    }
+    startMiddleware(chooseTemper());
+    loadLibrary();
+    if (choose(2) == 1) {
+        host::useDrm();
+    }
+    host::run("host-2", [] { live(choose(8), true, false); });
+    host::pause(chooseDuration());
+    host::forkChild(0, true);
+    host::pause(chooseDuration());
+    host::exitProcess();
 }
 
 // The small scenes
@@ -287,18 +344,20 @@ void playUnload()
 std::vector<Scene> const& allScenes()
 {
     static std::vector<Scene> const scenes = {
-        {"life", "one to four threads that do what the header allows, and any middleware", false, 60, playLife},
-        {"exit", "the process ends in the midst of such a life", false, 16, playExit},
-        {"storm", "a middleware that accepts and drops", false, 4, playStorm},
-        {"absence", "no middleware for hours, and a wall clock that steps", false, 1, playAbsence},
-        {"start-stop", "a start and a stop", true, 2, playStartStop},
-        {"push-stop", "a request beside a stop", true, 3, playPushStop},
-        {"request-then-stop", "a request, then a stop", true, 3, playRequestThenStop},
-        {"drop-push", "a request beside a drop", true, 2, playDropPush},
-        {"replace", "a start without a stop before it", true, 2, playReplace},
-        {"stop-in-start", "a stop while a start waits", true, 2, playStopInStart},
-        {"exit-in-start", "an exit while a start waits", true, 2, playExitInStart},
-        {"unload", "an unload without a stop", true, 2, playUnload},
+        {"life", "one to four threads that do what the header allows, and any middleware", false, 2400, playLife},
+        {"exit", "the process ends in the midst of such a life", false, 640, playExit},
+        {"storm", "a middleware that accepts and drops", false, 160, playStorm},
+        {"absence", "no middleware for hours, and a wall clock that steps", false, 40, playAbsence},
+        {"full-queue", "a host that asks more than a middleware reads", false, 1, playFullQueue},
+        {"fork", "children that exit", false, 40, playFork},
+        {"start-stop", "a start and a stop", true, 80, playStartStop},
+        {"push-stop", "a request beside a stop", true, 120, playPushStop},
+        {"request-then-stop", "a request, then a stop", true, 120, playRequestThenStop},
+        {"drop-push", "a request beside a drop", true, 80, playDropPush},
+        {"replace", "a start without a stop before it", true, 80, playReplace},
+        {"stop-in-start", "a stop while a start waits", true, 80, playStopInStart},
+        {"exit-in-start", "an exit while a start waits", true, 80, playExitInStart},
+        {"unload", "an unload without a stop", true, 80, playUnload},
     };
     return scenes;
 }

@@ -1,6 +1,7 @@
 #include "tests/simulation/Scheduler.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "tests/simulation/Findings.h"
 #include "tests/simulation/Trace.h"
@@ -39,6 +40,9 @@ Fiber& Scheduler::freeFiber()
 
 Fiber& Scheduler::spawn(Role role, std::string const& name, std::function<void()> body)
 {
+    if (isAlone) {
+        fail("child", "a thread is made in a forked child");
+    }
     Fiber& fiber = freeFiber();
     // The clock of the thread that had the number before stays in: the stack has its traces.
     VectorClock clock = fiber.clock;
@@ -51,6 +55,8 @@ Fiber& Scheduler::spawn(Role role, std::string const& name, std::function<void()
     if (running != nullptr) {
         clock.join(running->clock);
         ++running->clock[static_cast<size_t>(running->number)];
+        fiber.past = mixed(running->past, 1);
+        running->past = mixed(running->past, 2);
     }
     ++clock[static_cast<size_t>(number)];
     fiber.clock = clock;
@@ -78,7 +84,11 @@ void Scheduler::run(std::function<void()> body)
 void Scheduler::end()
 {
     running->state = Fiber::State::Ended;
+    endedPasts += mixed(running->past, 3);
     ending = ending || running == first;
+    if (running == first && states != nullptr) {
+        states->ended(state(false));
+    }
     wake(running);
     chooseNext(false);
 }
@@ -98,13 +108,21 @@ uint64_t Scheduler::latestTime() const
     return latest;
 }
 
+void Scheduler::beAlone()
+{
+    isAlone = true;
+    for (Fiber const& other : fibers) {
+        running->clock.join(other.clock); // what the others had done is in the copy
+    }
+}
+
 void Scheduler::step()
 {
-    if (ending) {
+    if (ending || isAlone) {
         return;
     }
     ++stepCount;
-    ++time;
+    time += isSmall ? 0 : 1;
     if (stepCount > stepLimit) {
         fail("progress", "the run does not come to an end");
     }
@@ -117,17 +135,58 @@ void Scheduler::step()
 
 void Scheduler::minorStep()
 {
-    if (!skipsMinor) {
+    if (!isSmall) {
         return step();
     }
     ++stepCount;
-    ++time;
+}
+
+void Scheduler::touch(void const* object, bool isWrite)
+{
+    if (states == nullptr) {
+        return;
+    }
+    uint64_t& last = objects[object];
+    running->past = mixed(running->past, last);
+    if (isWrite) {
+        last = mixed(running->past, 4);
+    }
+}
+
+void Scheduler::observe(uint64_t value)
+{
+    running->past = mixed(running->past, value);
+}
+
+/// @return a number that two schedules share only if every thread has done and seen the same
+uint64_t Scheduler::state(bool currentGoesOn) const
+{
+    uint64_t sum = endedPasts + mixed(static_cast<uint64_t>(time), 5);
+    for (size_t i = 0; i < used; ++i) {
+        Fiber const& fiber = fibers[i];
+        if (fiber.state == Fiber::State::Ready || fiber.state == Fiber::State::Blocked) {
+            uint64_t const position = static_cast<uint64_t>(fiber.state) * 4 + (fiber.timedOut ? 2 : 0) +
+                                      (currentGoesOn && &fiber == running ? 1 : 0);
+            sum += mixed(mixed(fiber.past, position),
+                         fiber.state == Fiber::State::Blocked ? static_cast<uint64_t>(fiber.deadline) : 0);
+        }
+    }
+    return sum;
+}
+
+bool Scheduler::isNothingNew(bool currentGoesOn)
+{
+    size_t const made = decisions.made()[static_cast<size_t>(Kind::Schedule)].size();
+    return states != nullptr && states->isKnown(state(currentGoesOn), made, decisions.preemptions());
 }
 
 bool Scheduler::block(void const* object, int64_t deadline, bool onWallClock)
 {
     if (ending && running->role == Role::Peer) {
         throw WorldEnds();
+    }
+    if (isAlone) {
+        fail("child", "the one thread of a forked child waits");
     }
     running->waitsFor = object;
     running->deadline = deadline;
@@ -137,10 +196,14 @@ bool Scheduler::block(void const* object, int64_t deadline, bool onWallClock)
     nextDeadline = std::min(nextDeadline, deadline);
     Fiber* const self = running;
     chooseNext(false);
+    bool const isLate = std::exchange(self->timedOut, false);
+    if (deadline != never) {
+        observe(isLate ? static_cast<uint64_t>(time) : 0);
+    }
     if (ending && self->role == Role::Peer) {
         throw WorldEnds();
     }
-    return !self->timedOut;
+    return !isLate;
 }
 
 void Scheduler::wake(void const* object)
@@ -227,18 +290,26 @@ void Scheduler::reportDeadlock()
     fail("deadlock", text);
 }
 
+/// What is left are daemons; they come out of their waits one after the other.
+void Scheduler::endPeers()
+{
+    for (Fiber& fiber : fibers) {
+        bool const isLeft = fiber.state == Fiber::State::Blocked || fiber.state == Fiber::State::Ready;
+        if (isLeft && fiber.role == Role::Peer) {
+            fiber.state = Fiber::State::Ready;
+            if (&fiber == running) {
+                return;
+            }
+            start(fiber);
+        }
+    }
+    leaveWorld();
+}
+
 void Scheduler::chooseNext(bool currentGoesOn)
 {
     if (ending) {
-        // What is left are daemons; they come out of their waits one after the other.
-        for (Fiber& fiber : fibers) {
-            bool const isLeft = fiber.state == Fiber::State::Blocked || fiber.state == Fiber::State::Ready;
-            if (isLeft && fiber.role == Role::Peer) {
-                fiber.state = Fiber::State::Ready;
-                start(fiber);
-            }
-        }
-        leaveWorld();
+        return endPeers();
     }
     for (;;) {
         candidates.clear();
@@ -258,10 +329,28 @@ void Scheduler::chooseNext(bool currentGoesOn)
         }
         waitForTime();
     }
-    size_t const choice = candidates.size() == 1 ? 0 : decisions.chooseThread(candidates, currentGoesOn);
+    // Where every schedule is wanted, a middleware that gets ahead of a thread which could go on counts as a preemption.
+    size_t free = currentGoesOn ? 1 : candidates.size();
+    if (isSmall && !currentGoesOn) {
+        std::stable_partition(candidates.begin(), candidates.end(), [&](int number) { return !isPeer(number); });
+        free = static_cast<size_t>(
+            std::count_if(candidates.begin(), candidates.end(), [&](int number) { return !isPeer(number); }));
+        free = free == 0 ? candidates.size() : free;
+    }
+    if (candidates.size() > 1 && isNothingNew(currentGoesOn)) {
+        ending = true;
+        return endPeers();
+    }
+    size_t const choice = candidates.size() == 1 ? 0 : decisions.chooseThread(candidates, currentGoesOn, free);
     int const next = candidates[choice];
     hash = (hash ^ static_cast<uint64_t>(fibers[static_cast<size_t>(next)].identity)) * 0x100000001B3U + 1;
-    start(fibers[static_cast<size_t>(next)]);
+    Fiber& chosen = fibers[static_cast<size_t>(next)];
+    if (chosen.role == Role::Peer && states != nullptr) {
+        // What it does until it waits again is one step, on what lies outside of the library.
+        chosen.past = mixed(chosen.past, objects[&outside]);
+        objects[&outside] = mixed(chosen.past, 4);
+    }
+    start(chosen);
 }
 
 void Scheduler::start(Fiber& fiber)

@@ -6,10 +6,12 @@
 #include <array>
 #include <functional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "tests/simulation/Decisions.h"
 #include "tests/simulation/Fibers.h"
+#include "tests/simulation/States.h"
 
 namespace simulation {
 
@@ -41,8 +43,22 @@ public:
     /// A choice point that an exhaustive search can do without: what comes next commutes with what other threads do, as
     /// the release of a lock does.
     void minorStep();
-    /// From now on minor steps are no choice points.
-    void skipMinorSteps() { skipsMinor = true; }
+    /// From now on minor steps are no choice points, and a step takes no time: so the order of two steps changes no
+    /// deadline.
+    void beSmall() { isSmall = true; }
+
+    // What the running thread has seen of the world
+    /// To be called with each use of something that threads share. Reads of one thing may change places.
+    void touch(void const* object, bool isWrite = true);
+    /// Sockets, middleware, the log and what is checked.
+    void touchOutside() { touch(&outside); }
+    void observe(uint64_t value);
+    void observe(Fiber const& fiber) { observe(fiber.state == Fiber::State::Ended ? fiber.past : 0); }
+    /// @param visitedStates  null: of no interest
+    void remember(States* visitedStates) { states = visitedStates; }
+
+    /// From now on there is no other thread: this is a forked child.
+    void beAlone();
     /// Waits until wake() of the same object, or the deadline.
     /// @return false after the deadline
     bool block(void const* object, int64_t deadline, bool onWallClock = false);
@@ -80,6 +96,10 @@ private:
     void chooseNext(bool currentGoesOn);
     void waitForTime();
     [[noreturn]] void reportDeadlock();
+    void endPeers();
+    bool isNothingNew(bool currentGoesOn);
+    bool isPeer(int number) const { return fibers[static_cast<size_t>(number)].role == Role::Peer; }
+    uint64_t state(bool currentGoesOn) const;
 
     Decisions& decisions;
     char* const stacks;
@@ -96,8 +116,13 @@ private:
     int nextIdentity = 1;
     size_t used = 0; ///< fibers that have ever been
     bool ending = false;
-    bool skipsMinor = false;
+    bool isSmall = false;
+    bool isAlone = false;
     Fiber* first = nullptr;
+    States* states = nullptr;
+    std::unordered_map<void const*, uint64_t> objects; ///< what the last thread that changed it had done and seen
+    uint64_t endedPasts = 0;
+    char outside = 0; ///< an object
 };
 
 } // namespace simulation

@@ -8,10 +8,12 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <utility>
 
+#include "tests/simulation/Child.h"
 #include "tests/simulation/Memory.h"
 #include "tests/simulation/Trace.h"
 #include "tests/simulation/World.h"
@@ -42,6 +44,8 @@ int injected(std::initializer_list<int> errors)
 /// A descriptor that a call of the library may name.
 Descriptor* used(char const* call, int number)
 {
+    forbidInChild(std::string("a call of ") + call);
+    world().scheduler.touchOutside();
     Descriptor* const descriptor = world().sockets.find(number);
     if (descriptor == nullptr && number >= 0) {
         fail("descriptor", std::string(call) + " of the closed descriptor " + std::to_string(number));
@@ -70,6 +74,7 @@ int waitFor(Endpoint& end, int number, int64_t timeout)
     Descriptor* const descriptor = world().sockets.find(number);
     ++descriptor->users;
     bool const inTime = scheduler.block(&end, deadline);
+    scheduler.touchOutside();
     Descriptor* const after = world().sockets.find(number);
     if (after != nullptr && after->socket.get() == &end) {
         --after->users;
@@ -96,7 +101,8 @@ ssize_t receive(int number, void* bytes, size_t size, bool atOnce, uintptr_t pla
     if (!end->isConnected()) {
         return failed("recv", number, ENOTCONN);
     }
-    if (int const error = injected({ENOMEM, ECONNRESET, EINTR})) {
+    if (int const error =
+            injected({ENOMEM, ECONNRESET, EINTR, EAGAIN, EBADF, ECONNREFUSED, EFAULT, EINVAL, ENOTCONN, ENOTSOCK})) {
         return failed("recv", number, error);
     }
     while (end->in.size() == 0) {
@@ -115,6 +121,7 @@ ssize_t receive(int number, void* bytes, size_t size, bool atOnce, uintptr_t pla
     size_t const count = partOf(std::min(size, end->in.size()));
     memory().check(reinterpret_cast<uintptr_t>(bytes), count, Access{true, false, place}, self());
     end->in.take(static_cast<char*>(bytes), count);
+    world().conduct.libraryRead(static_cast<char const*>(bytes), count);
     world().scheduler.wake(end->peer.get());
     TRACE("recv(%d, %zu) = %zu", number, size, count);
     return static_cast<ssize_t>(count);
@@ -139,7 +146,8 @@ ssize_t transmit(int number, void const* bytes, size_t size, int flags, uintptr_
     if (!end->isConnected()) {
         return failed("write", number, ENOTCONN);
     }
-    if (int const error = injected({ENOBUFS, ENOMEM, EINTR})) {
+    if (int const error = injected({ENOBUFS, ENOMEM, EINTR, EAGAIN, EPIPE, EBADF, EDESTADDRREQ, EDQUOT, EFAULT, EFBIG,
+                                    EINVAL, EIO, ENOSPC, EPERM})) {
         return failed("write", number, error);
     }
     memory().check(reinterpret_cast<uintptr_t>(bytes), size, Access{false, false, place}, self());
@@ -181,7 +189,9 @@ int connectTo(int number, std::shared_ptr<Endpoint> const& end)
         TRACE("connect(%d) waits", number);
         // A change of the listener wakes the endpoints that wait for it.
         int64_t const deadline = end->sendTimeout == 0 ? never : world().scheduler.now() + end->sendTimeout;
-        if (end->nonBlocking || !world().scheduler.block(&listener, deadline)) {
+        bool const inTime = !end->nonBlocking && world().scheduler.block(&listener, deadline);
+        world().scheduler.touchOutside();
+        if (!inTime) {
             return failed("connect", number, EAGAIN);
         }
     }
@@ -207,7 +217,9 @@ int simulated_socket(int domain, int type, int)
 {
     Outside const outside(PLACE);
     world().scheduler.minorStep();
-    if (int const error = injected({EMFILE, ENFILE, ENOBUFS, ENOMEM})) {
+    forbidInChild("a call of socket");
+    world().scheduler.touchOutside();
+    if (int const error = injected({EMFILE, ENFILE, ENOBUFS, ENOMEM, EACCES, EAFNOSUPPORT, EINVAL, EPROTONOSUPPORT})) {
         return failed("socket", domain, error);
     }
     Descriptor descriptor;
@@ -234,7 +246,12 @@ int simulated_connect(int number, sockaddr const* address, socklen_t length)
         memcmp(reinterpret_cast<sockaddr_un const*>(address)->sun_path, path, sizeof path - 1) != 0) {
         fail("conversation", "connect to another address");
     }
-    if (int const error = injected({EINTR, ECONNREFUSED, ENOENT, EACCES, EAGAIN})) {
+    if (number <= STDERR_FILENO) {
+        fail("descriptor", "the library's socket is " + std::to_string(number));
+    }
+    if (int const error =
+            injected({EINTR, ECONNREFUSED, ENOENT, EACCES, EAGAIN, EPERM, EADDRINUSE, EADDRNOTAVAIL, EAFNOSUPPORT,
+                      EALREADY, EBADF, EFAULT, EINPROGRESS, EISCONN, ENETUNREACH, ENOTSOCK, EPROTOTYPE, ETIMEDOUT})) {
         return failed("connect", number, error);
     }
     std::shared_ptr<Endpoint> const end = descriptor->socket;
@@ -302,7 +319,9 @@ int simulated_close(int number)
         world().conduct.libraryClosed(*descriptor->socket);
     }
     world().sockets.close(number);
-    return 0;
+    // One that fails has closed all the same.
+    int const error = injected({EIO, EBADF, EINTR, ENOSPC, EDQUOT});
+    return error == 0 ? 0 : failed("close", number, error);
 }
 
 int simulated_fcntl(int number, int command, ...)
@@ -317,7 +336,7 @@ int simulated_fcntl(int number, int command, ...)
     if (descriptor == nullptr) {
         return failed("fcntl", number, EBADF);
     }
-    if (int const error = injected({EMFILE, EINVAL})) {
+    if (int const error = injected({EMFILE, EINVAL, EBADF})) {
         return failed("fcntl", number, error);
     }
     switch (command) {
@@ -348,7 +367,7 @@ int simulated_setsockopt(int number, int, int option, void const* value, socklen
     if (descriptor == nullptr) {
         return failed("setsockopt", number, EBADF);
     }
-    if (int const error = injected({ENOMEM})) {
+    if (int const error = injected({ENOMEM, EDOM, EBADF, EFAULT, EINVAL, ENOPROTOOPT, ENOTSOCK})) {
         return failed("setsockopt", number, error);
     }
     timeval timeout;

@@ -46,6 +46,7 @@ bool sleepFor(int64_t duration, uintptr_t place)
 
 int64_t timeOf(clockid_t clockId)
 {
+    world().scheduler.observe(static_cast<uint64_t>(world().scheduler.now()));
     return clockId == CLOCK_REALTIME ? world().scheduler.wallClock() : world().scheduler.now();
 }
 
@@ -56,7 +57,7 @@ extern "C" {
 int simulated_pthread_create(pthread_t* handle, pthread_attr_t const*, void* (*routine)(void*), void* argument)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     Fiber& fiber = world().scheduler.spawn(Role::Library, "thread", [routine, argument] {
         TRACE("begins");
         {
@@ -73,7 +74,7 @@ int simulated_pthread_create(pthread_t* handle, pthread_attr_t const*, void* (*r
 int simulated_pthread_join(pthread_t identity, void** result)
 {
     Outside const outside(PLACE);
-    world().scheduler.step();
+    world().scheduler.minorStep();
     Fiber* const fiber = fiberOf(identity);
     if (fiber == nullptr || fiber->joined) {
         fail("threads", "a thread is joined that does not exist");
@@ -86,6 +87,7 @@ int simulated_pthread_join(pthread_t identity, void** result)
         world().scheduler.block(fiber, never);
     }
     fiber->joined = true;
+    world().scheduler.observe(*fiber);
     world().scheduler.acquire(fiber->clock);
     if (result != nullptr) {
         *result = nullptr;

@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <stdlib.h>
 
+#include "tests/simulation/Child.h"
 #include "tests/simulation/Host.h"
 #include "tests/simulation/Library.h"
 #include "tests/simulation/Memory.h"
@@ -86,6 +87,9 @@ bool isWorldThere()
 void fail(std::string const& promise, std::string const& text)
 {
     if (isWorldThere() && world().scheduler.isInWorld()) {
+        if (isChild()) {
+            endChild(text);
+        }
         TRACE("BROKEN: %s: %s", promise.c_str(), text.c_str());
         self().inLibrary = false;
         world().finding.reset(new Finding{promise, text});
@@ -94,7 +98,7 @@ void fail(std::string const& promise, std::string const& text)
     throw Finding{promise, text};
 }
 
-Outcome runScene(Scene const& scene, Decisions& decisions)
+Outcome runScene(Scene const& scene, Decisions& decisions, States* states)
 {
     catchSignals();
     restoreGlobals();
@@ -103,8 +107,9 @@ Outcome runScene(Scene const& scene, Decisions& decisions)
     World here(decisions, timeOfAllRuns);
     current = &here;
     if (scene.isSmall) {
-        here.scheduler.skipMinorSteps();
+        here.scheduler.beSmall();
     }
+    here.scheduler.remember(states);
     here.scheduler.run(scene.play);
     current = nullptr;
     timeOfAllRuns = here.scheduler.latestTime() + 1;

@@ -81,7 +81,9 @@ struct Outcome {
 };
 
 /// Runs @p scene from its beginning to its end.
-Outcome runScene(struct Scene const& scene, Decisions& decisions);
+///
+/// @param states  null unless they are of interest
+Outcome runScene(struct Scene const& scene, Decisions& decisions, States* states = nullptr);
 
 } // namespace simulation
 

@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Breaks the library's threads in one place after the other and lets the simulation find it.
 
-mutants.py BUILD WORK [--seeds N] [FIRST [LAST]]
+mutants.py BUILD WORK [--seeds N] [--preemptions N [--whole]] [FIRST [LAST]]
 
 BUILD is a build directory with the program simulate. The library's sources are copied to WORK, compiled and linked there
 with the rest of the program. Prints for each mutation the seeds that it took; ends badly if one is not found.
+With --preemptions every schedule of each small scene takes the place of the seeds.
 """
 import argparse
 import json
@@ -66,11 +67,27 @@ def search(program, seeds):
     return f"{count.group(1)} seeds, scene {promise.group(1)}: {promise.group(2)}"
 
 
+def search_exhaustively(program, preemptions, whole):
+    """Returns the first small scene with a broken promise and the schedules that it took; None if all are kept."""
+    scenes = subprocess.run([program, "--list"], stdout=subprocess.PIPE, check=True).stdout.decode()
+    for scene in re.findall(r"^ *(\S+) .*\(small\)$", scenes, re.MULTILINE):
+        command = [program, "--scene", scene, "--preemptions", str(preemptions), "--quiet", "--shrink-runs", "0"]
+        done = subprocess.run(command + ["--whole"] * whole, stdout=subprocess.PIPE, check=False, timeout=1800)
+        text = done.stdout.decode(errors="replace")
+        count = re.search(r"(\d+) schedules", text)
+        promise = re.search(r"breaks a promise: (.*)$", text, re.MULTILINE)
+        if done.returncode != 0:
+            return f"{count.group(1)} schedules, scene {scene}: {promise.group(1)}"
+    return None
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("build", type=Path)
     parser.add_argument("work", type=Path)
     parser.add_argument("--seeds", type=int, default=20000)
+    parser.add_argument("--preemptions", type=int)
+    parser.add_argument("--whole", action="store_true")
     parser.add_argument("first", type=int, nargs="?", default=1)
     parser.add_argument("last", type=int, nargs="?", default=len(MUTATIONS))
     options = parser.parse_args()
@@ -98,7 +115,11 @@ def main():
         (tree / name).write_text(original)
         if failed:
             sys.exit(f"mutants: number {number} does not compile: {failed[-1000:]}")
-        found = search(link(build, work, objects.values()), options.seeds)
+        program = link(build, work, objects.values())
+        if options.preemptions is None:
+            found = search(program, options.seeds)
+        else:
+            found = search_exhaustively(program, options.preemptions, options.whole)
         print(f"{number:3} of {len(MUTATIONS)}, {time.monotonic() - begin:4.0f} s, {name}: {old!r} -> {new!r}: "
               f"{found or 'NOT FOUND'}", flush=True)
         if found is None:

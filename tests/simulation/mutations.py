@@ -17,6 +17,8 @@ N = "cobalt/CobaltManager.h"
 F = "cobalt/CobaltConfig.cpp"
 L = "cobalt/LifeCycle.cpp"
 Z = "cobalt/ZeloCobalt.cpp"
+D = "cobalt/DrmBridge.cpp"
+M = "src/ipc/MessengerSocket.cpp"
 
 MUTATIONS = [
     # What the library once had: a close before the sender has ended, a stop missed between check and wait, a request
@@ -77,4 +79,17 @@ MUTATIONS = [
     (L, "    earlier.reset();\n", "    earlier.release();\n"),
     (C, "    shutDownSocket();\n    STBThread::stop();\n    ending = false;", "    STBThread::stop();\n    shutDownSocket();\n    ending = false;"),
     (V, "count < 0 && !isInterruption(errno)", "count < 0"),
+    # Missing bounds
+    (C, "unsigned const toleratedFruitlessConnections = 16;", "unsigned const toleratedFruitlessConnections = 1600000;"),
+    (C, "unsigned const toleratedFruitlessConnections = 16;", "unsigned const toleratedFruitlessConnections = 15;"),
+    (C, "        fruitlessConnections = 0;\n        dispatch", "        dispatch"),
+    (C, "        fruitlessConnections = 0; // no part of a storm, however silent\n", ""),
+    (C, "            tellHandlers(&IPCMessengerHandler::onDisconnected);\n", ""),
+    (S, "if (queue.size() < queueLimit) {", "if (true) {"),
+    (S, "    lock.unlock();\n    shutDownMessengerSocket(socketFd);\n", "    lock.unlock();\n"),
+    (S, "    overflowed = true;\n", ""),
+    (M, "if (fd < 0 || fd > STDERR_FILENO) {", "if (true) {"),
+    # In a forked child
+    (L, "if (callingProcess == getpid()) {", "if (true) {"),
+    (D, "if (drmProcess == getpid()) {", "if (true) {"),
 ]

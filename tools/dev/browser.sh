@@ -35,9 +35,9 @@ take_screenshots() {
   install_missing "./dev browser --screenshots"
   node "$ZELO_ROOT/tests/zelobox/browser/screenshots.js"
   pngquant --force --ext .png --skip-if-larger --speed 1 "$ZELO_ROOT"/docs/images/page-*.png
-  # A picture every 1.4 s, with one palette for all.
-  ffmpeg -y -loglevel error -framerate 5/7 -i "$ZELO_BUILD/browser/click/%d.png" \
-    -vf 'scale=880:-1:flags=lanczos,split[a][b];[a]palettegen=max_colors=64[p];[b][p]paletteuse=dither=none' \
+  local palette='split[a][b];[a]palettegen=max_colors=200[p];[b][p]paletteuse=dither=bayer:bayer_scale=5'
+  ffmpeg -y -loglevel error -f concat -i "$ZELO_BUILD/browser/click/list.txt" \
+    -vf "scale=900:-1:flags=lanczos,$palette:diff_mode=rectangle" \
     "$ZELO_ROOT/docs/images/click.gif"
 }
 

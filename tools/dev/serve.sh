@@ -5,5 +5,6 @@ packages() { needs_build; }
 
 run() {
   build default zelobox
-  exec "$ZELO_BUILD/default/zelobox" serve "$@"
+  # The page's hints name what was called.
+  exec -a "$0" "$ZELO_BUILD/default/zelobox" serve "$@"
 }

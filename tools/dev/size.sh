@@ -18,5 +18,5 @@ run() {
   cmake --build "$ZELO_BUILD/armhf-map"
   build armhf weigh
   "$ZELO_ROOT/tools/size_report.py" "$library" --tools "$tools-" --map "$map" \
-    --weigh qemu-arm -L "/usr/$tools" "$ZELO_BUILD/armhf/tests/weigh" "$library" 10
+    --weigh qemu-arm -L "/usr/$tools" "$ZELO_BUILD/armhf/bench/weigh" "$library" 10
 }

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <fstream>
 #include <system_error>
 
 namespace zelobox {
@@ -144,6 +145,14 @@ std::string ownProgram()
         fail(errno, "/proc/self/exe");
     }
     return std::string(path, static_cast<size_t>(length));
+}
+
+std::string calledAs()
+{
+    std::ifstream words("/proc/self/cmdline");
+    std::string first;
+    std::getline(words, first, '\0');
+    return first;
 }
 
 std::string ownDirectory()

@@ -55,6 +55,8 @@ private:
 
 /// @return the path of this program
 std::string ownProgram();
+/// @return what this program was called as, "zelobox" or "build/default/zelobox": the way to it from here
+std::string calledAs();
 /// @return the directory of this program, with a slash at the end
 std::string ownDirectory();
 

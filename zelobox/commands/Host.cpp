@@ -7,7 +7,7 @@
 #include "zelobox/base/LineReader.h"
 #include "zelobox/base/StopSignals.h"
 #include "zelobox/commands/Commands.h"
-#include "zelobox/host/Host.h"
+#include "zelobox/host/HostHelp.h"
 #include "zelobox/host/LineEditor.h"
 
 namespace zelobox {
@@ -28,6 +28,10 @@ public:
     Commands(EventLoop& eventLoop, std::function<bool(std::string const&)> carryOut)
         : loop(eventLoop), onCommand(std::move(carryOut))
     {
+        if (isOnTerminal()) {
+            std::cout << "Type \"help\" for what this host can do"
+                      << (LineEditor::isPossible() ? "; Tab completes" : "") << "; Ctrl-D ends it." << std::endl;
+        }
         if (LineEditor::isPossible()) {
             editor = std::make_unique<LineEditor>(
                 loop, [this](std::string const* line) { ended = ended || line == nullptr || !onCommand(*line); });
@@ -54,9 +58,11 @@ private:
         ended = ended || !more;
     }
 
+    static bool isOnTerminal() { return isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0; }
+
     void prompt() const
     {
-        if (!ended && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0) {
+        if (!ended && isOnTerminal()) {
             std::cout << promptText << std::flush;
         }
     }
@@ -92,17 +98,6 @@ int run(Options const& options)
     return Succeeded;
 }
 
-std::string commandList()
-{
-    std::string list;
-    for (Host::Command const& command : Host::commands()) {
-        std::string words = std::string(command.name) + " " + command.arguments;
-        words.resize(std::max<size_t>(words.size(), 24), ' ');
-        list += "  " + words + " " + command.help + "\n";
-    }
-    return list + "  quit                     stops and ends; the end of the input does the same\n";
-}
-
 } // namespace
 
 void addHostCommand(CLI::App& app, int& exitCode)
@@ -120,7 +115,7 @@ void addHostCommand(CLI::App& app, int& exitCode)
     command->add_flag("--no-start", options->noStart, "wait for the command \"start\"");
     command->footer("Prints every callback and carries out commands from the standard input, on a terminal with\n"
                     "completion (Tab) and history:\n" +
-                    commandList() +
+                    commandTable() +
                     "Examples:\n"
                     "  zelobox host\n"
                     "  zelobox host --lib /usr/lib/libzelocobalt.so --log-level 5\n"

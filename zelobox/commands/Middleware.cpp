@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
-#include "zelobox/base/ChildProcess.h"
 #include "zelobox/base/LineReader.h"
 #include "zelobox/base/StopSignals.h"
 #include "zelobox/base/Terminal.h"
@@ -11,7 +10,9 @@
 #include "zelobox/capture/TraceReading.h"
 #include "zelobox/commands/Commands.h"
 #include "zelobox/commands/HostOptions.h"
+#include "zelobox/commands/OpenInBrowser.h"
 #include "zelobox/commands/RunCommands.h"
+#include "zelobox/commands/ServeFile.h"
 #include "zelobox/commands/TraceOptions.h"
 #include "zelobox/middleware/Timeline.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
@@ -39,6 +40,7 @@ struct Options {
     HostOptions sampleHost;
     bool open = false;
     std::string follow;
+    std::string file; // shown in place of a middleware
 };
 
 std::string faultModeList()
@@ -56,16 +58,6 @@ std::string faultModeList()
 std::string checkFaultMode(std::string const& name)
 {
     return findFaultMode(name) != nullptr ? "" : "\"" + name + "\" is none of: " + faultModeNames();
-}
-
-/// @return false if there is no program for it
-bool openInBrowser(std::string const& address)
-{
-    // A shell in between, so that the browser is no child of this program and outlives it.
-    ChildProcess shell(
-        {"/bin/sh", "-c", "command -v xdg-open >/dev/null && { xdg-open \"$1\" >/dev/null 2>&1 & }", "sh", address});
-    shell.wait();
-    return shell.exitStatus() == 0;
 }
 
 /// A middleware in the foreground, until Ctrl-C or the end of its scenario.
@@ -99,8 +91,8 @@ public:
             page = std::make_unique<WebPage>(loop, middleware, *options.port, options.socket);
             timeline.line("middleware", "has its page at " + page->address());
         }
-        if (options.open && !openInBrowser(page->address())) {
-            timeline.line("middleware", "finds no browser: xdg-open is missing; open the address yourself");
+        if (options.open) {
+            openInBrowser(page->address(), timeline);
         }
         try {
             if (options.host) {
@@ -265,6 +257,11 @@ void addServeCommand(CLI::App& app, int& exitCode)
     auto const options = std::make_shared<Options>();
     options->port = WebPage::defaultPort;
     addOptions(*command, *options);
+    CLI::Option* const file =
+        command->add_option("--file", options->file, "show what is in this capture file, in place of a middleware")
+            ->type_name("FILE")
+            ->excludes(command->get_option("--socket"))
+            ->excludes(command->get_option("--config"));
     command
         ->add_option("--port", options->port,
                      "of the page, otherwise " + std::to_string(WebPage::defaultPort) +
@@ -273,6 +270,7 @@ void addServeCommand(CLI::App& app, int& exitCode)
     CLI::Option* const host =
         command->add_flag("--host", options->host, "start a sample host too, whose callbacks the page shows");
     command->get_option("--socket")->excludes(host); // the library knows one path only
+    host->excludes(file);
     command->add_option("--lib", options->sampleHost.library, "the host's libzelocobalt.so")
         ->type_name("PATH")
         ->needs(host);
@@ -281,7 +279,8 @@ void addServeCommand(CLI::App& app, int& exitCode)
         ->needs(host);
     command->add_option("--follow", options->follow, "show the traffic of a trace as it comes; - is the standard input")
         ->type_name("FILE")
-        ->excludes(host);
+        ->excludes(host)
+        ->excludes(file);
     command->add_flag("--open", options->open, "open the page in the browser");
     command->footer("The page and its interface for scripts answer this machine only. Until Ctrl-C.\n"
                     "Examples:\n"
@@ -289,8 +288,12 @@ void addServeCommand(CLI::App& app, int& exitCode)
                     "  zelobox serve\n"
                     "  zelobox serve --port 0 --config middleware.json\n"
                     "  ssh box zelobox-proxy --connect /tmp/middleware --trace - | zelobox serve --follow -\n"
+                    "  zelobox serve --file trace.pcapng --open\n"
                     "  curl -d '{\"key\":\"Return\"}' http://localhost:8420/api/key");
-    command->callback([options, &exitCode] { exitCode = Foreground(*options).run(); });
+    command->callback([options, &exitCode] {
+        exitCode = options->file.empty() ? Foreground(*options).run()
+                                         : serveFile(options->file, *options->port, options->open);
+    });
 }
 
 } // namespace zelobox

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "zelobox/base/EditDistance.h"
+#include "zelobox/host/HostHelp.h"
 #include "zelobox/protocol/KeyNames.h"
 
 namespace zelobox {
@@ -43,40 +43,6 @@ void onVolumeChanged()
 }
 
 Words const envNames = {"storage", "firmware", "device", "reserved", "language"};
-
-/// @throw InputError
-Host::Command const& find(std::string const& name)
-{
-    Words names = {"quit"};
-    for (Host::Command const& command : Host::commands()) {
-        if (name == command.name) {
-            return command;
-        }
-        names.emplace_back(command.name);
-    }
-    std::string const meant = mostSimilar(name, names);
-    throw InputError(meant.empty() ? "no such command; \"help\" lists them"
-                                   : "no such command; did you mean \"" + meant + "\"?");
-}
-
-/// @throw InputError
-Words argumentsOf(Host::Command const& command, std::istream& line)
-{
-    Words words;
-    for (std::string word; words.size() < command.count && line >> word;) {
-        words.push_back(word);
-    }
-    std::string rest;
-    std::getline(line, rest);
-    if (command.takesRest && words.size() == command.count) {
-        words.back() += rest;
-        rest.clear();
-    }
-    if (words.size() != command.count || rest.find_first_not_of(' ') != std::string::npos) {
-        throw InputError(std::string("expected: ") + command.name + " " + command.arguments);
-    }
-    return words;
-}
 
 /// @throw InputError unless the whole word is a number: decimal, or hexadecimal after 0x
 long long numberOf(std::string const& word)
@@ -119,49 +85,26 @@ Host::~Host()
 std::vector<Host::Command> const& Host::commands()
 {
     static std::vector<Command> const table = {
-        {"start", "", 0, "ZeloStartApp: returns when the configuration has come", &Host::start},
-        {"stop", "", 0, "ZeloStopApp", &Host::stop},
-        {"video", "X Y WIDTH HEIGHT", 4, "ZeloSetVideoWindow; 0 0 0 0 is the whole screen", &Host::video},
-        {"previous", "", 0, "ZeloRequestPreviousController", &Host::previous},
-        {"volume", "", 0, "ZeloGetVolume", &Host::volume},
-        {"env", "KEY", 1, "ZeloGetEnv: storage, firmware, device, reserved, language or a number", &Host::env, false,
-         envNames},
-        {"display", "", 0, "ZeloGetDisplaySize", &Host::display},
-        {"ui", "", 0, "ZeloGetUISize", &Host::ui},
-        {"capabilities", "", 0, "ZeloGetCapabilities", &Host::capabilities},
-        {"key", "COMMAND", 1, "KeyCodeToSbKey", &Host::key},
-        {"cdm", "CONTEXT", 1, "ZeloCdm", &Host::cdm},
-        {"l1", "", 0, "ZeloCdmIsL1", &Host::level},
-        {"drm", "", 0, "what the stand-in's DRM object was asked to do", &Host::drm},
-        {"log", "LEVEL TEXT", 2, "ZeloLog", &Host::log, true},
-        {"help", "", 0, "this list", &Host::help},
+        {"start", "", 0, "ZeloStartApp: returns when the configuration has come", "start", &Host::start},
+        {"stop", "", 0, "ZeloStopApp", "stop", &Host::stop},
+        {"video", "X Y WIDTH HEIGHT", 4, "ZeloSetVideoWindow; 0 0 0 0 is the whole screen", "video 0 0 640 360",
+         &Host::video},
+        {"previous", "", 0, "ZeloRequestPreviousController", "previous", &Host::previous},
+        {"volume", "", 0, "ZeloGetVolume", "volume", &Host::volume},
+        {"env", "KEY", 1, "ZeloGetEnv: " + envNames[0] + " to " + envNames.back() + ", or a number", "env language",
+         &Host::env, envNames},
+        {"display", "", 0, "ZeloGetDisplaySize", "display", &Host::display},
+        {"ui", "", 0, "ZeloGetUISize", "ui", &Host::ui},
+        {"capabilities", "", 0, "ZeloGetCapabilities", "capabilities", &Host::capabilities},
+        {"key", "COMMAND", 1, "KeyCodeToSbKey: 44 is Return", "key 44", &Host::key},
+        {"cdm", "CONTEXT", 1, "ZeloCdm", "cdm 0x1000", &Host::cdm},
+        {"l1", "", 0, "ZeloCdmIsL1", "l1", &Host::level},
+        {"drm", "", 0, "what the stand-in's DRM object was asked to do", "drm", &Host::drm},
+        {"log", "LEVEL TEXT", 2, "ZeloLog: levels 1 to 4", "log 3 something went wrong", &Host::log, {}, true},
+        {"help", "[COMMAND]", 1, "this list, or more about one command", "help video", &Host::help, {}, false, true},
+        {"quit", "", 0, "stops and ends; the end of the input does the same", "quit", &Host::quit},
     };
     return table;
-}
-
-Words Host::completions(std::string const& line, std::string const& start)
-{
-    std::istringstream words(line);
-    std::string first;
-    words >> first;
-    bool const isFirst = line.find_first_not_of(' ') == line.size() - start.size() || first.empty();
-    Words found;
-    auto const offer = [&](std::string const& word) {
-        if (word.compare(0, start.size(), start) == 0) {
-            found.push_back(word);
-        }
-    };
-    for (Command const& command : commands()) {
-        if (isFirst) {
-            offer(command.name);
-        } else if (first == command.name) {
-            std::for_each(command.choices.begin(), command.choices.end(), offer);
-        }
-    }
-    if (isFirst) {
-        offer("quit");
-    }
-    return found;
 }
 
 bool Host::carryOut(std::string const& line)
@@ -170,8 +113,8 @@ bool Host::carryOut(std::string const& line)
     std::string name;
     words >> name;
     try {
-        if (!name.empty() && name != "quit") {
-            Command const& command = find(name);
+        if (!name.empty()) {
+            Command const& command = findCommand(name);
             Json const answer = (this->*command.carryOut)(argumentsOf(command, words));
             if (!answer.is_null()) {
                 output.result(name, answer);
@@ -180,7 +123,7 @@ bool Host::carryOut(std::string const& line)
     } catch (std::exception const& error) {
         output.error(line, error.what());
     }
-    return name != "quit";
+    return !hasQuit;
 }
 
 Json Host::start(Words const&)
@@ -292,13 +235,26 @@ Json Host::log(Words const& arguments)
     return Json::object();
 }
 
-Json Host::help(Words const&)
+Json Host::help(Words const& arguments)
 {
     Json list;
-    for (Command const& command : commands()) {
-        list[std::string(command.name) + " " + command.arguments] = command.help;
+    std::string text = commandTable() + "\"help COMMAND\" shows an example.\n";
+    if (!arguments.empty()) {
+        text = helpOf(findCommand(arguments[0]));
     }
-    return list;
+    for (Command const& command : commands()) {
+        if (arguments.empty() || arguments[0] == command.name) {
+            list[std::string(command.name) + " " + command.arguments] = command.help;
+        }
+    }
+    output.result("help", list, text);
+    return Json();
+}
+
+Json Host::quit(Words const&)
+{
+    hasQuit = true;
+    return Json();
 }
 
 void Host::requireDrm() const

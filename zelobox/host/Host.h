@@ -22,11 +22,13 @@ public:
         char const* name;
         char const* arguments; ///< "X Y WIDTH HEIGHT", for people
         size_t count;          ///< of the arguments
-        char const* help;
-        /// @return what the call answered; null if the answer comes later
+        std::string help;
+        char const* example;
+        /// @return what the call answered; null if the answer is given elsewhere
         Json (Host::*carryOut)(Words const& arguments);
-        bool takesRest = false; ///< the last argument is the rest of the line
-        Words choices = {};     ///< what the first argument may be, if it has names
+        Words choices = {};        ///< what the first argument may be beside a number, if it has names
+        bool takesRest = false;    ///< the last argument is the rest of the line
+        bool takesCommand = false; ///< the argument is a command's name, and may be left out
     };
 
     Host(HostLibrary& loadedLibrary, HostOutput& hostOutput);
@@ -36,8 +38,6 @@ public:
     Host& operator=(Host const&) = delete;
 
     static std::vector<Command> const& commands();
-    /// @return the words that begin with @p start and may stand at the end of @p line, of which it is the last word
-    static Words completions(std::string const& line, std::string const& start);
 
     /// Carries out one line: a command and its arguments. Reports the answer, or what is wrong with the line.
     ///
@@ -60,6 +60,7 @@ private:
     Json drm(Words const& arguments);
     Json log(Words const& arguments);
     Json help(Words const& arguments);
+    Json quit(Words const& arguments);
 
     bool isStarting(std::chrono::milliseconds patience) const;
     void requireDrm() const;
@@ -67,6 +68,7 @@ private:
     HostLibrary& library;
     HostOutput& output;
     std::future<void> starting; // ZeloStartApp() blocks
+    bool hasQuit = false;
 };
 
 } // namespace zelobox

@@ -14,6 +14,10 @@ char const promptEraser[] = "\r\033[K";
 
 namespace {
 
+char const plain[] = "";
+char const red[] = "\033[1;31m";
+char const magenta[] = "\033[1;35m";
+
 /// What nobody takes any more is lost.
 void writeAll(int target, std::string const& text)
 {
@@ -31,31 +35,46 @@ void writeAll(int target, std::string const& text)
 
 void HostOutput::callback(std::string const& name, Json const& fields)
 {
-    write("callback", name, fields);
+    write(json ? jsonLine("callback", name, fields) : lineForPeople(magenta, "callback", name, fields));
 }
 
-void HostOutput::result(std::string const& command, Json const& fields)
+void HostOutput::result(std::string const& command, Json const& fields, std::string const& text)
 {
-    write("result", command, fields);
+    write(json           ? jsonLine("result", command, fields)
+          : text.empty() ? lineForPeople(plain, "result", command, fields)
+                         : text);
 }
 
 void HostOutput::error(std::string const& command, std::string const& problem)
 {
-    write("result", "error", {{"command", command}, {"problem", problem}});
+    if (json) {
+        return write(jsonLine("result", "error", {{"command", command}, {"problem", problem}}));
+    }
+    write(coloured(red, "error") + ": " + problem + "\n");
 }
 
-void HostOutput::write(char const* subject, std::string const& name, Json const& fields)
+std::string HostOutput::jsonLine(char const* subject, std::string const& name, Json const& fields)
 {
-    std::string line;
-    if (json) {
-        Json report = {{subject, name}};
-        report.update(fields);
-        line = lineOf(report);
-    } else {
-        line = std::string(subject) + " " + name + (fields.empty() ? "" : ": ") + fieldsText(fields);
-    }
+    Json report = {{subject, name}};
+    report.update(fields);
+    return lineOf(report) + "\n";
+}
+
+std::string HostOutput::lineForPeople(char const* colour, std::string const& subject, std::string const& name,
+                                      Json const& fields) const
+{
+    return coloured(colour, subject + " " + name) + (fields.empty() ? "" : ": ") + fieldsText(fields) + "\n";
+}
+
+std::string HostOutput::coloured(char const* colour, std::string const& text) const
+{
+    return hasColours && *colour != '\0' ? colour + text + "\033[0m" : text;
+}
+
+void HostOutput::write(std::string const& lines)
+{
     // In one piece: the prompt's thread draws between two writes, whatever lock is held here.
-    std::string const text = (redraw >= 0 ? promptEraser : "") + line + "\n";
+    std::string const text = (redraw >= 0 ? promptEraser : "") + lines;
     std::lock_guard<std::mutex> const lock(mutex);
     writeAll(target, text);
     if (redraw >= 0) {

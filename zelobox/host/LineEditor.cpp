@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <system_error>
 
-#include "zelobox/host/Host.h"
+#include "zelobox/host/HostHelp.h"
 
 namespace zelobox {
 
@@ -44,20 +44,23 @@ void readKey()
     }
 }
 
+size_t beginOfWord = 0; // that is completed
+
 /// @return one after the other what may stand where @p start is typed; null when there is no more
 char* nextCandidate(char const* start, int again)
 {
     static std::vector<std::string> candidates;
     static size_t next = 0;
     if (again == 0) {
-        candidates = Host::completions(rl_line_buffer, start);
+        candidates = completions(std::string(rl_line_buffer, beginOfWord), start);
         next = 0;
     }
     return next < candidates.size() ? strdup(candidates[next++].c_str()) : nullptr;
 }
 
-char** complete(char const* start, int, int)
+char** complete(char const* start, int begin, int)
 {
+    beginOfWord = static_cast<size_t>(begin);
     rl_attempted_completion_over = 1; // and no names of files
     return rl_completion_matches(start, nextCandidate);
 }

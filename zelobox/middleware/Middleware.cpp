@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/BrowserConfigPayload.h"
 #include "zelobox/protocol/MessageTable.h"
 
@@ -29,23 +28,7 @@ TraceRecord eventRecord(ClientId client, Event event)
     return record;
 }
 
-Json jsonOf(VideoWindow const& window)
-{
-    return {{"x", window.x}, {"y", window.y}, {"width", window.width}, {"height", window.height}};
-}
-
 } // namespace
-
-Json jsonOf(MiddlewareState const& state)
-{
-    return {{"config", jsonOf(state.config)},
-            {"volume", state.volume},
-            {"muted", state.muted},
-            {"paused", state.paused},
-            {"videoWindow", jsonOf(state.videoWindow)},
-            {"windowMode", state.windowMode},
-            {"applicationHasControl", state.applicationHasControl}};
-}
 
 Middleware::Middleware(EventLoop& loop, std::string const& socketPath, IPCBrowserConfig const& config)
     : server(loop, *this, socketPath)
@@ -233,38 +216,9 @@ void Middleware::sendTo(std::vector<ClientId> const& receivers, Frame const& fra
 
 void Middleware::takeOver(Frame const& frame)
 {
-    switch (frame.type) {
-    case IPC_BROWSER_CONFIG:
-        if (IPCBrowserConfig received; received.read(frame.payload)) {
-            current.config = received;
-        }
-        break;
-    case IPC_VOLUME:
-        current.volume = numberIn(frame);
-        knowsVolume = true;
-        break;
-    case IPC_MUTE:
-        current.muted = numberIn(frame) != 0;
-        knowsMute = true;
-        break;
-    case IPC_APP_LIFECYCLE:
-        current.paused = textIn(frame) == "onpause";
-        break;
-    case IPC_VIDEO_WINDOW:
-        current.videoWindow = videoWindowIn(frame);
-        break;
-    case IPC_VIDEO_WINDOW_MODE:
-        current.windowMode = textIn(frame);
-        break;
-    case IPC_PREVIOUS_CONTROLLER:
-        current.applicationHasControl = false;
-        break;
-    case IPC_CLIENT_STATE:
-        current.applicationHasControl = true;
-        break;
-    default:
-        break;
-    }
+    current.takeOver(frame);
+    knowsVolume = knowsVolume || frame.type == IPC_VOLUME;
+    knowsMute = knowsMute || frame.type == IPC_MUTE;
 }
 
 void Middleware::tell(TraceRecord record)

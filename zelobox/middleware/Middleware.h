@@ -8,26 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "src/ipc/IPCBrowserConfig.h"
 #include "zelobox/middleware/FaultModes.h"
+#include "zelobox/middleware/MiddlewareState.h"
 #include "zelobox/middleware/Server.h"
-#include "zelobox/protocol/PayloadValues.h"
 #include "zelobox/protocol/Trace.h"
 
 namespace zelobox {
-
-/// The state of the box, as far as the middleware knows it.
-struct MiddlewareState {
-    IPCBrowserConfig config;
-    uint32_t volume = 0;
-    bool muted = false;
-    bool paused = false;
-    VideoWindow videoWindow;
-    std::string windowMode;
-    bool applicationHasControl = true; ///< until it asks for the previous controller
-};
-
-Json jsonOf(MiddlewareState const& state);
 
 /// A middleware with its server. Everything happens in turns of the loop.
 class Middleware : private Server::Handler {

@@ -8,9 +8,23 @@ namespace zelobox {
 
 class WebPage::Impl {};
 
-WebPage::WebPage(EventLoop&, Middleware&, uint16_t, std::string const&)
+namespace {
+
+[[noreturn]] void refuse()
 {
     throw InputError("this zelobox was built without its page, for want of cpp-httplib");
+}
+
+} // namespace
+
+WebPage::WebPage(EventLoop&, Middleware&, uint16_t, std::string const&)
+{
+    refuse();
+}
+
+WebPage::WebPage(EventLoop&, std::vector<TraceRecord>, uint16_t, std::string const&)
+{
+    refuse();
 }
 
 WebPage::~WebPage() = default;

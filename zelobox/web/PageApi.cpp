@@ -3,11 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "cobalt/ZeloCobalt.h"
+#include "zelobox/base/ChildProcess.h"
 #include "zelobox/protocol/FrameJson.h"
-#include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
-#include "zelobox/protocol/PayloadValues.h"
+#include "zelobox/web/ShownRecord.h"
 
 namespace zelobox {
 
@@ -15,61 +14,12 @@ namespace {
 
 using Event = TraceRecord::Event;
 
-/// A page is told no more of a frame, of a text in the state, and of a list in it; it can ask for the rest.
-size_t const mostShownBytes = 4096;
-size_t const mostShownTypes = 200;
-
 /// The time that EventSource waits before it comes back.
 char const comeBackSoon[] = "retry: 500\n";
 
 std::string eventText(std::string const& name, Json const& data)
 {
     return "event: " + name + "\ndata: " + lineOf(data) + "\n\n";
-}
-
-Json allowedOf(Frame const& list)
-{
-    Json allowed = Json::array();
-    for (uint32_t const type : typesIn(list)) {
-        if (allowed.size() == mostShownTypes) {
-            allowed.push_back("and more");
-            break;
-        }
-        bool const isType = type <= UINT16_MAX;
-        allowed.push_back(isType ? messageName(static_cast<uint16_t>(type)) : "type " + std::to_string(type));
-    }
-    return allowed;
-}
-
-Json wholeOf(TraceRecord const& record)
-{
-    Json json = jsonOf(record);
-    if (record.event == Event::Frame && record.frame.type == IPC_REMOTE_KEY) {
-        auto const command = static_cast<STBCommand>(json["fields"].value("command", 0));
-        json["key"] = keyName(KeyCodeToSbKey(command));
-    }
-    return json;
-}
-
-Json shownOf(TraceRecord const& record)
-{
-    size_t const size = record.frame.payload.size() + record.bytes.size();
-    if (size <= mostShownBytes) {
-        return wholeOf(record);
-    }
-    TraceRecord start = record;
-    start.event = Event::Raw;
-    start.bytes = record.event == Event::Frame ? bytesOf(record.frame) : record.bytes;
-    start.bytes.resize(mostShownBytes);
-    Json json = jsonOf(start);
-    if (record.event == Event::Frame) {
-        json.erase("event");
-        json["name"] = messageName(record.frame.type);
-    }
-    json["fields"] = {{"length", size}};
-    json["cut"] = true;
-    json["size"] = size;
-    return json;
 }
 
 std::string shownLine(History::Entry const& entry)
@@ -85,21 +35,7 @@ Json jsonOf(ClientProcess const& process)
     return process.id == 0 ? Json() : Json{{"id", process.id}, {"name", process.name}};
 }
 
-Json shownState(MiddlewareState state)
-{
-    state.windowMode.resize(std::min(state.windowMode.size(), mostShownBytes));
-    return jsonOf(state);
-}
-
 } // namespace
-
-PageAnswer errorAnswer(int status, std::string const& problem)
-{
-    PageAnswer answer;
-    answer.status = status;
-    answer.body = lineOf({{"error", problem}}) + "\n";
-    return answer;
-}
 
 PageApi::PageApi(Middleware& controlledMiddleware, LoopExecutor& loopExecutor, std::string socketPath)
     : middleware(controlledMiddleware), calls(loopExecutor), socket(std::move(socketPath)),
@@ -110,21 +46,7 @@ PageApi::PageApi(Middleware& controlledMiddleware, LoopExecutor& loopExecutor, s
 
 PageAnswer PageApi::answer(PageRequest const& request)
 {
-    PageAnswer wrongMethod = errorAnswer(404, request.path + " is nothing here; docs/zelobox.md lists what is");
-    for (Route const& route : routes()) {
-        if (request.path == route.path && request.method == route.method) {
-            try {
-                return (this->*route.carryOut)(request);
-            } catch (InputError const& error) {
-                return errorAnswer(400, error.what());
-            }
-        }
-        if (request.path == route.path) {
-            wrongMethod = errorAnswer(405, request.path + " takes " + route.method + ", not " + request.method);
-            wrongMethod.allowed = route.method;
-        }
-    }
-    return wrongMethod;
+    return answerBy(routes(), *this, request);
 }
 
 std::shared_ptr<EventStream> PageApi::openStream(std::string const& lastEventId)
@@ -218,6 +140,7 @@ Json PageApi::state() const
         lasting.push_back(infoOf(what).name);
     }
     return {{"version", ZELOBOX_VERSION},
+            {"program", calledAs()},
             {"instance", instance},
             {"socket", socket},
             {"middleware", shownState(middleware.state())},

@@ -10,32 +10,14 @@
 
 #include "zelobox/middleware/Middleware.h"
 #include "zelobox/web/CallbackCauses.h"
-#include "zelobox/web/EventStream.h"
 #include "zelobox/web/History.h"
 #include "zelobox/web/LoopExecutor.h"
+#include "zelobox/web/PageService.h"
 
 namespace zelobox {
 
-struct PageRequest {
-    std::string method;
-    std::string path;
-    std::map<std::string, std::string> query;
-    std::string body;
-};
-
-struct PageAnswer {
-    int status = 200;
-    std::string type = "application/json";
-    std::string body;
-    std::string fileName; ///< to save it under; empty for what is shown
-    std::string allowed;  ///< the method that would have been right
-};
-
-/// @return {"error":"..."}
-PageAnswer errorAnswer(int status, std::string const& problem);
-
-/// Lives on the loop's thread, as the middleware does. docs/zelobox.md lists the requests and the events.
-class PageApi final : public Middleware::Observer {
+/// Lives on the loop's thread, as the middleware does.
+class PageApi final : public PageService, public Middleware::Observer {
 public:
     static constexpr size_t mostStreams = 16;
     /// How many records a page is told when it opens.
@@ -47,13 +29,9 @@ public:
     PageApi(PageApi const&) = delete;
     PageApi& operator=(PageApi const&) = delete;
 
-    /// Does not throw for anything that a request can get wrong.
-    PageAnswer answer(PageRequest const& request);
-
-    /// @param lastEventId  of the last record that the page knows, "INSTANCE-SERIAL"; empty for none
-    /// @return a stream that begins with all that the page does not know yet; null when too many are open
-    std::shared_ptr<EventStream> openStream(std::string const& lastEventId);
-    void closeStreams();
+    PageAnswer answer(PageRequest const& request) override;
+    std::shared_ptr<EventStream> openStream(std::string const& lastEventId) override;
+    void closeStreams() override;
 
     void onTraffic(TraceRecord const& record) override;
     /// @param host  the process whose library has called back
@@ -61,13 +39,7 @@ public:
     void onCallback(pid_t host, Json const& report);
 
 private:
-    struct Route {
-        char const* method;
-        char const* path;
-        PageAnswer (PageApi::*carryOut)(PageRequest const& request);
-    };
-
-    static std::vector<Route> const& routes();
+    static std::vector<PageRoute<PageApi>> const& routes();
     PageAnswer getState(PageRequest const& request);
     PageAnswer getKeys(PageRequest const& request);
     PageAnswer getMessages(PageRequest const& request);

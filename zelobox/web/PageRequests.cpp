@@ -29,13 +29,6 @@ bool takesThePageAlong(FaultMode what)
     return all.count(what) != 0;
 }
 
-PageAnswer jsonAnswer(Json const& json)
-{
-    PageAnswer answer;
-    answer.body = lineOf(json) + "\n";
-    return answer;
-}
-
 /// @throw InputError
 Json parsed(PageRequest const& request)
 {
@@ -64,9 +57,9 @@ uint32_t commandNamed(std::string const& name, JsonFields const& fields)
 
 } // namespace
 
-std::vector<PageApi::Route> const& PageApi::routes()
+std::vector<PageRoute<PageApi>> const& PageApi::routes()
 {
-    static std::vector<Route> const table = {
+    static std::vector<PageRoute<PageApi>> const table = {
         {"GET", "/api/state", &PageApi::getState},       {"GET", "/api/keys", &PageApi::getKeys},
         {"GET", "/api/messages", &PageApi::getMessages}, {"GET", "/api/faults", &PageApi::getFaults},
         {"GET", "/api/trace", &PageApi::getTrace},       {"POST", "/api/send", &PageApi::postSend},
@@ -137,12 +130,7 @@ PageAnswer PageApi::getTrace(PageRequest const& request)
 
 PageAnswer PageApi::getRecord(PageRequest const& request)
 {
-    auto const found = request.query.find("serial");
-    std::string const serial = found != request.query.end() ? found->second : "";
-    if (serial.empty() || serial.size() > 18 || serial.find_first_not_of("0123456789") != std::string::npos) {
-        throw InputError("serial: expected the number of a record, found \"" + serial + "\"");
-    }
-    History::Entry const& entry = entryOf(std::stoull(serial));
+    History::Entry const& entry = entryOf(queryNumber(request, "serial"));
     Json json = {{"serial", entry.serial}};
     json.update(entry.callback.is_null() ? jsonOf(entry.record) : entry.callback);
     entry.record.forgetFields();

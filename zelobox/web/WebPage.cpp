@@ -5,7 +5,9 @@
 
 #include <atomic>
 #include <thread>
+#include <utility>
 
+#include "zelobox/web/CaptureApi.h"
 #include "zelobox/web/PageApi.h"
 #include "zelobox/web/PageFiles.h"
 
@@ -74,8 +76,43 @@ void setSocketOptions(int socket)
 
 class WebPage::Impl {
 public:
-    Impl(EventLoop& loop, Middleware& middleware, uint16_t wantedPort, std::string const& socketPath)
-        : calls(loop), api(middleware, calls, socketPath)
+    Impl(EventLoop& loop, Middleware& middleware, uint16_t wantedPort, std::string const& socketPath) : calls(loop)
+    {
+        auto api = std::make_unique<PageApi>(middleware, calls, socketPath);
+        live = api.get();
+        service = std::move(api);
+        start(wantedPort);
+    }
+
+    Impl(EventLoop& loop, std::vector<TraceRecord> records, uint16_t wantedPort, std::string const& fileName)
+        : calls(loop), service(std::make_unique<CaptureApi>(std::move(records), fileName))
+    {
+        start(wantedPort);
+    }
+
+    ~Impl()
+    {
+        service->closeStreams();
+        calls.close();
+        // A server that is stopped before it listens would listen all the same.
+        while (!server.is_running() && !hasEnded) {
+            std::this_thread::yield();
+        }
+        server.stop();
+        thread.join();
+    }
+
+    Impl(Impl const&) = delete;
+    Impl& operator=(Impl const&) = delete;
+
+    void onCallback(pid_t host, Json const& report) { live->onCallback(host, report); }
+    std::string address() const { return std::string("http://") + loopback + ":" + std::to_string(port) + "/"; }
+
+private:
+    using Request = httplib::Request;
+    using Response = httplib::Response;
+
+    void start(uint16_t wantedPort)
     {
         configure();
         route();
@@ -90,28 +127,6 @@ public:
             hasEnded = true;
         });
     }
-
-    ~Impl()
-    {
-        api.closeStreams();
-        calls.close();
-        // A server that is stopped before it listens would listen all the same.
-        while (!server.is_running() && !hasEnded) {
-            std::this_thread::yield();
-        }
-        server.stop();
-        thread.join();
-    }
-
-    Impl(Impl const&) = delete;
-    Impl& operator=(Impl const&) = delete;
-
-    void onCallback(pid_t host, Json const& report) { api.onCallback(host, report); }
-    std::string address() const { return std::string("http://") + loopback + ":" + std::to_string(port) + "/"; }
-
-private:
-    using Request = httplib::Request;
-    using Response = httplib::Response;
 
     void configure()
     {
@@ -165,7 +180,7 @@ private:
     void answer(Request const& request, Response& response)
     {
         try {
-            give(calls.call([this, made = pageRequest(request)] { return api.answer(made); }), response);
+            give(calls.call([this, made = pageRequest(request)] { return service->answer(made); }), response);
         } catch (LoopExecutor::Closed const& closed) {
             give(errorAnswer(503, closed.what()), response);
         }
@@ -180,7 +195,7 @@ private:
             bool const isBack = request.has_header("Last-Event-ID");
             std::string const known =
                 isBack ? request.get_header_value("Last-Event-ID") : request.get_param_value("after");
-            events = calls.call([this, known] { return api.openStream(known); });
+            events = calls.call([this, known] { return service->openStream(known); });
         } catch (LoopExecutor::Closed const& closed) {
             return give(errorAnswer(503, closed.what()), response);
         }
@@ -202,7 +217,8 @@ private:
     }
 
     LoopExecutor calls;
-    PageApi api;
+    std::unique_ptr<PageService> service; // used on the loop's thread
+    PageApi* live = nullptr;              // the service, unless it is a file's
     httplib::Server server;
     int port = 0; // constant after construction
     std::atomic<bool> hasEnded{false};
@@ -211,6 +227,11 @@ private:
 
 WebPage::WebPage(EventLoop& loop, Middleware& middleware, uint16_t port, std::string const& socketPath)
     : impl(std::make_unique<Impl>(loop, middleware, port, socketPath))
+{
+}
+
+WebPage::WebPage(EventLoop& loop, std::vector<TraceRecord> records, uint16_t port, std::string const& fileName)
+    : impl(std::make_unique<Impl>(loop, std::move(records), port, fileName))
 {
 }
 

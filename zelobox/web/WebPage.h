@@ -1,5 +1,5 @@
 /// @file
-/// A page for the browser that shows the middleware and drives it.
+/// A page for the browser that shows the middleware and drives it, or shows a capture file.
 ///
 ///     thread    started by    owns                                              may block in
 ///     loop      the program   Middleware, PageApi with its history and streams  poll
@@ -18,6 +18,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "zelobox/middleware/Middleware.h"
 
@@ -34,6 +35,11 @@ public:
     /// @param socketPath  where the middleware listens, for people
     /// @throw InputError when the port cannot be had, or this program was built without the page
     WebPage(EventLoop& loop, Middleware& middleware, uint16_t port, std::string const& socketPath);
+    /// A capture file's page.
+    ///
+    /// @param records  what is in the file
+    /// @param fileName  for people
+    WebPage(EventLoop& loop, std::vector<TraceRecord> records, uint16_t port, std::string const& fileName);
     ~WebPage();
     WebPage(WebPage const&) = delete;
     WebPage& operator=(WebPage const&) = delete;

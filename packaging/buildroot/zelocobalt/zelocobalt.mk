@@ -4,7 +4,8 @@
 #
 ################################################################################
 
-ZELOCOBALT_VERSION = 1.0.0
+# A revision that is known to build.
+ZELOCOBALT_VERSION = abe05d25eecbaf742d415c3d238878f7ed7fdaf3
 # Overridden by ZELOCOBALT_OVERRIDE_SRCDIR in local.mk while developing.
 ZELOCOBALT_SITE ?= /srv/git/zelocobalt.git
 ZELOCOBALT_SITE_METHOD = git

@@ -93,11 +93,11 @@ scene('a selection stays while frames come', async ({ page, t }) => {
 scene('a row under the pointer does not slide away', async ({ page, t }) => {
   const flood = await flooded(page, t, 300);
   const element = await rows(page).nth(15).elementHandle();
-  const [text, box] = [await element.textContent(), await element.boundingBox()];
-  await page.mouse.move(box.x + 300, box.y + 10, { steps: 2 });
+  const [text, place] = [await element.textContent(), await element.boundingBox()];
+  await page.mouse.move(place.x + 300, place.y + 10, { steps: 2 });
   flood.send(50);
   await page.locator('#news', { hasText: '50 new' }).waitFor();
-  assert.deepEqual([await element.textContent(), await element.boundingBox()], [text, box]); // the very same element
+  assert.deepEqual([await element.textContent(), await element.boundingBox()], [text, place]); // the very same element
   await moveAway(page);
   await row(page, 'x=349').waitFor();
 });
@@ -206,6 +206,25 @@ scene('the timeline draws the records in lanes, is zoomed, and leads to a row', 
   const { width } = await canvas.boundingBox();
   await canvas.click({ position: { x: width - 13, y: 22 + 13 } }); // the last in the first lane
   await page.locator('.values', { hasText: 'command44' }).waitFor();
+});
+
+scene('the timeline marks configurations, drops and stops', async ({ host, page }) => {
+  await page.getByRole('button', { name: 'Timeline' }).click();
+  const shows = (text) => page.locator(`#timeline-canvas[aria-label*="${text}"]`).waitFor();
+  await shows(', 1 connect, 1 configuration');
+  await page.getByRole('button', { name: 'drop', exact: true }).click();
+  await shows(', 2 connect, 2 configuration, 1 drop');
+  await host.call('stop');
+  await shows(', 1 drop, 1 stop');
+});
+
+scene('a row at the end of the view opens into it', async ({ page }) => {
+  await page.locator('[data-key="Return"]').click();
+  await row(page, 'IPC_REMOTE_KEY').locator('.line').click();
+  await row(page, 'IPC_REMOTE_KEY').locator('.dump').waitFor();
+  const [view, opened] = await page.evaluate(() => [document.getElementById('table-scroll'), document.querySelector('.is-open')]
+    .map((one) => one.getBoundingClientRect().bottom));
+  assert.ok(opened <= view + 1, `${opened} ${view}`);
 });
 
 scene('the frames can be saved in both formats', async ({ page }) => {

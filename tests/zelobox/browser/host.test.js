@@ -3,20 +3,20 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
 import { browser, row } from './scene.js';
-import { Box, open, waitForLink } from './support.js';
+import { Middleware, open, waitForLink } from './support.js';
 
 async function withHost(t) {
-  const box = await Box.start(0, '--host');
-  t.after(() => box.stop('SIGKILL'));
-  const page = await open(browser(), box);
+  const middleware = await Middleware.start(0, '--host');
+  t.after(() => middleware.stop('SIGKILL'));
+  const page = await open(browser(), middleware);
   t.after(() => page.context().close());
   await waitForLink(page, '1 client connected');
-  return { box, page };
+  return { middleware, page };
 }
 
 test('a click shows the frame, and the callback that it causes with the time between', async (t) => {
-  const { box, page } = await withHost(t);
-  await box.line((line) => line.includes('answers start'));
+  const { middleware, page } = await withHost(t);
+  await middleware.line((line) => line.includes('answers start'));
   await page.locator('[data-key="Return"]').click();
   await page.locator('#called', { hasText: /^key 44 -> Return, \d+(\.\d)? ms$/ }).waitFor();
   await row(page, 'IPC_REMOTE_KEY').waitFor();
@@ -43,4 +43,12 @@ test('what is saved holds what crossed the socket, and no callbacks', async (t) 
   const saved = await page.evaluate(async () => (await fetch('/api/trace')).text());
   assert.ok(saved.includes('IPC_REMOTE_KEY'));
   assert.ok(!saved.includes('callback'));
+});
+
+test('./dev serve names itself in the hints', async (t) => {
+  const middleware = await Middleware.fromCheckout();
+  t.after(() => middleware.stop('SIGKILL'));
+  const page = await open(browser(), middleware);
+  t.after(() => page.context().close());
+  await page.locator('#clients code', { hasText: /^\.\/dev host$/ }).waitFor();
 });

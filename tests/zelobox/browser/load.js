@@ -1,6 +1,9 @@
-// Measures the page under load: pictures a second, its share of a core, how soon a burst is seen, and its memory.
-import { Flood } from './flood.js';
-import { Box, launch, open, waitForLink } from './support.js';
+// Measures the page under load: its share of a core, pictures a second, how soon a burst is seen, what a long text holds
+// up, and its memory.
+import { loadavg } from 'node:os';
+
+import { Flood, textFrame } from './flood.js';
+import { Middleware, launch, open, waitForLink } from './support.js';
 
 const seconds = 20;
 const framesAMinute = 10000;
@@ -8,8 +11,8 @@ const burst = 20000;
 const many = Number(process.env.ZELO_MANY ?? 1000000);
 
 const browser = await launch();
-const box = await Box.start(0, '--quiet');
-const page = await open(browser, box);
+const middleware = await Middleware.quiet();
+const page = await open(browser, middleware);
 const session = await browser.newBrowserCDPSession();
 const tools = await page.context().newCDPSession(page);
 const flood = await Flood.start();
@@ -32,30 +35,42 @@ async function heap() {
 const seen = () => page.waitForFunction((text) => document.getElementById('rows').lastElementChild?.textContent.includes(text),
   `x=${(flood.sent - 1) % 65536} `, { polling: 'raf', timeout: 60000 });
 
-async function steady() {
-  await page.evaluate(() => {
-    window.pictures = 0;
-    window.longest = 0;
-    const count = () => { window.pictures += 1; requestAnimationFrame(count); };
-    requestAnimationFrame(count);
-    new PerformanceObserver((list) => {
-      window.longest = Math.max(window.longest, ...list.getEntries().map(({ duration }) => duration));
-    }).observe({ type: 'longtask' });
-  });
-  const [started, before] = [performance.now(), await processorTime()];
-  const pictures = await page.evaluate(() => window.pictures);
+async function send() {
+  const started = performance.now();
   for (let sent = 0; sent < (framesAMinute / 60) * seconds;) {
     await pause(50);
     const due = Math.floor(((performance.now() - started) / 60000) * framesAMinute) - sent;
     flood.send(due);
     sent += due;
   }
-  const duration = (performance.now() - started) / 1000;
-  const shown = await page.evaluate(() => [window.pictures, window.longest]);
+  return (performance.now() - started) / 1000;
+}
+
+/// Before pictures are counted: counting them makes more of them.
+async function share() {
+  const before = await processorTime();
+  const duration = await send();
   const share = (100 * (await processorTime() - before)) / duration;
   await seen();
-  console.log(`${framesAMinute} frames a minute: ${Math.round((shown[0] - pictures) / duration)} pictures/s, ` +
-    `${share.toFixed(1)} % of a core, longest task ${Math.round(shown[1])} ms`);
+  console.log(`${framesAMinute} frames a minute: ${share.toFixed(1)} % of a core`);
+}
+
+function count() {
+  window.pictures = 0;
+  window.longest = 0;
+  const next = () => { window.pictures += 1; requestAnimationFrame(next); };
+  requestAnimationFrame(next);
+  new PerformanceObserver((list) => {
+    window.longest = Math.max(window.longest, ...list.getEntries().map(({ duration }) => duration));
+  }).observe({ type: 'longtask' });
+}
+
+async function pictures() {
+  await page.evaluate(count);
+  const duration = await send();
+  const [shown, longest] = await page.evaluate(() => [window.pictures, window.longest]);
+  await seen();
+  console.log(`${framesAMinute} frames a minute: ${(shown / duration).toFixed(0)} pictures/s, longest task ${Math.round(longest)} ms`);
 }
 
 async function inABurst() {
@@ -64,6 +79,19 @@ async function inABurst() {
   flood.send(burst);
   await seen();
   console.log(`a burst of ${burst} frames: visible after ${Math.round(performance.now() - started)} ms`);
+}
+
+async function longText() {
+  await page.evaluate(() => { window.longest = 0; });
+  const started = performance.now();
+  flood.write(textFrame(44, 'long '.repeat((1 << 20) / 5)));
+  await page.locator('#fact-mode', { hasText: /^long/ }).waitFor();
+  flood.send(1);
+  await seen();
+  const duration = Math.round(performance.now() - started);
+  await pause(500); // a long task is told of after its end
+  console.log(`a text of 1 MiB: the frame behind it visible after ${duration} ms, longest task ` +
+    `${Math.round(await page.evaluate(() => window.longest))} ms`);
 }
 
 async function allDay() {
@@ -75,10 +103,15 @@ async function allDay() {
   console.log(`${many} frames: the page's heap has ${before} MiB before and ${await heap()} MiB after`);
 }
 
+const busy = () => loadavg()[0].toFixed(1);
+console.log(`load average before: ${busy()}`);
 await pause(1000);
-await steady();
+await share();
+await pictures();
 await inABurst();
+await longText();
 await allDay();
+console.log(`load average after: ${busy()}`);
 flood.stop();
 await browser.close();
-await box.stop();
+await middleware.stop('SIGKILL');

@@ -3,7 +3,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
 import { browser, row, scene } from './scene.js';
-import { Box, open, waitForLink } from './support.js';
+import { Middleware, open, waitForLink } from './support.js';
 
 scene('a click on OK arrives in the host', async ({ host, page }) => {
   await page.getByRole('button', { name: 'OK', exact: true }).click();
@@ -165,10 +165,10 @@ scene('any message can be sent', async ({ host, page }) => {
   await page.getByText('IPC_VOLUME value=77: sent to 1 client').waitFor();
 });
 
-scene('page and host come back when the middleware is started anew', async ({ box, host, page }) => {
-  await box.stop('SIGKILL');
+scene('page and host come back when the middleware is started anew', async ({ middleware, host, page }) => {
+  await middleware.stop('SIGKILL');
   await waitForLink(page, 'zelobox is gone; trying again…');
-  const next = await Box.start(box.port);
+  const next = await Middleware.start(middleware.port);
   try {
     await waitForLink(page, '1 client connected');
     await page.getByText('zelobox was started anew').waitFor();
@@ -180,18 +180,20 @@ scene('page and host come back when the middleware is started anew', async ({ bo
 });
 
 test('without a host the page says how to start one', async (t) => {
-  const box = await Box.start();
-  t.after(() => box.stop('SIGKILL'));
-  const page = await open(browser(), box);
+  const middleware = await Middleware.start();
+  t.after(() => middleware.stop('SIGKILL'));
+  const page = await open(browser(), middleware);
   t.after(() => page.context().close());
   await waitForLink(page, 'Waiting for a host');
-  await page.locator('#clients', { hasText: 'zelobox host' }).waitFor();
+  const hint = `${middleware.program} host`; // as it was called
+  await page.locator('#clients code', { hasText: hint }).waitFor();
+  assert.equal(await page.locator('#start-host').textContent(), hint);
   for (const id of ['window', 'mode', 'control']) { // nothing is known of them
     assert.equal(await page.locator(`#fact-${id}`).textContent(), 'no host');
   }
   await page.locator('[data-key="Return"]').click();
   await page.getByText('Return: nobody has subscribed to it').waitFor();
-  assert.equal(await box.stop(), 0); // with the page open
+  assert.equal(await middleware.stop(), 0); // with the page open
   await waitForLink(page, 'zelobox is gone; trying again…');
 });
 

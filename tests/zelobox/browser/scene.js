@@ -2,7 +2,7 @@
 import assert from 'node:assert/strict';
 import { after, before, test } from 'node:test';
 
-import { Box, Host, launch, open, waitForLink } from './support.js';
+import { Host, Middleware, launch, open, waitForLink } from './support.js';
 
 let launched;
 before(async () => { launched = await launch(); });
@@ -12,14 +12,14 @@ export const browser = () => launched;
 
 export function scene(name, body, options) {
   test(name, async (t) => {
-    const box = await Box.start();
-    t.after(() => box.stop('SIGKILL'));
+    const middleware = await Middleware.start();
+    t.after(() => middleware.stop('SIGKILL'));
     const host = await Host.start();
     t.after(() => host.stop('SIGKILL'));
-    const page = await open(launched, box, options);
+    const page = await open(launched, middleware, options);
     t.after(() => page.context().close());
     await waitForLink(page, '1 client connected');
-    await body({ box, host, page, t });
+    await body({ middleware, host, page, t });
     assert.deepEqual(page.problems, []);
   });
 }

@@ -19,8 +19,9 @@ export const packageFile = (name) => fromBuild.resolve(name);
 
 /// A zelobox process whose lines can be waited for.
 class Program {
-  constructor(...words) {
-    this.process = spawn(program, words, { stdio: ['pipe', 'pipe', 'ignore'] });
+  constructor(words, path = program) {
+    this.program = path;
+    this.process = spawn(path, words, { stdio: ['pipe', 'pipe', 'ignore'], cwd: root });
     this.lines = [];
     this.waiting = new Set();
     this.ended = once(this.process, 'exit');
@@ -58,20 +59,33 @@ class Program {
 }
 
 /// `zelobox serve`
-export class Box extends Program {
+export class Middleware extends Program {
   static async start(port = 0, ...options) {
-    const box = new Box('serve', '--port', String(port), ...options);
-    const line = await box.line((text) => text.includes('its page at '));
-    box.url = line.match(/http:\S+/)[0];
-    box.port = Number(new URL(box.url).port);
-    return box;
+    return Middleware.listening(new Middleware(['serve', '--port', String(port), ...options]));
+  }
+
+  /// Without the frames on its output.
+  static quiet() {
+    return Middleware.listening(new Middleware(['middleware', '--web', '0', '--quiet']));
+  }
+
+  /// `./dev serve`
+  static fromCheckout() {
+    return Middleware.listening(new Middleware(['serve', '--port', '0'], './dev'));
+  }
+
+  static async listening(middleware) {
+    const line = await middleware.line((text) => text.includes('its page at '));
+    middleware.url = line.match(/http:\S+/)[0];
+    middleware.port = Number(new URL(middleware.url).port);
+    return middleware;
   }
 }
 
 /// `zelobox host`, with the real library.
 export class Host extends Program {
   static async start() {
-    const host = new Host('host', '--json');
+    const host = new Host(['host', '--json']);
     await host.line((text) => text === '{"result":"start"}');
     return host;
   }
@@ -96,14 +110,14 @@ export function launch() {
   });
 }
 
-/// A page that shows the box. What goes wrong in it is kept in page.problems.
-export async function open(browser, box, options = {}) {
+/// A page that shows the middleware. What goes wrong in it is kept in page.problems.
+export async function open(browser, middleware, options = {}) {
   const context = await browser.newContext({ viewport: { width: 1440, height: 960 }, ...options });
   context.setDefaultTimeout(deadlineMs);
   const page = await context.newPage();
   page.problems = [];
   page.on('pageerror', (error) => page.problems.push(error.message));
-  await page.goto(box.url);
+  await page.goto(middleware.url);
   return page;
 }
 

@@ -6,10 +6,10 @@ import { Hub } from '../../../zelobox/web/page/hub.js';
 import { row, scene } from './scene.js';
 import { waitForLink } from './support.js';
 
-scene('forty tabs show what happens, and each can press a key', async ({ box, host, page }) => {
+scene('forty tabs show what happens, and each can press a key', async ({ middleware, host, page }) => {
   const opened = Array.from({ length: 39 }, async () => {
     const tab = await page.context().newPage();
-    await tab.goto(box.url, { timeout: 0 });
+    await tab.goto(middleware.url, { timeout: 0 });
     return tab;
   });
   const tabs = [page, ...await Promise.all(opened)];
@@ -22,23 +22,23 @@ scene('forty tabs show what happens, and each can press a key', async ({ box, ho
   await tabs[39].locator('#rows .frame', { hasText: 'command=2 ' }).waitFor();
 });
 
-scene('a tab that comes back from another page is told what it has missed', async ({ box, page }) => {
+scene('a tab that comes back from another page is told what it has missed', async ({ middleware, page }) => {
   await page.goto('about:blank');
   const other = await page.context().newPage();
-  await other.goto(box.url);
+  await other.goto(middleware.url);
   await other.locator('[data-key="Return"]').click();
   await row(other, 'IPC_REMOTE_KEY').waitFor();
   await page.goBack();
   await row(page, 'IPC_REMOTE_KEY').waitFor();
 });
 
-scene('a request that cannot be sent says so within 3 s', async ({ box, page }) => {
-  box.process.kill('SIGSTOP');
+scene('a request that cannot be sent says so within 3 s', async ({ middleware, page }) => {
+  middleware.process.kill('SIGSTOP');
   const started = Date.now();
   await page.locator('[data-key="Return"]').click();
   await page.locator('#pressed', { hasText: 'Not sent: zelobox has not answered for 2.5 s' }).waitFor();
   assert.ok(Date.now() - started < 3000, `${Date.now() - started} ms`);
-  box.process.kill('SIGCONT');
+  middleware.process.kill('SIGCONT');
   await page.locator('[data-key="Home"]').click();
   await page.locator('#pressed', { hasText: 'Home: sent to 1 client' }).waitFor();
 });

@@ -46,6 +46,10 @@ TEST(HostOutput, WritesEachReportAtOnce)
     EXPECT_EQ("result start\n", packets.next());
     EXPECT_EQ("callback key: key=13 name=\"Return\"\n", packets.next());
     EXPECT_EQ("{\"result\":\"error\",\"command\":\"vol\",\"problem\":\"no such command\"}\n", packets.next());
+    people.error("vol", "there is no such command");
+    people.result("help", {{"ui", "size"}}, "  ui\n  size\n");
+    EXPECT_EQ("error: there is no such command\n", packets.next());
+    EXPECT_EQ("  ui\n  size\n", packets.next());
     EXPECT_EQ("", packets.next());
 }
 

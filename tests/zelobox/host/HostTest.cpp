@@ -5,6 +5,8 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <sstream>
+
 #include "tests/zelobox/Program.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/BrowserConfigPayload.h"
@@ -13,8 +15,10 @@
 using program::Ended;
 using program::hasInOrder;
 using program::run;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace {
 
@@ -145,16 +149,67 @@ TEST(HostCommand, ReachesEveryFunctionOfTheLibrary)
 
 TEST(HostCommand, ExplainsALineThatItDoesNotUnderstand)
 {
-    Ended const ended =
-        run({"host", "--no-start"}, "vidoe 1 2 3 4\nvideo 1 2 3\nvideo 1 2 3 4 5\nkey 44x\nenv 5000000000\n\n");
-    EXPECT_EQ(R"(result error: command="vidoe 1 2 3 4" problem="no such command; did you mean \"video\"?"
-result error: command="video 1 2 3" problem="expected: video X Y WIDTH HEIGHT"
-result error: command="video 1 2 3 4 5" problem="expected: video X Y WIDTH HEIGHT"
-result error: command="key 44x" problem="\"44x\" is not a number; expected one like 44 or 0x2C"
-result error: command="env 5000000000" problem="\"5000000000\" does not fit into 32 bits"
+    Ended const ended = run({"host", "--no-start"}, "vidoe 1 2 3 4\nfly\nvideo 1 2 3\nvideo 1 2 3 4 5\nkey\nui 1\n"
+                                                    "key 44x\nenv 5000000000\nenv langauge\nenv zone\n\n");
+    EXPECT_EQ(R"(error: there is no command "vidoe"; did you mean "video"?
+error: there is no command "fly"; "help" lists them
+error: "video" takes 4 arguments, as in "video 0 0 640 360"
+error: "video" takes 4 arguments, as in "video 0 0 640 360"
+error: "key" takes one argument, as in "key 44"
+error: "ui" takes no argument, as in "ui"
+error: "44x" is not a number; expected one like 44 or 0x2C
+error: "5000000000" does not fit into 32 bits
+error: "langauge" is no KEY; did you mean "language"?
+error: "zone" is no KEY; expected storage, firmware, device, reserved, language or a number
 )",
               ended.output);
     EXPECT_EQ(0, ended.status);
+}
+
+TEST(HostCommand, NamesTheLineOfAnErrorToScripts)
+{
+    EXPECT_EQ(
+        R"({"result":"error","command":"vidoe 1","problem":"there is no command \"vidoe\"; did you mean \"video\"?"}
+)",
+        run({"host", "--no-start", "--json"}, "vidoe 1\n").output);
+}
+
+TEST(HostCommand, ShowsItsCommandsAsATable)
+{
+    Ended const ended = run({"host", "--no-start"}, "help\n");
+    EXPECT_THAT(ended.output,
+                StartsWith("  start                    ZeloStartApp: returns when the configuration has come\n"
+                           "  stop                     ZeloStopApp\n"
+                           "  video X Y WIDTH HEIGHT   ZeloSetVideoWindow; 0 0 0 0 is the whole screen\n"));
+    EXPECT_THAT(ended.output, EndsWith("  quit                     stops and ends; the end of the input does the same\n"
+                                       "\"help COMMAND\" shows an example.\n"));
+    std::istringstream lines(ended.output);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
+}
+
+TEST(HostCommand, ShowsMoreAboutOneCommand)
+{
+    Ended const ended = run({"host", "--no-start"}, "help video\nhelp env\nhelp vidoe\n");
+    EXPECT_EQ(R"(video X Y WIDTH HEIGHT
+  ZeloSetVideoWindow; 0 0 0 0 is the whole screen
+  Example: video 0 0 640 360
+env KEY
+  ZeloGetEnv: storage to language, or a number
+  KEY: storage, firmware, device, reserved, language
+  Example: env language
+error: there is no command "vidoe"; did you mean "video"?
+)",
+              ended.output);
+    EXPECT_EQ("{\"result\":\"help\",\"video X Y WIDTH HEIGHT\":\"ZeloSetVideoWindow; 0 0 0 0 is the whole screen\"}\n",
+              run({"host", "--no-start", "--json"}, "help video\n").output);
+}
+
+TEST(HostCommand, EndsOnQuitOnly)
+{
+    EXPECT_EQ("error: \"quit\" takes no argument, as in \"quit\"\n",
+              run({"host", "--no-start"}, "quit it\nquit\nvolume\n").output);
 }
 
 TEST(HostCommand, HasTheDrmObjectRecordWhatItIsAskedFor)

@@ -131,10 +131,30 @@ TEST(HostPrompt, CompletesAnArgumentThatHasNames)
     OnTerminal host({"host", "--no-start"});
     host.type("env lan\t\r");
     EXPECT_TRUE(host.shows("result env: key=4 "));
+    host.type("help vid\t\r");
+    EXPECT_TRUE(host.shows("Example: video 0 0 640 360\r\n"));
+    host.type("log l\t1 x\r"); // "language" is for another command
+    EXPECT_TRUE(host.shows("\"l1\" is not a number"));
+    host.type("env 4 lan\t\r"); // and for another place
+    EXPECT_TRUE(host.shows("\"env\" takes one argument"));
     host.type("vol\x01"
               "env re\x0b\t\r"); // a name is completed at its place, whatever came before
     EXPECT_TRUE(host.shows("result env: key=3 "));
     EXPECT_TRUE(host.shows("\r\033[Kzelobox> "));
+    host.type("\x04");
+    EXPECT_EQ(0, host.wait());
+}
+
+TEST(HostPrompt, SaysAtTheStartHowToGoOn)
+{
+    OnTerminal host({"host", "--no-start"});
+    EXPECT_TRUE(host.showsNext("Type \"help\" for what this host can do; Tab completes; Ctrl-D ends it.\r\n"));
+    EXPECT_TRUE(host.shows("zelobox> "));
+    host.type("hepl\r");
+    EXPECT_TRUE(host.shows("\033[1;31merror\033[0m: there is no command \"hepl\"; did you mean \"help\"?\r\n"));
+    host.type("help\r");
+    EXPECT_TRUE(host.shows("  volume                   ZeloGetVolume\r\n"));
+    EXPECT_TRUE(host.shows("zelobox> "));
     host.type("\x04");
     EXPECT_EQ(0, host.wait());
 }
@@ -162,7 +182,7 @@ TEST(HostPrompt, DrawsTheLineAgainBelowWhatIsPrinted)
     host.type("dis");
     EXPECT_TRUE(host.shows("dis"));
     library.send(zelobox::frameOf(IPCMessageUnsignedInt(IPC_VOLUME, 12)));
-    EXPECT_TRUE(host.shows("\r\033[Kcallback volumeChanged: volume=12 muted=false\r\n"));
+    EXPECT_TRUE(host.shows("\r\033[K\033[1;35mcallback volumeChanged\033[0m: volume=12 muted=false\r\n"));
     EXPECT_TRUE(host.shows("zelobox> dis"));
     host.type("play\r");
     EXPECT_TRUE(host.shows("result display: width=1920 height=1080\r\n"));
@@ -189,7 +209,7 @@ TEST(HostPrompt, IsNeverDrawnInTheMiddleOfAReport)
             host.type(i % 2 == 0 ? "x" : "\x7f"); // a key, and what takes it away
         }
         for (unsigned i = 0; i < reportsOfARound; ++i) {
-            ASSERT_TRUE(host.shows("callback volumeChanged: volume="));
+            ASSERT_TRUE(host.shows("callback volumeChanged\033[0m: volume="));
             ASSERT_TRUE(host.showsNext(std::to_string(i) + " muted=false\r\n"));
         }
     }

@@ -35,7 +35,7 @@ TEST_F(Web, ServesThePageWithAllThatItNeeds)
         EXPECT_EQ(200, get((*found)[1]).status) << (*found)[1];
         ++count;
     }
-    EXPECT_EQ(4, count);
+    EXPECT_EQ(5, count);
     EXPECT_THAT(page.body, Not(HasSubstr("//cdn")));
     EXPECT_THAT(page.get_header_value("Content-Security-Policy"), StartsWith("default-src 'self'"));
 }
@@ -176,7 +176,7 @@ TEST_F(Web, SaysWhatIsWrongWithARequest)
              Wrong{"POST", "/api/fault", R"({"what":"die-on-vanish"})", 400, "die-on-vanish"},
              Wrong{"GET", "/api/trace?format=txt", "", 400, "expected jsonl or pcapng, found txt"},
              Wrong{"POST", "/api/resend", R"({"serial":1})", 400, "record 1 is not kept"},
-             Wrong{"GET", "/api/record", "", 400, "expected the number of a record"},
+             Wrong{"GET", "/api/record", "", 400, "serial: expected a whole number"},
              Wrong{"GET", "/api/record?serial=0", "", 400, "record 0 is not kept"},
              Wrong{"GET", "/api/key", "", 405, "/api/key takes POST, not GET"},
              Wrong{"DELETE", "/api/state", "", 405, "/api/state takes GET, not DELETE"},

@@ -1,5 +1,6 @@
 // Puts the page together.
 import { byId } from './dom.js';
+import { startCapture } from './capture.js';
 import { startDock } from './dock.js';
 import { listen, load } from './middleware.js';
 import { addRecords, startFrames } from './frames.js';
@@ -11,6 +12,7 @@ const link = byId('link');
 let faultModes = [];
 let instance;
 let lastSerial = 0;
+let shownState = '';
 
 function showLink(kind, text) {
   if (link.textContent !== text) {
@@ -20,13 +22,19 @@ function showLink(kind, text) {
   document.body.classList.toggle('lost', kind === 'lost');
 }
 
-function showState(state) {
+/// What stays the same is not drawn anew: with many records there are as many states.
+function showState({ records, ...state }) {
+  const text = JSON.stringify(state);
+  if (text === shownState) {
+    return;
+  }
+  shownState = text;
   const count = state.clients.length;
   showLink(count ? 'up' : 'waiting', count ? `${count} client${count === 1 ? '' : 's'} connected` : 'Waiting for a host');
   byId('socket').textContent = state.socket;
-  byId('version').textContent = `zelobox ${state.version}`;
   showTelevision(state.middleware, count > 0);
-  showClients(state.clients);
+  showClients(state.clients, state.program);
+  byId('start-host').textContent = `${state.program} host`;
   showConfig(state.middleware.config);
   showFaultModes(faultModes, state.faults);
 }
@@ -46,9 +54,7 @@ function onInstance(current) {
   instance = current;
 }
 
-async function start() {
-  byId('port').textContent = location.port;
-  startDock();
+async function startLive() {
   startFrames({ onEdit: editMessage });
   startTelevision((problem) => showLink('lost', problem));
   faultModes = await load('/api/faults');
@@ -60,8 +66,23 @@ async function start() {
       records.filter(({ event }) => event === 'callback').slice(-1).forEach(showCallback);
     },
     onInstance,
-    onLost: () => showLink('lost', 'zelobox is gone; trying again…'),
+    onLost: () => {
+      shownState = '';
+      showLink('lost', 'zelobox is gone; trying again…');
+    },
   });
+}
+
+async function start() {
+  byId('port').textContent = location.port;
+  const state = await load('/api/state');
+  byId('version').textContent = `zelobox ${state.version}`;
+  startDock(state.capture ? 62 : 40);
+  if (state.capture) {
+    showLink('up', await startCapture(state, (problem) => showLink('lost', problem)));
+  } else {
+    await startLive();
+  }
 }
 
 start().catch((error) => showLink('lost', error.message));

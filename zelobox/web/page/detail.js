@@ -155,7 +155,7 @@ function actions(record, { onEdit }, show) {
     await navigator.clipboard.writeText(JSON.stringify(recordOnly(await wholeRecord(record))));
     return 'Copied.';
   })];
-  if (record.direction === 'toHost' && record.event === undefined) {
+  if (onEdit && record.direction === 'toHost' && record.event === undefined) {
     buttons.push(action('Resend', async () => receiversText(await post('/api/resend', { serial: record.serial }))));
     buttons.push(action('Edit and resend', async () => onEdit(await wholeRecord(record))));
   }

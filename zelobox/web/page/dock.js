@@ -14,12 +14,13 @@ function setHeight(pixels) {
   localStorage.setItem(stored, share);
 }
 
-export function startDock() {
+/// @param usual  the height until somebody changes it, in percent of the window
+export function startDock(usual) {
   const splitter = byId('splitter');
   const height = () => byId('frames').offsetHeight;
   splitter.setAttribute('aria-valuemin', '10');
   splitter.setAttribute('aria-valuemax', '90');
-  const share = Number(localStorage.getItem(stored)) || 40;
+  const share = Number(localStorage.getItem(stored)) || usual;
   setHeight((share * window.innerHeight) / 100);
   splitter.addEventListener('pointerdown', (event) => {
     event.preventDefault();

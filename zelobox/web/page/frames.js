@@ -21,22 +21,37 @@ let isPointed = false;
 let wasAtEnd = true; // where the list was scrolled to, before anything was added
 let news = 0;
 let isDirty = false;
+let current; // row, of a capture file
 
 const scroller = byId('table-scroll');
 
-function lineOf(row) {
+/// The line of a row that goes this way, but for what differs from row to row.
+function lineTemplate(name) {
   const way = element('span', { className: 'way' });
-  if (row.way) {
-    way.append(icon(row.way), element('span', { textContent: ` ${wayNames[row.way]} ` }),
-      element('small', { textContent: row.connection ?? '' }));
+  if (name) {
+    way.append(icon(name), element('span', { textContent: ` ${wayNames[name]} ` }), element('small', { textContent: ' ' }));
   }
-  const open = element('button', { type: 'button', className: 'open', tabIndex: -1, ariaLabel: `Details of ${row.name}` },
-    icon('right'));
+  const open = element('button', { type: 'button', className: 'open', tabIndex: -1 });
   open.setAttribute('aria-expanded', 'false');
-  return element('div', { className: 'line' }, open, element('span', { className: 'time', textContent: timeText(row.time) }),
-    way, element('span', { className: 'name', textContent: row.name }),
-    element('span', { className: 'detail', textContent: row.detail }),
-    element('span', { className: 'size', textContent: row.size ? `${row.size} B` : '' }));
+  const text = (className) => element('span', { className, textContent: ' ' });
+  return element('div', { className: 'line' }, open, text('time'), way, text('name'), text('detail'), text('size'));
+}
+
+const lineTemplates = Object.fromEntries(['', ...Object.keys(wayNames)].map((name) => [name, lineTemplate(name)]));
+
+/// Copied and filled: making it anew takes several times as long.
+function lineOf(row) {
+  const line = lineTemplates[row.way].cloneNode(true);
+  const [open, time, way, name, detail, size] = line.children;
+  open.ariaLabel = `Details of ${row.name}`;
+  time.firstChild.data = timeText(row.time);
+  if (row.way) {
+    way.lastChild.firstChild.data = row.connection ?? '';
+  }
+  name.firstChild.data = row.name;
+  detail.firstChild.data = row.detail;
+  size.firstChild.data = row.size ? `${row.size} B` : '';
+  return line;
 }
 
 function showOpen(made, row, isOpen) {
@@ -53,6 +68,9 @@ function makeRow(row, isOpen) {
   const made = element('div', { className: `frame ${row.way || 'event'}` }, lineOf(row));
   made.setAttribute('role', 'listitem');
   made.dataset.serial = row.serial;
+  if (row === current) {
+    made.setAttribute('aria-current', 'true');
+  }
   if (row.isEvent || row.line === '') {
     made.querySelector('.open').remove();
   } else if (isOpen) {
@@ -66,11 +84,25 @@ function rowOf(made) {
   return row?.number === made.number ? row : undefined;
 }
 
+/// What an opened row shows must not lie below the view; its line stays in it.
+function showBelow(row) {
+  const offset = list.offsetOf(list.indexOf(row.number));
+  const hidden = offset + list.rowHeight + list.extras.get(row) - (list.top + list.viewHeight);
+  if (hidden > 0) {
+    wasAtEnd = false;
+    list.scrollTo(Math.min(list.top + hidden, offset));
+    list.render();
+  }
+}
+
 function toggle(made) {
   const row = rowOf(made);
   if (row && made.querySelector('.open')) {
     showOpen(made, row, !list.isOpen(row));
     list.setOpen(row, !list.isOpen(row));
+    if (list.isOpen(row)) {
+      showBelow(row);
+    }
   }
 }
 
@@ -142,6 +174,37 @@ export function addRecords(added) {
   drawSoon();
 }
 
+export const allRecords = () => records.rows;
+
+export function clearRecords() {
+  records.clear();
+  connections.clear();
+  byId('connection').length = 1;
+  list.extras.clear();
+  wasAtEnd = true;
+  applyFilter();
+}
+
+/// Marks the record and scrolls to it, if it is not in view; one that the filter leaves out stays out.
+///
+/// @return its row
+export function setCurrent(serial) {
+  draw(); // what has been added
+  list.elements.get(current)?.removeAttribute('aria-current');
+  current = records.rows[serial - (records.rows[0]?.serial ?? 0)];
+  const index = current ? list.indexOf(current.number) : -1;
+  if (list.items[index] === current) {
+    const offset = list.offsetOf(index);
+    if (offset < list.top || offset + list.rowHeight > list.top + list.viewHeight) {
+      wasAtEnd = false;
+      list.scrollTo(offset - list.viewHeight / 2);
+      list.render();
+    }
+    list.elements.get(current)?.setAttribute('aria-current', 'true');
+  }
+  return current;
+}
+
 function applyFilter() {
   const filter = { text: byId('filter').value, way: byId('way').value, connection: byId('connection').value };
   isFiltered = Object.values(filter).some((value) => value.trim() !== '');
@@ -175,6 +238,7 @@ function reveal(row) {
   if (!list.isOpen(row)) {
     toggle(made);
   }
+  handlers.onPick?.(row);
 }
 
 function moveFocus(made, step) {
@@ -242,10 +306,11 @@ export function startFrames(rowHandlers) {
   byId('rows').addEventListener('click', ({ target }) => {
     const line = target.closest('.line');
     if (line && document.getSelection().isCollapsed) {
+      handlers.onPick?.(rowOf(line.parentElement));
       toggle(line.parentElement);
     }
   });
-  startTimeline(() => records.rows, reveal);
+  startTimeline(() => records.rows, reveal, handlers.onTime);
   scroller.addEventListener('keydown', onKey);
   byId('news').addEventListener('click', goToEnd);
   byId('hold').addEventListener('click', () => {
@@ -253,12 +318,5 @@ export function startFrames(rowHandlers) {
     byId('hold').setAttribute('aria-pressed', isHeld);
     draw();
   });
-  byId('clear').addEventListener('click', () => {
-    records.clear();
-    connections.clear();
-    byId('connection').length = 1;
-    list.extras.clear();
-    wasAtEnd = true;
-    applyFilter();
-  });
+  byId('clear').addEventListener('click', clearRecords);
 }

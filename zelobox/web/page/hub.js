@@ -7,7 +7,7 @@
 
 const mostKept = 10000;
 const mostKeptCharacters = 8 << 20;
-const flushEveryMs = 30;
+const flushEveryMs = 200; // nobody reads faster, and what a tab draws costs more than a message
 
 export class Hub {
   constructor(EventSourceClass = EventSource) {
@@ -129,10 +129,14 @@ export class Hub {
     }
   }
 
-  /// At once after a pause, and in a burst many together: a message costs each tab more than its text.
+  /// At once after a pause, and in a burst many together.
   tell(name, data) {
+    const isFirst = this.waiting.length === 0;
+    if (name === 'state') { // the latest says all
+      this.waiting = this.waiting.filter(([waitingName]) => waitingName !== 'state');
+    }
     this.waiting.push([name, data]);
-    if (this.waiting.length === 1) {
+    if (isFirst) {
       setTimeout(() => this.flush(), Math.max(0, this.lastFlush + flushEveryMs - performance.now()));
     }
   }

@@ -13,7 +13,7 @@ const shown = { ' ': 'Space bar', MediaPlayPause: 'Media play/pause', MediaStop:
   ArrowUp: 'Arrow up', ArrowDown: 'Arrow down', ArrowLeft: 'Arrow left', ArrowRight: 'Arrow right', PageUp: 'Page up',
   PageDown: 'Page down' };
 
-/// Gives the name of the box's key; nothing for a key that has none.
+/// Gives the name of the key of the remote control; nothing for a key that has none.
 function keyNameOf(event) {
   if (event.ctrlKey || event.altKey || event.metaKey) {
     return undefined; // the browser's own
@@ -25,7 +25,7 @@ function isActivation(event) {
   return event.target.closest('button') && (event.key === 'Enter' || event.key === ' ');
 }
 
-/// Has keys typed inside of each of the areas pressed on the box.
+/// Has keys typed inside of each of the areas pressed on the remote control.
 export function captureKeyboard(areas, press) {
   for (const area of areas) {
     area.addEventListener('keydown', (event) => {

@@ -3,15 +3,14 @@ import { Hub } from './hub.js';
 
 const patienceMs = 2500; // a person takes a button for dead after 3 s
 
-async function request(path, options, patience = patienceMs) {
+async function request(path, options, patience = patienceMs, read = (response) => response.json()) {
   let response;
   try {
     response = await fetch(path, { ...options, signal: AbortSignal.timeout(patience) });
-    const answer = await response.json();
     if (response.ok) {
-      return answer;
+      return await read(response);
     }
-    throw Object.assign(new Error(answer.error), { isAnswer: true });
+    throw Object.assign(new Error((await response.json()).error), { isAnswer: true });
   } catch (error) {
     if (error.isAnswer) {
       throw error;
@@ -28,6 +27,11 @@ export function post(path, body) {
 
 export function get(path, patience) {
   return request(path, {}, patience);
+}
+
+/// Gives the lines of an answer that has one for each record.
+export function getLines(path, patience) {
+  return request(path, {}, patience, async (response) => (await response.text()).split('\n').filter(Boolean));
 }
 
 /// Asks until it is answered: without what it asks for, the page could not begin.

@@ -1,7 +1,7 @@
 // The records that the page keeps, each as one line of JSON and what its row shows.
 
 /// Rows, and characters of their JSON.
-const mostKept = 50000;
+export const mostKept = 50000;
 const mostCharacters = 24 << 20;
 const forgottenAtOnce = 2000;
 const longestDetail = 240;

@@ -17,7 +17,7 @@ function processText(process) {
   return process ? `${process.name || 'a process'} (${process.id})` : '';
 }
 
-export function showClients(clients) {
+export function showClients(clients, program) {
   const list = byId('clients');
   const open = new Set([...list.querySelectorAll('details[open]')].map((one) => one.dataset.id));
   list.replaceChildren(...clients.map(({ id, since, process, allowed }) => {
@@ -33,7 +33,7 @@ export function showClients(clients) {
   }));
   if (clients.length === 0) {
     list.append(element('li', { className: 'hint' }, 'None yet. In a terminal: ',
-      element('code', { textContent: 'zelobox host' })));
+      element('code', { textContent: `${program} host` })));
   }
 }
 
@@ -65,7 +65,7 @@ function drawConfig(config) {
   byId('config-fields').replaceChildren(...rows.slice(0, 5), rest);
 }
 
-/// Takes over what has changed at the box; what somebody is editing stays.
+/// Takes over what has changed at the middleware; what somebody is editing stays.
 export function showConfig(config) {
   const text = JSON.stringify(config);
   if (text === shownConfig) {

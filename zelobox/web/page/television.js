@@ -1,4 +1,4 @@
-// The screen: what the box shows, and the sound.
+// The screen: what the host shows, and the sound.
 import { byId } from './dom.js';
 import { post } from './middleware.js';
 import { cutText } from './records.js';
@@ -57,24 +57,24 @@ function showNothing() {
 }
 
 let before;
-export function showTelevision(box, hasHost) {
-  place(box.config, box.videoWindow);
-  showSound(box);
-  if (before && (before.volume !== box.volume || before.muted !== box.muted)) {
-    showOsd(box);
+export function showTelevision(state, hasHost) {
+  place(state.config, state.videoWindow);
+  showSound(state);
+  if (before && (before.volume !== state.volume || before.muted !== state.muted)) {
+    showOsd(state);
   }
-  before = box;
+  before = state;
   screen.classList.toggle('no-host', !hasHost);
   byId('no-host').hidden = hasHost;
   if (!hasHost) {
     return showNothing();
   }
-  byId('fact-mode').textContent = cutText(box.windowMode, longestMode) || 'not said yet';
-  byId('fact-control').textContent = box.applicationHasControl ? 'the application' : 'the one before it';
-  screen.classList.toggle('handed-back', !box.applicationHasControl);
-  byId('paused').hidden = !box.paused;
-  byId('pause').disabled = box.paused;
-  byId('resume').disabled = !box.paused;
+  byId('fact-mode').textContent = cutText(state.windowMode, longestMode) || 'not said yet';
+  byId('fact-control').textContent = state.applicationHasControl ? 'the application' : 'the one before it';
+  screen.classList.toggle('handed-back', !state.applicationHasControl);
+  byId('paused').hidden = !state.paused;
+  byId('pause').disabled = state.paused;
+  byId('resume').disabled = !state.paused;
   return undefined;
 }
 

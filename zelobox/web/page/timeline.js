@@ -13,6 +13,8 @@ const near = 6; // pixels
 
 let rows = () => [];
 let reveal;
+let chooseTime; // of a capture file
+let cursor; // seconds; of a capture file
 let view; // {from, to} in seconds; nothing for all
 let isDirty = false;
 
@@ -57,7 +59,8 @@ function tickOf(duration) {
 
 function drawTicks(context, { from, to }, x, colour, height) {
   const tick = tickOf(to - from);
-  for (let time = Math.ceil(from / tick) * tick; time < to; time += tick) {
+  for (let i = Math.ceil(from / tick); i * tick < to; i += 1) {
+    const time = Math.round(i * tick * 1e6) / 1e6;
     context.fillStyle = colour('line');
     context.fillRect(x(time), top - 4, 1, height - top);
     context.fillStyle = colour('soft');
@@ -74,9 +77,11 @@ function drawLanes(context, width, colour) {
   });
 }
 
+/// @return how many there are of each landmark
 function drawRecords(context, all, x, range, colour, width, height) {
   const laneOf = new Map(lanes.map(([way], i) => [way, i]));
   const lastAt = lanes.map(() => -1); // a mark for each picture element, however many are there
+  const landmarks = new Map();
   let lastLabel = -Infinity;
   for (let i = firstFrom(all, range.from); i < all.length && all[i].time <= range.to; i += 1) {
     const at = Math.round(x(all[i].time));
@@ -88,6 +93,7 @@ function drawRecords(context, all, x, range, colour, width, height) {
     }
     const mark = landmark(all[i]);
     if (mark) {
+      landmarks.set(mark[0], (landmarks.get(mark[0]) ?? 0) + 1);
       context.fillStyle = colour(mark[1]);
       context.fillRect(at, top, 1, height - top);
       if (at - lastLabel > 90) {
@@ -97,6 +103,15 @@ function drawRecords(context, all, x, range, colour, width, height) {
       }
     }
   }
+  return landmarks;
+}
+
+function drawCursor(context, at, colour, height) {
+  context.fillStyle = colour('accent');
+  context.fillRect(at - 1, top - 4, 2, height - top);
+  context.beginPath();
+  context.arc(at, top - 5, 5, 0, 2 * Math.PI);
+  context.fill();
 }
 
 function draw() {
@@ -111,7 +126,7 @@ function draw() {
   const context = canvas.getContext('2d');
   context.scale(ratio, ratio);
   const style = getComputedStyle(canvas);
-  const names = { toHost: 'to-host', toMiddleware: 'to-box', callback: 'call' };
+  const names = { toHost: 'to-host', toMiddleware: 'to-middleware', callback: 'call' };
   const colour = (name) => style.getPropertyValue(`--${names[name] ?? name}`);
   context.font = `12px ${style.fontFamily}`;
   const range = span();
@@ -119,9 +134,13 @@ function draw() {
   drawLanes(context, width, colour);
   drawTicks(context, range, x, colour, height);
   const all = rows();
-  drawRecords(context, all, x, range, colour, width, height);
+  const landmarks = drawRecords(context, all, x, range, colour, width, height);
+  if (cursor !== undefined && cursor >= range.from && cursor <= range.to) {
+    drawCursor(context, x(cursor), colour, height);
+  }
   const count = firstFrom(all, range.to) - firstFrom(all, range.from);
-  canvas.setAttribute('aria-label', `${count} records from ${timeText(range.from)} to ${timeText(range.to)}`);
+  const marked = [...landmarks].map(([name, times]) => `, ${times} ${name}`).join('');
+  canvas.setAttribute('aria-label', `${count} records from ${timeText(range.from)} to ${timeText(range.to)}${marked}`);
 }
 
 /// Ten times a second are enough for a picture that moves by itself.
@@ -162,12 +181,32 @@ function revealAt(event) {
   close.sort((one, other) => Math.abs(one.time - time) - Math.abs(other.time - time));
   if (close.length > 0) {
     reveal(close[0]);
+  } else {
+    chooseTime?.(time);
   }
 }
 
-export function startTimeline(allRows, revealRow) {
+/// Marks a time; the view follows it.
+export function setCursor(time) {
+  cursor = time;
+  if (view && (time < view.from || time > view.to)) {
+    const half = (view.to - view.from) / 2;
+    view = { from: time - half, to: time + half };
+  }
+  timelineChanged();
+}
+
+export function showTimeline() {
+  byId('timeline').hidden = false;
+  byId('show-timeline').setAttribute('aria-pressed', 'true');
+  draw();
+}
+
+/// @param onTime  called with a time where nothing is; nothing but for a capture file
+export function startTimeline(allRows, revealRow, onTime) {
   rows = allRows;
   reveal = revealRow;
+  chooseTime = onTime;
   byId('show-timeline').addEventListener('click', () => {
     const isShown = byId('timeline').hidden;
     byId('timeline').hidden = !isShown;

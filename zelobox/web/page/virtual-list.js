@@ -1,7 +1,7 @@
 // A list of which only what is near the view is in the document. Rows are added at the end and forgotten at the start;
 // a row is made once, and stays the same element as long as it is near the view, has the focus or is selected.
 
-const overscan = 10; // rows beyond the view on each side, for the time until the next picture
+const overscan = 6; // rows beyond the view on each side, for the time until the next picture
 
 export class VirtualList {
   /// @param scroller  shows `content`, in which the rows stand
@@ -149,20 +149,23 @@ export class VirtualList {
     }
   }
 
-  /// Whether an element has to stay in the document although it is out of view.
-  static isHeld(element) {
+  /// Gives what says whether an element has to stay in the document although it is out of view. Asked for once: the
+  /// selection lays the page out.
+  static holder() {
     const selection = document.getSelection();
-    return element.contains(document.activeElement)
-      || (selection !== null && !selection.isCollapsed && selection.containsNode(element, true));
+    const isSelected = selection !== null && !selection.isCollapsed;
+    const focused = document.activeElement;
+    return (element) => element.contains(focused) || (isSelected && selection.containsNode(element, true));
   }
 
   render() {
+    const isHeld = VirtualList.holder();
     const first = Math.max(0, this.indexAt(this.top) - overscan);
     const last = Math.min(this.items.length, this.indexAt(this.top + this.viewHeight) + overscan + 1);
     const near = new Set(this.items.slice(first, last));
     for (const [item, element] of this.elements) {
       const isListed = this.items[this.indexOf(item.number)] === item;
-      if (!near.has(item) && !(isListed && VirtualList.isHeld(element))) {
+      if (!near.has(item) && !(isListed && isHeld(element))) {
         this.resized.unobserve(element);
         element.remove();
         this.elements.delete(item);
@@ -187,7 +190,7 @@ export class VirtualList {
   static move(element, offset) {
     if (element.offset !== offset) {
       element.offset = offset;
-      element.style.transform = `translateY(${offset}px)`;
+      element.style.top = `${offset}px`; // a transform would make each row a picture of its own
     }
   }
 

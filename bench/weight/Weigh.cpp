@@ -15,7 +15,7 @@
 #include "testkit/HostStandIn.h"
 #include "testkit/Interpose.h"
 #include "testkit/LoadedLibrary.h"
-#include "testkit/Malloc.h"
+#include "bench/weight/Malloc.h"
 #include "testkit/Middleware.h"
 #include "testkit/Process.h"
 
@@ -44,7 +44,7 @@ void discount(void* block)
     }
 }
 
-mallocs::Observer const observer = {nullptr, &count, &discount};
+mallocs::Observer const observer = {&count, &discount};
 
 using Thread = int(pthread_t*, pthread_attr_t const*, void* (*)(void*), void*);
 

@@ -1,6 +1,4 @@
-#include "testkit/Malloc.h"
-
-#include <errno.h>
+#include "bench/weight/Malloc.h"
 
 #include <atomic>
 
@@ -17,7 +15,7 @@
 
 namespace {
 
-mallocs::Observer const nobody = {nullptr, nullptr, nullptr};
+mallocs::Observer const nobody = {nullptr, nullptr};
 std::atomic<mallocs::Observer const*> observer{&nobody};
 
 } // namespace
@@ -27,22 +25,9 @@ void mallocs::observe(Observer const* newObserver)
     observer = newObserver != nullptr ? newObserver : &nobody;
 }
 
-bool mallocs::canBeObserved()
-{
-    return ZELO_OWN_MALLOC != 0;
-}
-
 #if ZELO_OWN_MALLOC
 
 namespace {
-
-bool isRefused()
-{
-    auto* const refuses = observer.load()->refuses;
-    bool const refused = refuses != nullptr && refuses();
-    errno = refused ? ENOMEM : errno;
-    return refused;
-}
 
 void* seen(void* block)
 {
@@ -72,12 +57,12 @@ void __libc_free(void* block);
 
 void* malloc(size_t size) noexcept
 {
-    return isRefused() ? nullptr : seen(__libc_malloc(size));
+    return seen(__libc_malloc(size));
 }
 
 void* calloc(size_t number, size_t size) noexcept
 {
-    return isRefused() ? nullptr : seen(__libc_calloc(number, size));
+    return seen(__libc_calloc(number, size));
 }
 
 void* realloc(void* block, size_t size) noexcept

@@ -1,7 +1,7 @@
 /// @file
-/// The program's own malloc and its relatives, which can be watched and made to fail.
-#ifndef ZELO_TESTKIT_MALLOC_H
-#define ZELO_TESTKIT_MALLOC_H
+/// The program's own malloc and its relatives, which can be watched.
+#ifndef ZELO_BENCH_WEIGHT_MALLOC_H
+#define ZELO_BENCH_WEIGHT_MALLOC_H
 
 #include <stddef.h>
 
@@ -9,15 +9,11 @@ namespace mallocs {
 
 /// What sees every allocation of the process, on its thread; each may be null. Must not allocate.
 struct Observer {
-    bool (*refuses)(); ///< @return true to let it fail with ENOMEM
     void (*allocated)(void* block);
     void (*released)(void* block); ///< before it is released
 };
 /// @param observer  null to remove
 void observe(Observer const* observer);
-
-/// @return false in a build whose sanitizer has malloc for itself
-bool canBeObserved();
 
 } // namespace mallocs
 
