@@ -44,6 +44,17 @@ if(TARGET zelobox AND TARGET zelostb)
   configure_file(docs/zelobox.1 zelobox.1 COPYONLY)
   execute_process(COMMAND gzip -9nkf zelobox.1 WORKING_DIRECTORY "${PROJECT_BINARY_DIR}" COMMAND_ERROR_IS_FATAL ANY)
   install(FILES "${PROJECT_BINARY_DIR}/zelobox.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tools)
+  # Where the shells of a distribution look.
+  install(FILES packaging/completion/zelobox.bash RENAME zelobox
+          DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
+  install(FILES packaging/completion/_zelobox DESTINATION "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions"
+          COMPONENT tools)
+  install(FILES packaging/completion/zelobox.fish DESTINATION "${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d"
+          COMPONENT tools)
+endif()
+
+if(TARGET zelobox_proxy)
+  install(TARGETS zelobox_proxy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT recorder)
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

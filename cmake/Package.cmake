@@ -66,14 +66,6 @@ if(TARGET zelobox)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION "devel\nMulti-Arch: foreign")
   set(CPACK_COMPONENT_TOOLS_DESCRIPTION "set-top box on a desk
  Plays the middleware of a box, and a container that loads the bridge.")
-  if(TARGET zelobox_proxy)
-    # The static program goes to boxes as a single file.
-    install(TARGETS zelobox_proxy RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
-    file(CREATE_LINK zelobox.1.gz "${PROJECT_BINARY_DIR}/links/zelobox-proxy.1.gz" SYMBOLIC)
-    install(FILES "${PROJECT_BINARY_DIR}/links/zelobox-proxy.1.gz" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1"
-            COMPONENT tools)
-    set(zelo_overrides_tools "# Runs on a box whatever C++ runtime is there.\nstatically-linked-binary\n")
-  endif()
 endif()
 if(TARGET zelobox AND NOT CMAKE_CROSSCOMPILING)
   list(APPEND CPACK_COMPONENTS_ALL python)
@@ -94,6 +86,16 @@ if(TARGET zelobox AND NOT CMAKE_CROSSCOMPILING)
   file(WRITE "${PROJECT_BINARY_DIR}/debian/python/entry_points.txt" "[pytest11]\nzelobox = zelobox.pytest_plugin\n")
   install(DIRECTORY "${PROJECT_BINARY_DIR}/debian/python/"
           DESTINATION "${modules}/zelobox-${PROJECT_VERSION}.dist-info" COMPONENT python EXCLUDE_FROM_ALL)
+endif()
+if(TARGET zelobox_proxy)
+  list(APPEND CPACK_COMPONENTS_ALL recorder)
+  set(CPACK_DEBIAN_RECORDER_PACKAGE_NAME zelobox-proxy)
+  set(CPACK_DEBIAN_RECORDER_PACKAGE_DEPENDS "")
+  set(CPACK_DEBIAN_RECORDER_PACKAGE_SHLIBDEPS OFF)
+  set(CPACK_DEBIAN_RECORDER_PACKAGE_SECTION devel)
+  set(CPACK_COMPONENT_RECORDER_DESCRIPTION "recorder of what a set-top box says
+ One static program to be copied to a box. zelobox(1) describes it.")
+  set(zelo_overrides_recorder "# Runs on a box whatever C++ runtime is there.\nstatically-linked-binary\nno-manual-page\n")
 endif()
 
 # What the Debian policy wants beside the files themselves; a plain installation goes without.

@@ -16,6 +16,7 @@ def key(line):
     """A line without what differs from run to run: times, and how long a call took."""
     line = re.sub(r"^ *\d+\.\d{3}", "TIME", line)
     line = re.sub(r"\b\d\d:\d\d:\d\d\.\d{3}\b", "TIME", line)
+    line = re.sub(r"\b\d+\.\d+ s\b", "N s", line)
     return re.sub(r"\bms=\d+", "ms=N", line)
 
 

@@ -4,4 +4,4 @@ set -euo pipefail
 
 build default zelobox zelostb zelocobalt
 "$ZELO_ROOT/tools/transcripts.py" check "$ZELO_ROOT/testkit/own-tmp.sh" "$ZELO_ROOT" -- "$ZELO_BUILD/default/zelobox" \
-  -- "$ZELO_ROOT/README.md"
+  -- "$ZELO_ROOT/README.md" "$ZELO_ROOT/docs/zelobox.md"

@@ -1,11 +1,12 @@
 # shellcheck shell=bash
-# about: measures the library beside the floor and others: [name...] [--quick], gate [--record], report, micro
+# about: measures the library beside the floor and others: [name...] [--quick], gate [--record], report, micro, traces
 
 packages() {
   needs_build
   if [ "${1:-}" != report ]; then needs valgrind "counts instructions"; fi
   case ${1:-} in
   gate) ;;
+  traces) needs tshark "to compare with" ;;
   report) needs python3-matplotlib "draws the plots" ;;
   *)
     needs python3-matplotlib "draws the plots"
@@ -18,6 +19,7 @@ run() {
   export PYTHONDONTWRITEBYTECODE=1
   case ${1:-} in
   gate) shift && run_gate "$@" ;;
+  traces) shift && measure_traces "$@" ;;
   report) shift && write_report "$@" ;;
   *) measure "$@" ;;
   esac
@@ -26,6 +28,15 @@ run() {
 run_gate() {
   build bench frames_count
   "$ZELO_ROOT/bench/gate/gate.py" "$ZELO_BUILD/bench/bench/frames_count" "$@"
+}
+
+# measure_traces [FRAMES]
+measure_traces() {
+  local directory
+  directory=$(mktemp --directory)
+  build default zelobox
+  "$ZELO_ROOT/bench/traces.py" "$ZELO_BUILD/default/zelobox" "$ZELO_ROOT/tools/wireshark/zelo.lua" "$directory" "$@"
+  rm --recursive "$directory"
 }
 
 # A whole run becomes the report; names and --quick leave it alone.

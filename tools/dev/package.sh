@@ -74,5 +74,10 @@ run() {
   # The installed zelobox finds the installed library.
   "$root/usr/bin/zelobox" demo >/dev/null
   echo "The installed zelobox played its demo."
+  PATH=$root/usr/bin:$PATH PYTHONPATH=$root/usr/lib/python3/dist-packages PYTHONDONTWRITEBYTECODE=1 \
+    /usr/bin/python3 -c 'from zelobox import Middleware
+with Middleware() as box:
+    assert box.state()["volume"] == 0'
+  echo "The installed Python package drove the installed zelobox."
   ls -l "$ZELO_BUILD"/package-*/*.deb
 }

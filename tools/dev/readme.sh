@@ -5,5 +5,6 @@ packages() { needs_build; }
 
 run() {
   build default zelobox zelostb zelocobalt
-  "$ZELO_ROOT/tools/transcripts.py" write "$ZELO_BUILD/default/zelobox" -- "$ZELO_ROOT/README.md"
+  "$ZELO_ROOT/tools/transcripts.py" write "$ZELO_BUILD/default/zelobox" -- "$ZELO_ROOT/README.md" \
+    "$ZELO_ROOT/docs/zelobox.md"
 }

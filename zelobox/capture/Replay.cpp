@@ -12,6 +12,8 @@ namespace {
 using Clock = EventLoop::Clock;
 using Microseconds = std::chrono::microseconds;
 
+int const mostStepsInATurn = 256; // others have their turn, too
+
 std::string placeOf(ClientId client, size_t record)
 {
     return "record " + std::to_string(record) + ", connection " + std::to_string(client) + ": ";
@@ -71,19 +73,21 @@ TraceRecord sentRecord(std::vector<char> const& bytes)
 
 } // namespace
 
-Replay::Replay(EventLoop& eventLoop, std::string const& path, std::vector<TraceRecord> const& trace,
+Replay::Replay(EventLoop& eventLoop, std::string const& path, ReplayScript::NextRecord nextRecord,
                Options const& wanted, Timeline& output)
-    : loop(eventLoop), script(replayScript(trace, wanted.ignored)), options(wanted), timeline(output),
+    : loop(eventLoop), script(std::move(nextRecord), wanted.ignored), options(wanted), timeline(output),
       server(eventLoop, *this, path)
 {
 }
 
 void Replay::run()
 {
+    bool isMoreDue = false;
     while (!isDone()) {
-        loop.turn(wakeUp());
+        loop.turn(isMoreDue ? Clock::now() : wakeUp());
+        isMoreDue = false;
         for (auto const& each : played) {
-            advance(each.first);
+            isMoreDue = advance(each.first) || isMoreDue;
         }
         failWhenLate();
     }
@@ -91,9 +95,9 @@ void Replay::run()
 
 void Replay::onConnected(ClientId client)
 {
-    if (client > script.size()) {
+    if (!script.hasConnection(client)) {
         throw ReplayFailure(
-            "the library connects more often than the " + std::to_string(script.size()) + " times that it did", true);
+            "the library connects more often than the " + std::to_string(client - 1) + " times that it did", true);
     }
     Playing& playing = played[client];
     playing.begin = playing.last = lastEvent = Clock::now();
@@ -114,21 +118,27 @@ void Replay::onDisconnected(ClientId client, std::string const& reason)
     played.at(client).lost = reason;
 }
 
-bool Replay::isDone() const
+bool Replay::isDone()
 {
-    return played.size() == script.size() && std::all_of(played.begin(), played.end(), [this](auto const& each) {
-               return each.second.next == stepsOf(each.first).size();
-           });
+    bool const isPlayed = std::all_of(played.begin(), played.end(),
+                                      [this](auto const& each) { return script.stepOf(each.first) == nullptr; });
+    return isPlayed && !script.hasConnection(static_cast<unsigned>(played.size()) + 1);
 }
 
-void Replay::advance(ClientId client)
+/// @return whether another step may be due at once
+bool Replay::advance(ClientId client)
 {
     Playing& playing = played.at(client);
-    std::vector<ReplayStep> const& steps = stepsOf(client);
-    while (playing.next < steps.size() && take(client, steps[playing.next])) {
-        ++playing.next;
+    for (int count = 0; count < mostStepsInATurn; ++count) {
+        ReplayStep const* const step = script.stepOf(client);
+        if (step == nullptr || !take(client, *step)) {
+            return false;
+        }
+        lastRecord = step->record;
+        script.pop(client);
         playing.last = lastEvent = Clock::now();
     }
+    return true;
 }
 
 bool Replay::take(ClientId client, ReplayStep const& step)
@@ -148,8 +158,8 @@ bool Replay::take(ClientId client, ReplayStep const& step)
 
 bool Replay::takeSend(ClientId client, ReplayStep const& step)
 {
-    if (!isDue(client, step)) {
-        return false;
+    if (!isDue(client, step) || !server.hasTakenAll(client)) {
+        return false; // or a long trace would wait in memory for a library that reads slowly
     }
     // The library may have closed by now. The recorded one may have, too, when this was sent: that is no difference.
     server.send(client, step.bytes);
@@ -196,7 +206,7 @@ bool Replay::takeEnd(ClientId client, ReplayStep const& step)
     if (!playing.arrived.empty()) {
         throw difference(client, step, expectationOf(step), textOf(playing.arrived.front()));
     }
-    return playing.lost || (client == script.size() && isDue(client, step));
+    return playing.lost || (isDue(client, step) && !script.hasConnection(client + 1));
 }
 
 bool Replay::isDue(ClientId client, ReplayStep const& step) const
@@ -209,51 +219,65 @@ Replay::Time Replay::deadlineOf(Playing const& playing, ReplayStep const& step) 
     return playing.last + Microseconds(step.gap) + options.tolerance;
 }
 
-Replay::Time Replay::connectDeadline() const
+/// @return the connect that is next in the trace; null when something else is
+ReplayScript::Start const* Replay::nextConnect()
 {
-    if (played.size() == script.size()) {
-        return Time::max();
+    size_t first = SIZE_MAX;
+    for (auto const& each : played) {
+        ReplayStep const* const step = script.stepOf(each.first);
+        first = std::min(first, step != nullptr ? step->record : SIZE_MAX);
     }
-    if (played.empty()) {
-        return options.firstWithin.count() == 0 ? Time::max() : lastEvent + options.firstWithin;
+    auto const number = static_cast<unsigned>(played.size()) + 1;
+    if (first == SIZE_MAX) {
+        script.hasConnection(number);
     }
-    return lastEvent + Microseconds(script[played.size()].gap) + options.tolerance;
+    ReplayScript::Start const* const start = script.startOf(number);
+    return start != nullptr && start->record < first ? start : nullptr;
 }
 
-Replay::Time Replay::wakeUp() const
+Replay::Time Replay::connectDeadline()
+{
+    ReplayScript::Start const* const start = nextConnect();
+    if (start == nullptr || (played.empty() && options.firstWithin.count() == 0)) {
+        return Time::max();
+    }
+    return lastEvent + (played.empty() ? options.firstWithin : Microseconds(start->gap) + options.tolerance);
+}
+
+Replay::Time Replay::wakeUp()
 {
     Time first = connectDeadline();
     for (auto const& [client, playing] : played) {
-        if (playing.next == stepsOf(client).size()) {
+        ReplayStep const* const step = script.stepOf(client);
+        if (step == nullptr) {
             continue;
         }
-        ReplayStep const& step = stepsOf(client)[playing.next];
-        bool const waits = step.kind == Kind::Expect || isDue(client, step);
-        first = std::min(first, waits ? deadlineOf(playing, step) : playing.begin + Microseconds(step.offset));
+        bool const waits = step->kind == Kind::Expect || isDue(client, *step);
+        first = std::min(first, waits ? deadlineOf(playing, *step) : playing.begin + Microseconds(step->offset));
     }
     return first;
 }
 
-void Replay::failWhenLate() const
+void Replay::failWhenLate()
 {
     Time const now = Clock::now();
     for (auto const& [client, playing] : played) {
-        if (playing.next == stepsOf(client).size()) {
-            continue;
-        }
-        ReplayStep const& step = stepsOf(client)[playing.next];
-        bool const waits = step.kind == Kind::Expect || isDue(client, step);
-        if (waits && now >= deadlineOf(playing, step)) {
-            throw lateness(placeOf(client, step.record), expectationOf(step));
+        ReplayStep const* const step = script.stepOf(client);
+        bool const waits = step != nullptr && (step->kind == Kind::Expect || isDue(client, *step));
+        if (waits && now >= deadlineOf(playing, *step)) {
+            throw lateness(placeOf(client, step->record), expectationOf(*step));
         }
     }
     if (now >= connectDeadline()) {
-        throw lateness("record " + std::to_string(script[played.size()].record) + ": ", "connects");
+        throw lateness("record " + std::to_string(nextConnect()->record) + ": ", "connects");
     }
 }
 
 void Replay::tell(ClientId client, TraceRecord record)
 {
+    if (options.quiet && (record.event == TraceRecord::Event::Frame || record.event == TraceRecord::Event::Raw)) {
+        return;
+    }
     record.time = traceTime();
     record.connection = client;
     timeline.onTraffic(record);

@@ -31,10 +31,12 @@ public:
         Milliseconds tolerance{0};   ///< how much later than recorded the library may be
         Milliseconds firstWithin{0}; ///< how long the first client may take; 0: as long as it likes
         std::set<uint16_t> ignored;  ///< types from the library that are not compared
+        bool quiet = false;          ///< frames are not shown
     };
 
     /// @throw PeerError when another server listens at @p path or the socket cannot be made
-    Replay(EventLoop& eventLoop, std::string const& path, std::vector<TraceRecord> const& trace, Options const& wanted,
+    /// @param nextRecord  reads the trace as far as it is needed
+    Replay(EventLoop& eventLoop, std::string const& path, ReplayScript::NextRecord nextRecord, Options const& wanted,
            Timeline& output);
 
     /// Takes turns until every step has been taken.
@@ -42,13 +44,15 @@ public:
     /// @throw ReplayFailure at the first difference
     void run();
 
+    /// @return the number of the last record that was played
+    size_t position() const { return lastRecord; }
+
 private:
     using Time = EventLoop::Clock::time_point;
     using Kind = ReplayStep::Kind;
 
     /// A connection that has begun.
     struct Playing {
-        size_t next = 0; // of the steps
         Time begin;
         Time last; // when something was done or came
         std::deque<Frame> arrived;
@@ -59,9 +63,8 @@ private:
     void onFrame(ClientId client, Frame const& frame) override;
     void onDisconnected(ClientId client, std::string const& reason) override;
 
-    std::vector<ReplayStep> const& stepsOf(ClientId client) const { return script[client - 1].steps; }
-    bool isDone() const;
-    void advance(ClientId client);
+    bool isDone();
+    bool advance(ClientId client);
     // Each takes a step, or returns false if it is too early for that.
     bool take(ClientId client, ReplayStep const& step);
     bool takeSend(ClientId client, ReplayStep const& step);
@@ -70,17 +73,19 @@ private:
     bool takeEnd(ClientId client, ReplayStep const& step);
     bool isDue(ClientId client, ReplayStep const& step) const;
     Time deadlineOf(Playing const& playing, ReplayStep const& step) const;
-    Time connectDeadline() const;
-    Time wakeUp() const;
-    void failWhenLate() const;
+    ReplayScript::Start const* nextConnect();
+    Time connectDeadline();
+    Time wakeUp();
+    void failWhenLate();
     void tell(ClientId client, TraceRecord record);
 
     EventLoop& loop;
-    std::vector<ReplayConnection> const script;
+    ReplayScript script;
     Options const options;
     Timeline& timeline;
     std::map<ClientId, Playing> played;
     Time lastEvent = EventLoop::Clock::now();
+    size_t lastRecord = 0;
     Server server;
 };
 

@@ -1,8 +1,5 @@
 #include "zelobox/capture/ReplayScript.h"
 
-#include <map>
-#include <optional>
-
 namespace zelobox {
 
 namespace {
@@ -10,7 +7,7 @@ namespace {
 using Event = TraceRecord::Event;
 using Kind = ReplayStep::Kind;
 
-std::optional<ReplayStep> stepOf(TraceRecord const& record, std::set<uint16_t> const& ignored)
+std::optional<ReplayStep> stepFrom(TraceRecord const& record, std::set<uint16_t> const& ignored)
 {
     ReplayStep step;
     bool const toHost = record.direction == Direction::ToHost;
@@ -32,34 +29,60 @@ std::optional<ReplayStep> stepOf(TraceRecord const& record, std::set<uint16_t> c
 
 } // namespace
 
-std::vector<ReplayConnection> replayScript(std::vector<TraceRecord> const& records, std::set<uint16_t> const& ignored)
+bool ReplayScript::hasConnection(unsigned number)
 {
-    struct Place {
-        size_t index;
-        int64_t begin;
-        int64_t last;
-    };
-    std::map<unsigned, Place> places;
-    std::vector<ReplayConnection> connections;
-    int64_t before = records.empty() ? 0 : records.front().time;
-    for (size_t i = 0; i < records.size(); ++i) {
-        TraceRecord const& record = records[i];
-        auto const [found, isNew] =
-            places.emplace(record.connection, Place{connections.size(), record.time, record.time});
-        Place& place = found->second;
-        if (isNew) {
-            connections.push_back({i + 1, record.time - before, {}});
-        }
-        if (std::optional<ReplayStep> step = stepOf(record, ignored)) {
-            step->record = i + 1;
-            step->offset = record.time - place.begin;
-            step->gap = record.time - place.last;
-            connections[place.index].steps.push_back(std::move(*step));
-            place.last = record.time;
-        }
-        before = record.time;
+    while (connections.size() < number && read()) {
     }
-    return connections;
+    return connections.size() >= number;
+}
+
+ReplayScript::Start const* ReplayScript::startOf(unsigned number) const
+{
+    return number <= connections.size() ? &connections[number - 1].start : nullptr;
+}
+
+ReplayStep const* ReplayScript::stepOf(unsigned number)
+{
+    Connection const& connection = connections[number - 1];
+    while (connection.steps.empty() && !connection.isOver && read()) {
+    }
+    return connection.steps.empty() ? nullptr : &connection.steps.front();
+}
+
+/// @return false at the end of the trace
+bool ReplayScript::read()
+{
+    std::optional<TraceRecord> const record = atEnd ? std::nullopt : source();
+    atEnd = !record;
+    if (atEnd) {
+        return false;
+    }
+    ++count;
+    Connection& connection = connectionOf(*record);
+    if (std::optional<ReplayStep> step = stepFrom(*record, ignored)) {
+        step->record = count;
+        step->offset = record->time - connection.begin;
+        step->gap = record->time - connection.last;
+        connection.last = record->time;
+        connection.steps.push_back(std::move(*step));
+    }
+    if (record->event == Event::Disconnected) {
+        connection.isOver = true;
+        open.erase(record->connection); // the number may come again, in a trace that goes on with another one
+    }
+    before = record->time;
+    return true;
+}
+
+ReplayScript::Connection& ReplayScript::connectionOf(TraceRecord const& record)
+{
+    auto const [found, isNew] = open.emplace(record.connection, connections.size());
+    if (isNew) {
+        connections.emplace_back();
+        connections.back().start = {count, count == 1 ? 0 : record.time - before};
+        connections.back().begin = connections.back().last = record.time;
+    }
+    return connections[found->second];
 }
 
 } // namespace zelobox

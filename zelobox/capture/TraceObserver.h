@@ -3,22 +3,21 @@
 #ifndef ZELO_ZELOBOX_TRACEOBSERVER_H
 #define ZELO_ZELOBOX_TRACEOBSERVER_H
 
-#include <string>
+#include <memory>
 
+#include "zelobox/capture/TraceRing.h"
 #include "zelobox/middleware/Middleware.h"
-#include "zelobox/protocol/TraceFile.h"
 
 namespace zelobox {
 
 class TraceObserver final : public Middleware::Observer {
 public:
-    /// @throw InputError
-    explicit TraceObserver(std::string const& path) : writer(path) {}
+    explicit TraceObserver(std::unique_ptr<TraceRing> file) : ring(std::move(file)) {}
 
-    void onTraffic(TraceRecord const& record) override { writer.write(record); }
+    void onTraffic(TraceRecord const& record) override { ring->write(record); }
 
 private:
-    TraceWriter writer;
+    std::unique_ptr<TraceRing> const ring;
 };
 
 } // namespace zelobox

@@ -20,7 +20,7 @@ public:
     {
         host.call(command);
         waitFor("an answer to " + command, [this] { return !host.results.empty(); });
-        Json answer = host.results.front();
+        Json answer = host.results.front().fields;
         host.results.pop_front();
         return answer;
     }

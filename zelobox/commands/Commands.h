@@ -24,8 +24,12 @@ void addDemoCommand(CLI::App& app, int& exitCode);
 void addHostCommand(CLI::App& app, int& exitCode);
 void addMiddlewareCommand(CLI::App& app, int& exitCode);
 void addProxyCommand(CLI::App& app, int& exitCode);
+void addRecordCommand(CLI::App& app, int& exitCode);
 void addReplayCommand(CLI::App& app, int& exitCode);
+void addSendCommand(CLI::App& app, int& exitCode);
 void addServeCommand(CLI::App& app, int& exitCode);
+void addTestCommand(CLI::App& app, int& exitCode);
+void addWatchCommand(CLI::App& app, int& exitCode);
 
 } // namespace zelobox
 

@@ -1,12 +1,14 @@
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <iostream>
 
-#include "zelobox/capture/ByteInput.h"
+#include "zelobox/base/Terminal.h"
+#include "zelobox/capture/TraceReading.h"
 #include "zelobox/commands/Commands.h"
+#include "zelobox/commands/RunCommands.h"
 #include "zelobox/middleware/Timeline.h"
-#include "zelobox/protocol/TraceFile.h"
 
 namespace zelobox {
 
@@ -64,9 +66,11 @@ public:
             throw InputError(options.output + ": cannot be written; is the directory there and writable?");
         }
         if (format == OutputFormat::Text) {
-            timeline.emplace(stream, terminal);
+            timeline.emplace(stream, !toFile && usesColour(STDOUT_FILENO));
+            timeline->setBuffered();
         } else {
             writer.emplace(stream, format == OutputFormat::Pcapng ? TraceFormat::Pcapng : TraceFormat::JsonLines);
+            writer->setBuffered();
         }
     }
 
@@ -77,12 +81,23 @@ public:
         } else {
             writer->write(record);
         }
+        requireWritten();
+    }
+
+    void flush()
+    {
+        stream.flush();
+        requireWritten();
+    }
+
+private:
+    void requireWritten() const
+    {
         if (!stream) {
             throw InputError("what was decoded cannot be written: " + std::generic_category().message(errno));
         }
     }
 
-private:
     bool const toFile;
     std::ofstream file;
     std::ostream& stream;
@@ -90,33 +105,53 @@ private:
     std::optional<TraceWriter> writer;
 };
 
-int decodeBytes(std::string const& bytes, std::string const& name, Options const& options, Output& output)
+/// Tells what is wrong, but not for every line of a file that is something else altogether.
+class Problems {
+public:
+    void take(std::string const& text)
+    {
+        if (++count <= mostShown) {
+            printProblem("zelobox decode", text);
+        }
+    }
+
+    int end() const
+    {
+        if (count > mostShown) {
+            printProblem("zelobox decode", std::to_string(count - mostShown) + " more of the kind");
+        }
+        return count == 0 ? Succeeded : NotAsExpected;
+    }
+
+private:
+    static constexpr size_t mostShown = 20;
+
+    size_t count = 0;
+};
+
+/// So that a name given twice costs no recording.
+void requireAnotherFile(Options const& options)
 {
-    StreamRecords const found = recordsOfStream(bytes, valueOf(directions, options.direction));
-    for (TraceRecord const& record : found.records) {
-        output.write(record);
+    struct stat input = {};
+    struct stat output = {};
+    bool const areThere = stat(options.input.c_str(), &input) == 0 && stat(options.output.c_str(), &output) == 0;
+    if (areThere && S_ISREG(input.st_mode) && input.st_dev == output.st_dev && input.st_ino == output.st_ino) {
+        throw InputError(options.output + ": is what is to be decoded; name another file for the output");
     }
-    for (std::string const& problem : found.problems) {
-        std::cerr << "zelobox: " << name << ": " << problem << std::endl;
-    }
-    return found.problems.empty() ? Succeeded : NotAsExpected;
 }
 
 int run(Options const& options)
 {
-    std::string const name = options.input == "-" ? "the standard input" : options.input;
-    std::string const contents = contentsOf(options.input);
-    InputFormat const format = valueOf(inputFormats, options.from).value_or(guessFormat(contents));
+    requireAnotherFile(options);
+    Problems problems;
+    TraceReader reader(options.input, {valueOf(inputFormats, options.from), valueOf(directions, options.direction)},
+                       [&problems](std::string const& text) { problems.take(text); });
     Output output(options);
-    if (format == InputFormat::Raw) {
-        return decodeBytes(contents, name, options, output);
+    while (std::optional<TraceRecord> const record = reader.next([&output] { output.flush(); })) {
+        output.write(*record);
     }
-    if (format == InputFormat::Hex) {
-        return decodeBytes(bytesOfHexLines(contents, name), name, options, output);
-    }
-    readTrace(contents, name, format == InputFormat::Pcapng ? TraceFormat::Pcapng : TraceFormat::JsonLines,
-              [&output](TraceRecord const& record) { output.write(record); });
-    return Succeeded;
+    output.flush();
+    return problems.end();
 }
 
 } // namespace
@@ -138,16 +173,18 @@ void addDecodeCommand(CLI::App& app, int& exitCode)
     command->add_option("--direction", options->direction, "of bytes, otherwise that of the first known message")
         ->check(CLI::IsMember(&directions));
     command->footer(
-        "Reads traces (JSON Lines or pcapng) and the recorded bytes of one direction (as they are, or as hexadecimal\n"
-        "text with # before comments). Bytes have no times: theirs are 0. Bytes that are no frame are kept, as raw\n"
-        "ones; after a wrong sync byte it goes on with the next header of a known message. Ends with 1 when bytes "
-        "were\n"
-        "no frames, with 2 when a trace cannot be read any further.\n"
+        "Reads traces (JSON Lines, pcapng and the older pcap) and the recorded bytes of one direction (as they are, "
+        "or\n"
+        "as hexadecimal text with # before comments), packed by gzip or not, and prints each frame as it comes. Bytes\n"
+        "have no times: theirs are 0. Bytes that are no frame are kept, as raw ones; after a wrong sync byte it goes\n"
+        "on with the next header of a known message. A line or packet that cannot be read is told of and left out.\n"
+        "Ends with 1 when there was one, or bytes that are no frame.\n"
         "tools/wireshark/zelo.lua makes Wireshark decode the pcapng files.\n"
         "Examples:\n"
         "  zelobox decode trace.jsonl\n"
         "  zelobox decode trace.jsonl -o trace.pcapng\n"
-        "  zelobox decode trace.pcapng --to jsonl | grep IPC_VOLUME\n"
+        "  zelobox decode trace.pcapng.gz --to jsonl | grep IPC_VOLUME\n"
+        "  ssh box zelobox-proxy proxy --connect /tmp/middleware --trace - | zelobox decode -\n"
         "  echo 6d010027 00000004 0000001e | zelobox decode -");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }

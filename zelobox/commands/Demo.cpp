@@ -3,11 +3,10 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
-#include "zelobox/base/StopSignals.h"
-#include "zelobox/commands/Commands.h"
-#include "zelobox/commands/HostOptions.h"
-#include "zelobox/scenario/HostProcess.h"
-#include "zelobox/scenario/Player.h"
+#include "zelobox/base/Terminal.h"
+#include "zelobox/capture/TraceObserver.h"
+#include "zelobox/commands/ScenarioRun.h"
+#include "zelobox/commands/TraceOptions.h"
 
 namespace zelobox {
 
@@ -16,35 +15,22 @@ namespace {
 struct Options {
     std::string scenario = "demo";
     HostOptions host;
+    TraceOptions trace;
 };
-
-void play(Scenario const& scenario, Options const& options, Timeline& timeline)
-{
-    EventLoop loop;
-    StopSignals const signals(loop, [] { throw Interrupted(); });
-    Middleware middleware(loop, defaultSocketPath, scenario.config);
-    middleware.addObserver(timeline);
-    timeline.line("middleware", std::string("listens on ") + defaultSocketPath);
-    HostProcess host(loop, timeline, options.host.arguments());
-    Player(loop, middleware, host, timeline).play(scenario);
-}
 
 int run(Options const& options)
 {
     Scenario const scenario = loadScenario(options.scenario);
-    Timeline timeline(std::cout, isatty(STDOUT_FILENO) != 0);
-    try {
-        play(scenario, options, timeline);
-    } catch (StepFailure const& failure) {
-        timeline.line("scenario", "failed");
-        std::cerr << failure.what() << std::endl;
-        return failure.timedOut ? TimedOut : NotAsExpected;
-    } catch (Interrupted const&) {
-        timeline.line("scenario", "interrupted");
-        return WasInterrupted;
+    Timeline timeline(options.trace.talk(), usesColour(options.trace.talkDescriptor()));
+    std::optional<TraceObserver> trace;
+    if (std::unique_ptr<TraceRing> file = options.trace.open()) {
+        trace.emplace(std::move(file));
     }
-    timeline.line("scenario", scenario.name + ": all " + std::to_string(scenario.steps.size()) + " steps as expected");
-    return Succeeded;
+    ScenarioResult const result = runScenario(scenario, options.host, timeline, trace ? &*trace : nullptr);
+    if (result.code == NotAsExpected || result.code == TimedOut) {
+        std::cerr << result.failure << std::endl;
+    }
+    return result.code;
 }
 
 } // namespace
@@ -57,6 +43,7 @@ void addDemoCommand(CLI::App& app, int& exitCode)
         ->type_name("NAME|FILE")
         ->capture_default_str();
     options->host.addTo(*command);
+    options->trace.addTo(*command);
     command->footer(
         "Prints one timeline of both sides. Ends with 0 when everything was as the scenario expects; with 1,\n"
         "or 3 for a time-out, after saying which step was not.\n"
@@ -64,6 +51,7 @@ void addDemoCommand(CLI::App& app, int& exitCode)
         "  zelobox demo\n"
         "  zelobox demo film\n"
         "  zelobox demo my.jsonl --lib build/asan/libzelocobalt.so\n"
+        "  zelobox demo film --trace film.pcapng\n"
         "  zelobox demo --host-command \"qemu-arm -L /usr/arm-linux-gnueabihf build/armhf/zelobox\"");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }

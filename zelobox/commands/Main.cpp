@@ -13,7 +13,11 @@ int main(int argc, char** argv)
     zelobox::addServeCommand(app, exitCode);
     zelobox::addHostCommand(app, exitCode);
     zelobox::addCheckCommand(app, exitCode);
+    zelobox::addSendCommand(app, exitCode);
+    zelobox::addWatchCommand(app, exitCode);
     zelobox::addProxyCommand(app, exitCode);
+    zelobox::addTestCommand(app, exitCode);
+    zelobox::addRecordCommand(app, exitCode);
     zelobox::addReplayCommand(app, exitCode);
     zelobox::addDecodeCommand(app, exitCode);
     return zelobox::runCommands(app, exitCode, argc, argv);

@@ -5,11 +5,15 @@
 
 #include "zelobox/base/LineReader.h"
 #include "zelobox/base/StopSignals.h"
+#include "zelobox/base/Terminal.h"
 #include "zelobox/capture/TraceObserver.h"
+#include "zelobox/capture/TraceReading.h"
 #include "zelobox/commands/Commands.h"
 #include "zelobox/commands/HostOptions.h"
 #include "zelobox/commands/OpenInBrowser.h"
+#include "zelobox/commands/RunCommands.h"
 #include "zelobox/commands/ServeFile.h"
+#include "zelobox/commands/TraceOptions.h"
 #include "zelobox/middleware/Timeline.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/scenario/HostProcess.h"
@@ -25,7 +29,7 @@ struct Options {
     std::string config;
     std::string socket = defaultSocketPath;
     std::string scenario;
-    std::string trace;
+    TraceOptions trace;
     std::vector<std::string> faultModes;
     bool quiet = false;
     bool input = false;
@@ -35,6 +39,7 @@ struct Options {
     bool host = false;
     HostOptions sampleHost;
     bool open = false;
+    std::string follow;
     std::string file; // shown in place of a middleware
 };
 
@@ -59,16 +64,16 @@ std::string checkFaultMode(std::string const& name)
 class Foreground {
 public:
     explicit Foreground(Options const& commandLine)
-        : options(commandLine), timeline(std::cout, isatty(STDOUT_FILENO) != 0), host(timeline),
-          scenario(options.scenario.empty() ? Scenario() : loadScenario(options.scenario)),
+        : options(commandLine), timeline(options.trace.talk(), usesColour(options.trace.talkDescriptor())),
+          host(timeline), scenario(options.scenario.empty() ? Scenario() : loadScenario(options.scenario)),
           signals(loop, [] { throw Interrupted(); }), middleware(loop, options.socket, configuration()),
           player(loop, middleware, host, timeline)
     {
-        if (!options.quiet) {
+        if (!options.quiet && !options.trace.isToOutput()) {
             middleware.addObserver(timeline);
         }
-        if (!options.trace.empty()) {
-            trace = std::make_unique<TraceObserver>(options.trace);
+        if (std::unique_ptr<TraceRing> ring = options.trace.open()) {
+            trace = std::make_unique<TraceObserver>(std::move(ring));
             middleware.addObserver(*trace);
         }
         for (std::string const& name : options.faultModes) {
@@ -92,6 +97,9 @@ public:
         try {
             if (options.host) {
                 startHost();
+            }
+            if (!options.follow.empty()) {
+                follow();
             }
             if (options.scenario.empty()) {
                 serve();
@@ -132,6 +140,19 @@ private:
             });
         }
         loop.run(EventLoop::Clock::time_point::max(), [] { return false; });
+    }
+
+    /// The page goes on when the trace has ended.
+    void follow()
+    {
+        followed = std::make_unique<TraceReader>(options.follow, TraceForm(),
+                                                 [](std::string const& text) { printProblem("zelobox serve", text); });
+        loop.watch(followed->descriptor(), [this] {
+            if (!followed->readSome([this](TraceRecord const& record) { middleware.follow(record); })) {
+                loop.forget(followed->descriptor());
+                timeline.line("middleware", "has shown all of " + options.follow);
+            }
+        });
     }
 
     /// As a user would in a second terminal.
@@ -177,6 +198,7 @@ private:
     std::unique_ptr<TraceObserver> trace;
     std::unique_ptr<WebPage> page;
     std::unique_ptr<HostProcess> sampleHost;
+    std::unique_ptr<TraceReader> followed;
 };
 
 void addOptions(CLI::App& command, Options& options)
@@ -203,8 +225,7 @@ void addMiddlewareCommand(CLI::App& app, int& exitCode)
     command->add_flag("--input", options->input, "take steps (say, send, fault) from the standard input")
         ->excludes(scenario);
     command->add_flag("--unsubscribed", options->unsubscribed, "send also what a client has not subscribed to");
-    command->add_option("--trace", options->trace, "write all traffic to a file; pcapng if its name ends so")
-        ->type_name("FILE");
+    options->trace.addTo(*command);
     command->add_option("--fault", options->faultModes, "what to do wrong, may be given again")
         ->type_name("WHAT")
         ->allow_extra_args(false)
@@ -256,12 +277,17 @@ void addServeCommand(CLI::App& app, int& exitCode)
     command->add_option("--stb", options->sampleHost.support, "the host's libzelostb.so")
         ->type_name("PATH")
         ->needs(host);
+    command->add_option("--follow", options->follow, "show the traffic of a trace as it comes; - is the standard input")
+        ->type_name("FILE")
+        ->excludes(host)
+        ->excludes(file);
     command->add_flag("--open", options->open, "open the page in the browser");
     command->footer("The page and its interface for scripts answer this machine only. Until Ctrl-C.\n"
                     "Examples:\n"
                     "  zelobox serve --host --open\n"
                     "  zelobox serve\n"
                     "  zelobox serve --port 0 --config middleware.json\n"
+                    "  ssh box zelobox-proxy --connect /tmp/middleware --trace - | zelobox serve --follow -\n"
                     "  zelobox serve --file trace.pcapng --open\n"
                     "  curl -d '{\"key\":\"Return\"}' http://localhost:8420/api/key");
     command->callback([options, &exitCode] {

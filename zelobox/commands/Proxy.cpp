@@ -3,10 +3,13 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <csignal>
 #include <iostream>
 
 #include "zelobox/base/StopSignals.h"
+#include "zelobox/base/Terminal.h"
 #include "zelobox/commands/Commands.h"
+#include "zelobox/commands/TraceOptions.h"
 #include "zelobox/middleware/Timeline.h"
 #include "zelobox/protocol/TraceFile.h"
 
@@ -17,18 +20,17 @@ namespace {
 struct Options {
     std::string listen = defaultSocketPath;
     std::string connect;
-    std::string trace;
+    TraceOptions trace;
     bool quiet = false;
 };
 
 /// Shows the traffic and keeps it. The traffic matters more than its record.
 class Recorder {
 public:
-    explicit Recorder(Options const& options) : timeline(std::cout, isatty(STDOUT_FILENO) != 0), quiet(options.quiet)
+    explicit Recorder(Options const& options)
+        : timeline(options.trace.talk(), usesColour(options.trace.talkDescriptor())),
+          quiet(options.quiet || options.trace.isToOutput()), file(options.trace.open())
     {
-        if (!options.trace.empty()) {
-            writer.emplace(options.trace);
-        }
     }
 
     void take(TraceRecord const& record)
@@ -38,11 +40,11 @@ public:
             timeline.onTraffic(record);
         }
         try {
-            if (writer) {
-                writer->write(record);
+            if (file) {
+                file->write(record);
             }
         } catch (InputError const& error) {
-            writer.reset();
+            file.reset();
             complete = false;
             timeline.line("proxy", std::string(error.what()) + "; goes on without a trace");
         }
@@ -53,7 +55,7 @@ public:
 
 private:
     bool const quiet;
-    std::optional<TraceWriter> writer;
+    std::unique_ptr<TraceRing> file;
 };
 
 int run(Options const& options)
@@ -61,6 +63,7 @@ int run(Options const& options)
     if (options.listen == options.connect) {
         throw InputError("--listen and --connect are the same; give the middleware another socket");
     }
+    std::signal(SIGPIPE, SIG_IGN); // whoever reads the trace may go; the traffic goes on
     EventLoop loop;
     bool stopped = false;
     StopSignals const signals(loop, [&stopped] { stopped = true; });
@@ -83,21 +86,25 @@ void addProxyCommand(CLI::App& app, int& exitCode)
         ->type_name("PATH")
         ->capture_default_str();
     command->add_option("--connect", options->connect, "socket of the middleware")->type_name("PATH")->required();
-    command->add_option("--trace", options->trace, "file for the traffic: pcapng if its name ends so, else JSON Lines")
-        ->type_name("FILE");
+    options->trace.addTo(*command);
     command->add_flag("--quiet", options->quiet,
                       "print connects and ends only: a slow terminal holds up what it shows");
-    command->footer("Passes every byte on as it comes, prints all frames, decoded, and runs until Ctrl-C. When one\n"
-                    "side closes, so does the other; a library that finds no middleware is closed and tries again.\n"
-                    "On a box whose middleware has the libraries' socket, move that out of the way and back again:\n"
-                    "  mv /tmp/zelo_messenger /tmp/middleware\n"
-                    "  zelobox proxy --connect /tmp/middleware --trace middleware.pcapng\n"
-                    "  mv /tmp/middleware /tmp/zelo_messenger\n"
-                    "Connections that are there already are not affected; restart the application.\n"
-                    "Examples:\n"
-                    "  zelobox proxy --connect /tmp/middleware\n"
-                    "  zelobox proxy --connect /tmp/middleware --trace trace.jsonl\n"
-                    "  zelobox proxy --listen /tmp/other_messenger --connect /tmp/zelo_messenger");
+    command->footer(
+        "Passes every byte on as it comes, prints all frames, decoded, and runs until Ctrl-C. When one\n"
+        "side closes, so does the other; a library that finds no middleware is closed and tries again.\n"
+        "On a box whose middleware has the libraries' socket, move that out of the way and back again:\n"
+        "  mv /tmp/zelo_messenger /tmp/middleware\n"
+        "  zelobox proxy --connect /tmp/middleware --trace middleware.pcapng\n"
+        "  mv /tmp/middleware /tmp/zelo_messenger\n"
+        "Connections that are there already are not affected; restart the application.\n"
+        "With --limit the older half of the trace lies in FILE.old. With \"--trace -\" all traffic goes to the\n"
+        "standard output as JSON Lines, and connects and ends are told on the standard error.\n"
+        "Examples:\n"
+        "  zelobox proxy --connect /tmp/middleware\n"
+        "  zelobox proxy --connect /tmp/middleware --trace trace.pcapng --limit 16M\n"
+        "  ssh box zelobox-proxy proxy --connect /tmp/middleware --trace - | zelobox decode -\n"
+        "  zelobox proxy --connect /tmp/middleware --trace trace.jsonl\n"
+        "  zelobox proxy --listen /tmp/other_messenger --connect /tmp/zelo_messenger");
     command->callback([options, &exitCode] { exitCode = run(*options); });
 }
 

@@ -6,10 +6,17 @@
 
 int main(int argc, char** argv)
 {
+    // What the program is named after needs no name.
+    std::vector<char*> words(argv, argv + argc);
+    std::string const first = argc > 1 ? argv[1] : "";
+    std::string proxy = "proxy";
+    if (first.size() > 1 && first[0] == '-' && first != "--help" && first != "-h" && first != "--version") {
+        words.insert(words.begin() + 1, proxy.data());
+    }
     CLI::App app("Records and decodes what a set-top box's middleware and its clients say to each other.",
                  "zelobox-proxy");
     int exitCode = zelobox::Succeeded;
     zelobox::addProxyCommand(app, exitCode);
     zelobox::addDecodeCommand(app, exitCode);
-    return zelobox::runCommands(app, exitCode, argc, argv);
+    return zelobox::runCommands(app, exitCode, static_cast<int>(words.size()), words.data());
 }

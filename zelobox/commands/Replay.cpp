@@ -5,10 +5,13 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "zelobox/base/PeriodicTimer.h"
 #include "zelobox/base/StopSignals.h"
+#include "zelobox/base/Terminal.h"
+#include "zelobox/capture/TraceReading.h"
 #include "zelobox/commands/Commands.h"
+#include "zelobox/commands/RunCommands.h"
 #include "zelobox/protocol/MessageTable.h"
-#include "zelobox/protocol/TraceFile.h"
 
 namespace zelobox {
 
@@ -18,12 +21,15 @@ struct Options {
     std::string trace;
     std::string socket = defaultSocketPath;
     bool fast = false;
+    bool quiet = false;
     double tolerance = 5;
     double wait = 0;
     std::vector<std::string> ignored;
 };
 
 class Interrupted {};
+
+Milliseconds const progressInterval{1000};
 
 /// What the library sends because the host calls it.
 char const hostsMessages[] = "host";
@@ -56,26 +62,65 @@ Milliseconds milliseconds(double seconds)
     return Milliseconds(static_cast<int64_t>(seconds * 1000));
 }
 
-void play(std::vector<TraceRecord> const& trace, Options const& options, Timeline& timeline)
+/// The trace, whose first record has been read: an empty one is none.
+class Source {
+public:
+    explicit Source(std::string const& path)
+        : reader(path, {}, [](std::string const& text) { printProblem("zelobox replay", text); }), first(reader.next())
+    {
+        if (!first) {
+            throw InputError(path + ": is empty; there is nothing to replay");
+        }
+    }
+
+    std::optional<TraceRecord> next() { return first ? std::exchange(first, std::nullopt) : reader.next(); }
+    std::optional<double> shareRead() const { return reader.shareRead(); }
+
+private:
+    TraceReader reader;
+    std::optional<TraceRecord> first;
+};
+
+/// @return "record 412000, 41 % of the trace"
+std::string progressOf(Replay const& replay, Source const& source)
+{
+    std::optional<double> const share = source.shareRead();
+    std::string text = "record " + std::to_string(replay.position());
+    return text + (share ? ", " + std::to_string(static_cast<int>(*share * 100)) + " % of the trace" : "");
+}
+
+/// @return the number of records
+size_t play(Source& source, Options const& options, Timeline& timeline)
 {
     EventLoop loop;
     StopSignals const signals(loop, [] { throw Interrupted(); });
-    Replay replay(loop, options.socket, trace,
-                  {options.fast, milliseconds(options.tolerance), milliseconds(options.wait), typesOf(options.ignored)},
+    size_t count = 0;
+    auto const next = [&] {
+        std::optional<TraceRecord> record = source.next();
+        count += record ? 1 : 0;
+        return record;
+    };
+    Replay replay(loop, options.socket, next,
+                  {options.fast, milliseconds(options.tolerance), milliseconds(options.wait), typesOf(options.ignored),
+                   options.quiet},
                   timeline);
     timeline.line("replay", "listens on " + options.socket + "; start the application");
+    PeriodicTimer timer(loop);
+    if (options.quiet) {
+        timer.start(progressInterval, [&] { timeline.line("replay", progressOf(replay, source)); });
+    }
     replay.run();
+    return count;
 }
 
 int run(Options const& options)
 {
-    std::vector<TraceRecord> const trace = readTrace(options.trace);
-    if (trace.empty()) {
-        throw InputError(options.trace + ": is empty; there is nothing to replay");
-    }
-    Timeline timeline(std::cout, isatty(STDOUT_FILENO) != 0);
+    Source source(options.trace);
+    Timeline timeline(std::cout, usesColour(STDOUT_FILENO));
     try {
-        play(trace, options, timeline);
+        size_t const count = play(source, options, timeline);
+        timeline.line("replay", "all " + std::to_string(count) + " records as they were");
+        return Succeeded;
     } catch (ReplayFailure const& failure) {
         timeline.line("replay", "failed");
         std::cerr << failure.what() << std::endl;
@@ -84,17 +129,16 @@ int run(Options const& options)
         timeline.line("replay", "interrupted");
         return WasInterrupted;
     }
-    timeline.line("replay", "all " + std::to_string(trace.size()) + " records as they were");
-    return Succeeded;
 }
 
 void addOptions(CLI::App& command, std::shared_ptr<Options> const& options)
 {
-    command.add_option("trace", options->trace, "JSON Lines or pcapng; - is the standard input")
+    command.add_option("trace", options->trace, "JSON Lines or pcapng, packed or not; - is the standard input")
         ->type_name("FILE")
         ->required();
     command.add_option("--socket", options->socket, "where to listen")->type_name("PATH")->capture_default_str();
     command.add_flag("--fast", options->fast, "do not wait for the time of a frame, only for its turn");
+    command.add_flag("--quiet", options->quiet, "show how far it is instead of the frames");
     command.add_option("--tolerance", options->tolerance, "how much later than recorded the library may be")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.0, 86400.0))

@@ -3,6 +3,8 @@
 #ifndef ZELO_ZELOBOX_RUNCOMMANDS_H
 #define ZELO_ZELOBOX_RUNCOMMANDS_H
 
+#include <string>
+
 namespace CLI {
 class App;
 }
@@ -13,7 +15,10 @@ namespace zelobox {
 ///
 /// @param exitCode  where the subcommands of @p app store theirs
 /// @return the exit code of the program
-int runCommands(CLI::App& app, int const& exitCode, int argc, char** argv);
+int runCommands(CLI::App& app, int& exitCode, int argc, char** argv);
+
+/// Prints "zelobox decode: what is wrong" to the standard error, made harmless on a terminal.
+void printProblem(std::string const& who, std::string const& problem);
 
 } // namespace zelobox
 

@@ -124,7 +124,7 @@ void Middleware::onConnected(ClientId client)
 void Middleware::onFrame(ClientId client, Frame const& frame)
 {
     tell(frameRecord(client, Direction::ToMiddleware, frame));
-    current.takeOver(frame);
+    takeOver(frame);
     if (frame.type == IPC_ALLOWED_MESSAGE_LIST) {
         subscribe(client, frame);
     } else if (frame.type == IPC_CONFIG_REQUEST) {
@@ -158,8 +158,32 @@ void Middleware::answer(ClientId id)
     spoilConfig(lasting, isFirst, message);
     tell(frameRecord(id, Direction::ToHost, message));
     server.send(id, bytesOf(message));
+    if (isFirst && briefing) {
+        brief(id);
+    }
     for (FaultMode const mode : repeated) {
         applyTo(id, mode);
+    }
+}
+
+/// Tells a newcomer what it would otherwise learn with the next change only. What nobody has said is not known here.
+void Middleware::brief(ClientId id)
+{
+    std::vector<Frame> frames;
+    if (knowsVolume) {
+        frames.push_back(frameOf(IPCMessageUnsignedInt(IPC_VOLUME, current.volume)));
+    }
+    if (knowsMute) {
+        frames.push_back(frameOf(IPCMessageUnsignedInt(IPC_MUTE, current.muted ? 1 : 0)));
+    }
+    if (current.paused) {
+        frames.push_back(frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onpause")));
+    }
+    for (Frame const& frame : frames) {
+        if (connected[id].types.count(frame.type) != 0) {
+            tell(frameRecord(id, Direction::ToHost, frame));
+            server.send(id, bytesOf(frame));
+        }
     }
 }
 
@@ -187,13 +211,31 @@ void Middleware::sendTo(std::vector<ClientId> const& receivers, Frame const& fra
         server.send(client, bytes);
     }
     record.forgetFields();
+    takeOver(frame);
+}
+
+void Middleware::takeOver(Frame const& frame)
+{
     current.takeOver(frame);
+    knowsVolume = knowsVolume || frame.type == IPC_VOLUME;
+    knowsMute = knowsMute || frame.type == IPC_MUTE;
 }
 
 void Middleware::tell(TraceRecord record)
 {
     notify(record);
     record.forgetFields();
+}
+
+void Middleware::follow(TraceRecord const& record)
+{
+    for (Observer* const observer : observers) {
+        observer->onTraffic(record);
+    }
+    record.forgetFields();
+    if (record.event == Event::Frame) {
+        takeOver(record.frame);
+    }
 }
 
 void Middleware::notify(TraceRecord& record)

@@ -37,6 +37,13 @@ public:
     /// Whether configuration requests are answered; on at first.
     void setAnswering(bool on) { answering = on; }
 
+    /// Whether a newcomer is told, behind its first configuration, what is known of volume, mute and pause; on at
+    /// first.
+    void setBriefing(bool on) { briefing = on; }
+
+    /// Shows the observers what another middleware has seen, at its time, and takes over into the state what it says.
+    void follow(TraceRecord const& record);
+
     /// Sends @p frame to the clients that have subscribed to its type, and takes over into the state what it says.
     ///
     /// @return how many clients that were
@@ -76,16 +83,21 @@ private:
     bool is(FaultMode what) const { return lasting.count(what) != 0; }
     void subscribe(ClientId id, Frame const& list);
     void answer(ClientId id);
+    void brief(ClientId id);
     void applyTo(ClientId client, FaultMode what);
     void sendRawTo(ClientId client, std::vector<char> const& bytes);
     void drop(ClientId client, std::string const& reason);
     void sendTo(std::vector<ClientId> const& receivers, Frame const& frame);
+    void takeOver(Frame const& frame);
     void tell(TraceRecord record);
     void notify(TraceRecord& record);
 
     std::vector<Observer*> observers;
     MiddlewareState current;
+    bool knowsVolume = false; ///< it has been sent since the start
+    bool knowsMute = false;
     bool answering = true;
+    bool briefing = true;
     FaultModes lasting;
     FaultModes repeated; ///< done once after each answer
     std::map<ClientId, Client> connected;

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "zelobox/base/Printable.h"
+
 namespace zelobox {
 
 namespace {
@@ -28,10 +30,8 @@ void Timeline::onTraffic(TraceRecord const& record)
     bool const isFrame = record.event == TraceRecord::Event::Frame;
     bool const hasDirection = isFrame || record.event == TraceRecord::Event::Raw;
     bool const fromLibrary = hasDirection && record.direction == Direction::ToMiddleware;
-    std::string what = (isFrame ? "sends " : "") + textOf(record);
-    if (!isFrame) {
-        what = "connection " + std::to_string(record.connection) + " " + what;
-    }
+    std::string const number = std::to_string(record.connection);
+    std::string const what = (isFrame ? number + " sends " : "connection " + number + " ") + textOf(record);
     write(record.time, fromLibrary ? "library" : "middleware", what, fromLibrary ? green : cyan);
 }
 
@@ -40,7 +40,10 @@ void Timeline::write(int64_t time, std::string const& who, std::string const& wh
     begin = begin.value_or(time);
     char start[64];
     snprintf(start, sizeof start, "%8.3f  %-10s  ", static_cast<double>(time - *begin) / 1e6, who.c_str());
-    stream << start << (colours ? colour : "") << what << (colours ? "\033[0m" : "") << std::endl;
+    stream << start << (colours ? colour : "") << printable(what) << (colours ? "\033[0m" : "") << "\n";
+    if (!buffered) {
+        stream.flush();
+    }
 }
 
 } // namespace zelobox

@@ -17,11 +17,15 @@ public:
     /// @param coloured  for a terminal
     Timeline(std::ostream& target, bool coloured) : stream(target), colours(coloured) {}
 
+    /// Leaves it to the stream when something is written.
+    void setBuffered() { buffered = true; }
+
     /// "   0.012  host        calls volume"
     void line(std::string const& who, std::string const& what);
     void heading(std::string const& text);
 
-    /// Frames and raw bytes to the middleware come from the "library"; everything else is the "middleware"'s.
+    /// "   0.012  library     1 sends IPC_VOLUME value=30": on connection 1. Frames and raw bytes to the middleware
+    /// come from the "library"; everything else is the "middleware"'s.
     void onTraffic(TraceRecord const& record) override;
 
 private:
@@ -29,6 +33,7 @@ private:
 
     std::ostream& stream;
     bool const colours;
+    bool buffered = false;
     std::optional<int64_t> begin;
 };
 

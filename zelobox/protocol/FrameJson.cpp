@@ -1,6 +1,5 @@
 #include "zelobox/protocol/FrameJson.h"
 
-#include "cobalt/ZeloCobalt.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
 #include "zelobox/protocol/KeyNames.h"
 #include "zelobox/protocol/MessageTable.h"
@@ -70,7 +69,7 @@ std::string textOf(Frame const& frame, Json const& fields)
     std::string text = messageName(frame.type);
     text += (fields.empty() ? "" : " ") + fieldsText(fields);
     if (frame.type == IPC_REMOTE_KEY && fields.contains("command")) {
-        text += " (" + keyName(KeyCodeToSbKey(static_cast<STBCommand>(fields["command"].get<int>()))) + ")";
+        text += " (" + keyNameOf(fields["command"].get<uint32_t>()) + ")";
     }
     return text;
 }

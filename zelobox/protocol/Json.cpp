@@ -1,10 +1,22 @@
 #include "zelobox/protocol/Json.h"
 
-#include <cctype>
-
 #include "zelobox/base/Printable.h"
 
 namespace zelobox {
+
+namespace {
+
+/// @return -1 for what is no hexadecimal digit
+int digitOf(char character)
+{
+    if (character >= '0' && character <= '9') {
+        return character - '0';
+    }
+    char const lower = static_cast<char>(character | 0x20);
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+} // namespace
 
 std::string lineOf(Json const& value)
 {
@@ -34,20 +46,22 @@ std::string hexOf(std::vector<char> const& bytes)
 
 std::vector<char> bytesOfHex(std::string const& text)
 {
-    std::string digits;
+    std::vector<char> bytes;
+    bytes.reserve(text.size() / 2);
+    bool isHalf = false;
     for (char const character : text) {
-        if (std::isxdigit(static_cast<unsigned char>(character)) != 0) {
-            digits += character;
+        int const digit = digitOf(character);
+        if (digit >= 0 && isHalf) {
+            bytes.back() = static_cast<char>(bytes.back() | digit);
+        } else if (digit >= 0) {
+            bytes.push_back(static_cast<char>(digit << 4));
         } else if (character != ' ' && character != ':') {
             throw InputError("\"" + text + "\" is not hexadecimal");
         }
+        isHalf = digit >= 0 ? !isHalf : isHalf;
     }
-    if (digits.size() % 2 != 0) {
+    if (isHalf) {
         throw InputError("\"" + text + "\" has half a byte");
-    }
-    std::vector<char> bytes;
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16)));
     }
     return bytes;
 }

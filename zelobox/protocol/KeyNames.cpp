@@ -2,6 +2,8 @@
 
 #include <map>
 
+#include "cobalt/ZeloCobalt.h"
+
 namespace zelobox {
 
 std::string keyName(uint32_t key)
@@ -19,6 +21,11 @@ std::string keyName(uint32_t key)
     bool const isDigit = key >= '0' && key <= '9';
     bool const isLetter = key >= 'A' && key <= 'Z';
     return isDigit || isLetter ? std::string(1, static_cast<char>(key)) : "key " + std::to_string(key);
+}
+
+std::string keyNameOf(uint32_t command)
+{
+    return keyName(KeyCodeToSbKey(static_cast<STBCommand>(command)));
 }
 
 } // namespace zelobox

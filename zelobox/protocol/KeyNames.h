@@ -12,6 +12,9 @@ namespace zelobox {
 /// @return "Return", "Up", "7", "A"; "none" for 0
 std::string keyName(uint32_t key);
 
+/// @return keyName() of the key that a command of the remote control is
+std::string keyNameOf(uint32_t command);
+
 } // namespace zelobox
 
 #endif

@@ -53,25 +53,25 @@ uint8_t numberOf(Event event)
     return 3;
 }
 
-Event eventFrom(uint8_t number, std::string const& where)
+Event eventFrom(uint8_t number)
 {
     static Event const events[] = {Event::Frame, Event::Connected, Event::Disconnected, Event::Raw};
     if (number > 3) {
-        throw InputError(where + ": the packet has the unknown event " + std::to_string(number));
+        throw InputError("the packet has the unknown event " + std::to_string(number));
     }
     return events[number];
 }
 
-Frame frameFrom(Bytes const& bytes, std::string const& where)
+Frame frameFrom(Bytes const& bytes)
 {
     std::optional<Frame> frame = frameFromBytes(bytes);
     if (!frame) {
-        throw InputError(where + ": the packet is not one whole frame");
+        throw InputError("the packet is not one whole frame");
     }
     return std::move(*frame);
 }
 
-TraceRecord recordFrom(PcapngPacket const& packet, std::string const& where)
+TraceRecord recordFrom(CapturedPacket const& packet)
 {
     ByteReader reader(packet.data.data(), packet.data.size());
     uint8_t const version = reader.u8();
@@ -81,14 +81,14 @@ TraceRecord recordFrom(PcapngPacket const& packet, std::string const& where)
     TraceRecord record;
     record.connection = reader.u32();
     if (reader.failed() || version != pcapngPseudoHeaderVersion) {
-        throw InputError(where + ": the packet does not begin with the header that docs/protocol.md describes");
+        throw InputError("the packet does not begin with the header that docs/protocol.md describes");
     }
     record.time = packet.time;
-    record.event = eventFrom(event, where);
+    record.event = eventFrom(event);
     record.direction = direction == 0 ? Direction::ToHost : Direction::ToMiddleware;
     std::string const contents = reader.text(reader.remaining());
     if (record.event == Event::Frame) {
-        record.frame = frameFrom(bytesOfText(contents), where);
+        record.frame = frameFrom(bytesOfText(contents));
     } else if (record.event == Event::Raw) {
         record.bytes = bytesOfText(contents);
     } else {
@@ -123,18 +123,16 @@ std::string pcapngPacket(TraceRecord const& record)
     return packetBlock({record.time, {data.begin(), data.end()}}, way);
 }
 
-void readPcapng(std::string const& contents, std::string const& name,
-                std::function<void(TraceRecord const&)> const& onRecord)
+std::optional<TraceRecord> PacketRecords::next(bool atEnd)
 {
-    PcapngReader reader(contents, name, pcapngLinkType);
-    while (std::optional<PcapngPacket> const packet = reader.next()) {
-        onRecord(recordFrom(*packet, reader.where()));
+    while (std::optional<CapturedPacket> const packet = reader.next(atEnd)) {
+        try {
+            return recordFrom(*packet);
+        } catch (InputError const& error) {
+            reader.report(error.what());
+        }
     }
-}
-
-bool isPcapng(std::string const& contents)
-{
-    return contents.compare(0, 4, "\x0A\x0D\x0D\x0A") == 0;
+    return std::nullopt;
 }
 
 } // namespace zelobox

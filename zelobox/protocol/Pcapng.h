@@ -1,11 +1,12 @@
 /// @file
-/// Traces as pcapng files. docs/protocol.md describes the packets.
+/// Traffic in the packets of a capture. docs/protocol.md describes the packets.
 #ifndef ZELO_ZELOBOX_PCAPNG_H
 #define ZELO_ZELOBOX_PCAPNG_H
 
-#include <functional>
+#include <optional>
 #include <string>
 
+#include "zelobox/protocol/PcapngBlocks.h"
 #include "zelobox/protocol/Trace.h"
 
 namespace zelobox {
@@ -22,15 +23,22 @@ std::string pcapngHead();
 /// @return the block of one packet
 std::string pcapngPacket(TraceRecord const& record);
 
-bool isPcapng(std::string const& contents);
+/// The records of a capture, as its bytes come. What is wrong is told of and left out.
+class PacketRecords {
+public:
+    PacketRecords(std::string const& name, PacketReader::OnProblem onProblem)
+        : reader(name, pcapngLinkType, std::move(onProblem))
+    {
+    }
 
-/// Reads files of either byte order and of several sections, as Wireshark and its tools write them; blocks that hold no
-/// packets are passed over.
-///
-/// @param name  names the file in errors
-/// @throw InputError naming the offset
-void readPcapng(std::string const& contents, std::string const& name,
-                std::function<void(TraceRecord const&)> const& onRecord);
+    void append(char const* bytes, size_t size) { reader.append(bytes, size); }
+    /// @param atEnd  nothing follows
+    /// @return nothing, when more bytes are needed
+    std::optional<TraceRecord> next(bool atEnd);
+
+private:
+    PacketReader reader;
+};
 
 } // namespace zelobox
 

@@ -1,8 +1,9 @@
 #include "zelobox/protocol/PcapngBlocks.h"
 
+#include <stdexcept>
+
 #include "src/common/ByteReader.h"
 #include "src/common/ByteWriter.h"
-#include "zelobox/protocol/Json.h"
 
 namespace zelobox {
 
@@ -29,6 +30,43 @@ enum Option : uint16_t {
 uint32_t const byteOrderMagic = 0x1A2B3C4D;
 size_t const smallestBlock = 12;
 uint64_t const microsecondsPerSecond = 1000000;
+
+size_t const longestBlock = size_t{256} << 20;
+
+uint32_t const classicMagic = 0xA1B2C3D4;
+uint32_t const classicNanosecondMagic = 0xA1B23C4D;
+size_t const classicHeader = 24;
+size_t const classicLinkType = 20;
+size_t const classicRecord = 16; // before its packet
+
+/// @return the ticks of a second, 0 if no classic file begins so
+uint64_t classicTicks(uint32_t magic)
+{
+    if (magic == classicMagic || __builtin_bswap32(magic) == classicMagic) {
+        return microsecondsPerSecond;
+    }
+    bool const isNanosecond = magic == classicNanosecondMagic || __builtin_bswap32(magic) == classicNanosecondMagic;
+    return isNanosecond ? 1000 * microsecondsPerSecond : 0;
+}
+
+/// @return 0 for what is no decimal part down to nanoseconds
+uint64_t ticksOf(std::string const& resolution)
+{
+    if (resolution.size() != 1 || resolution[0] < 0 || resolution[0] > 9) {
+        return 0;
+    }
+    uint64_t ticks = 1;
+    for (int i = 0; i < resolution[0]; ++i) {
+        ticks *= 10;
+    }
+    return ticks;
+}
+
+std::string foreignLink(uint32_t found, uint16_t wanted)
+{
+    return "the link type is " + std::to_string(found) + ", expected " + std::to_string(wanted) +
+           "; is it a capture of something else?";
+}
 
 size_t paddingOf(size_t size)
 {
@@ -88,7 +126,7 @@ std::string interfaceBlock(std::string const& name, uint16_t linkType)
     return blockOf(InterfaceDescription, body);
 }
 
-std::string packetBlock(PcapngPacket const& packet, PacketWay way)
+std::string packetBlock(CapturedPacket const& packet, PacketWay way)
 {
     Bytes body;
     ByteWriter writer(body);
@@ -103,7 +141,17 @@ std::string packetBlock(PcapngPacket const& packet, PacketWay way)
     return blockOf(EnhancedPacket, body);
 }
 
-class PcapngReader::Fields {
+bool isPcapng(std::string const& start)
+{
+    return start.compare(0, 4, "\x0A\x0D\x0D\x0A") == 0;
+}
+
+bool isClassicPcap(std::string const& start)
+{
+    return start.size() >= 4 && classicTicks(ByteReader(start.data(), 4).u32()) != 0;
+}
+
+class PacketReader::Fields {
 public:
     Fields(char const* bytes, size_t size, bool isSwapped) : reader(bytes, size), swapped(isSwapped) {}
 
@@ -119,66 +167,214 @@ private:
     bool const swapped;
 };
 
-std::string PcapngReader::where() const
+class PacketReader::Wrong : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+void PacketReader::append(char const* bytes, size_t size)
 {
-    return name + " at offset " + std::to_string(offset);
+    buffer.erase(0, end);
+    base += end;
+    offset = end = 0;
+    buffer.append(bytes, size);
 }
 
-void PcapngReader::fail(std::string const& problem) const
+std::optional<CapturedPacket> PacketReader::next(bool atEnd)
 {
-    throw InputError(where() + ": " + problem);
-}
-
-std::optional<PcapngPacket> PcapngReader::next()
-{
-    for (offset = end; offset < file.size(); offset = end) {
-        uint32_t type = 0;
-        Fields fields = nextBlock(type);
-        if (type == SectionHeader) {
-            ticksPerSecond.clear();
-        } else if (type == InterfaceDescription) {
-            readInterface(fields);
-        } else if (type == EnhancedPacket) {
-            return readPacket(fields);
-        } else if (type == SimplePacket) {
-            fail("a packet without a time");
+    if (!isBegun && !begin(atEnd)) {
+        return std::nullopt;
+    }
+    while (left() > 0) {
+        offset = end;
+        size_t const before = end;
+        try {
+            std::optional<CapturedPacket> packet = isClassic ? nextRecord(atEnd) : nextBlock(atEnd);
+            if (packet) {
+                return packet;
+            }
+        } catch (Wrong const& wrong) {
+            report(wrong.what());
+        }
+        if (end == before) {
+            return std::nullopt;
         }
     }
     return std::nullopt;
 }
 
-PcapngReader::Fields PcapngReader::nextBlock(uint32_t& type)
+/// @return false when more bytes are needed
+bool PacketReader::begin(bool atEnd)
 {
-    if (file.size() - offset < smallestBlock) {
-        fail("the file is cut short");
+    if (left() < 4 && !atEnd) {
+        return false;
     }
-    char const* const begin = file.data() + offset;
-    if (Fields(begin, 4, false).u32() == SectionHeader) {
-        uint32_t const magic = Fields(begin + 8, 4, false).u32();
-        swapped = magic != byteOrderMagic;
-        if (swapped && __builtin_bswap32(magic) != byteOrderMagic) {
-            fail("the section has no byte order");
-        }
-    }
-    Fields head(begin, 8, swapped);
-    type = head.u32();
-    uint32_t const length = head.u32();
-    if (length < smallestBlock || length % 4 != 0) {
-        fail("no block has the length " + std::to_string(length));
-    }
-    if (length > file.size() - offset) {
-        fail("the file is cut short");
-    }
-    end = offset + length;
-    return {begin + 8, length - smallestBlock, swapped};
+    isClassic = isClassicPcap(buffer);
+    isBegun = !isClassic || beginClassic(atEnd);
+    return isBegun;
 }
 
-void PcapngReader::readInterface(Fields& fields)
+bool PacketReader::beginClassic(bool atEnd)
+{
+    if (waitsFor(classicHeader, atEnd)) {
+        return false;
+    }
+    uint32_t const magic = ByteReader(buffer.data(), 4).u32();
+    swapped = magic != classicMagic && magic != classicNanosecondMagic;
+    Fields fields(buffer.data() + classicLinkType, 4, swapped);
+    uint32_t const found = fields.u32() & UINT16_MAX;
+    interfaces = {{found == linkType, classicTicks(magic)}};
+    if (!interfaces[0].isWanted) {
+        report(foreignLink(found, linkType));
+    }
+    end = classicHeader;
+    return true;
+}
+
+/// At the end of a file that lacks them it goes to that end. @return true as long as more bytes are needed
+bool PacketReader::waitsFor(size_t size, bool atEnd)
+{
+    if (left() >= size) {
+        return false;
+    }
+    if (atEnd) {
+        end = buffer.size();
+        throw Wrong("the file is cut short");
+    }
+    return true;
+}
+
+std::optional<CapturedPacket> PacketReader::nextRecord(bool atEnd)
+{
+    if (waitsFor(classicRecord, atEnd)) {
+        return std::nullopt;
+    }
+    Fields head(buffer.data() + end, classicRecord, swapped);
+    uint64_t const seconds = head.u32();
+    uint64_t const ticks = head.u32();
+    uint32_t const captured = head.u32();
+    uint32_t const original = head.u32();
+    if (captured > longestBlock) {
+        end = buffer.size();
+        throw Wrong("no packet has the length " + std::to_string(captured) +
+                    "; nothing tells where the next one begins");
+    }
+    if (waitsFor(classicRecord + captured, atEnd)) {
+        return std::nullopt;
+    }
+    CapturedPacket packet;
+    packet.data = buffer.substr(end + classicRecord, captured);
+    packet.time = static_cast<int64_t>(seconds * microsecondsPerSecond +
+                                       ticks * microsecondsPerSecond / interfaces[0].ticksPerSecond);
+    end += classicRecord + captured;
+    if (captured != original) {
+        throw Wrong("the packet is cut short");
+    }
+    return interfaces[0].isWanted ? std::optional(packet) : std::nullopt;
+}
+
+std::optional<CapturedPacket> PacketReader::nextBlock(bool atEnd)
+{
+    if (isLost && !findBlock(atEnd)) {
+        return std::nullopt;
+    }
+    if (waitsFor(smallestBlock, atEnd)) {
+        return std::nullopt;
+    }
+    Block const block = blockAt(end);
+    if (block.length < smallestBlock || block.length % 4 != 0 || block.length > longestBlock) {
+        isLost = true;
+        end += 4;
+        throw Wrong("no block has the length " + std::to_string(block.length));
+    }
+    if (block.length > left()) {
+        if (!atEnd) {
+            return std::nullopt;
+        }
+        isLost = true; // it may have a length that lies, and be followed by others
+        end += 4;
+        throw Wrong("the file is cut short");
+    }
+    end += block.length;
+    return carryOut(block);
+}
+
+/// Goes to the next bytes that look like a block. @return false when there are none so far
+bool PacketReader::findBlock(bool atEnd)
+{
+    for (; left() >= smallestBlock; end += 4) {
+        Fields head(buffer.data() + end, 8, swapped);
+        uint32_t const type = head.u32();
+        size_t const length = head.u32();
+        bool const isKnown = type == SectionHeader || type == InterfaceDescription || type == EnhancedPacket;
+        if (!isKnown || length < smallestBlock || length % 4 != 0 || length > longestBlock) {
+            continue;
+        }
+        if (length > left()) {
+            if (!atEnd) {
+                return false;
+            }
+            continue;
+        }
+        if (Fields(buffer.data() + end + length - 4, 4, swapped).u32() == length) {
+            isLost = false;
+            offset = end;
+            return true;
+        }
+    }
+    if (atEnd) {
+        end = buffer.size();
+    }
+    return false;
+}
+
+PacketReader::Block PacketReader::blockAt(size_t position)
+{
+    char const* const begin = buffer.data() + position;
+    if (Fields(begin, 4, false).u32() == SectionHeader) {
+        uint32_t const magic = Fields(begin + 8, 4, false).u32();
+        bool const isSwapped = magic != byteOrderMagic;
+        if (isSwapped && __builtin_bswap32(magic) != byteOrderMagic) {
+            isLost = true;
+            end += 4;
+            throw Wrong("the section has no byte order");
+        }
+        swapped = isSwapped;
+    }
+    Fields head(begin, 8, swapped);
+    uint32_t const type = head.u32();
+    return {type, head.u32()};
+}
+
+std::optional<CapturedPacket> PacketReader::carryOut(Block const& block)
+{
+    Fields fields(buffer.data() + offset + 8, block.length - smallestBlock, swapped);
+    switch (block.type) {
+    case SectionHeader:
+        interfaces.clear();
+        break;
+    case InterfaceDescription:
+        interfaces.emplace_back();
+        readInterface(fields);
+        break;
+    case EnhancedPacket: {
+        CapturedPacket packet = readPacket(fields);
+        return packet.data.empty() ? std::nullopt : std::optional(packet);
+    }
+    case SimplePacket:
+        throw Wrong("a packet without a time");
+    default:
+        break;
+    }
+    return std::nullopt;
+}
+
+/// Packets of an interface that is not understood are passed over, so that this is said once.
+void PacketReader::readInterface(Fields& fields)
 {
     uint16_t const found = fields.u16();
     if (found != linkType) {
-        fail("the link type is " + std::to_string(found) + ", expected " + std::to_string(linkType) +
-             "; is it a capture of something else?");
+        throw Wrong(foreignLink(found, linkType));
     }
     fields.skip(6);
     uint64_t ticks = microsecondsPerSecond;
@@ -189,40 +385,35 @@ void PcapngReader::readInterface(Fields& fields)
         fields.skip(paddingOf(size));
         if (code == TimeResolution) {
             ticks = ticksOf(value);
+            if (ticks == 0) {
+                throw Wrong("times are neither in seconds nor in one of their decimal parts down to nanoseconds");
+            }
         } else if (code == TimeOffset) {
-            fail("times that count from another day than 1970-01-01 cannot be read");
+            throw Wrong("times that count from another day than 1970-01-01 cannot be read");
         }
     }
-    ticksPerSecond.push_back(ticks);
+    interfaces.back() = {true, ticks};
 }
 
-uint64_t PcapngReader::ticksOf(std::string const& resolution) const
-{
-    if (resolution.size() != 1 || static_cast<unsigned char>(resolution[0]) > 9) {
-        fail("times are neither in seconds nor in one of their decimal parts down to nanoseconds");
-    }
-    uint64_t ticks = 1;
-    for (int i = 0; i < resolution[0]; ++i) {
-        ticks *= 10;
-    }
-    return ticks;
-}
-
-PcapngPacket PcapngReader::readPacket(Fields& fields) const
+/// @return a packet without data for an interface that is passed over
+CapturedPacket PacketReader::readPacket(Fields& fields) const
 {
     uint32_t const number = fields.u32();
-    if (number >= ticksPerSecond.size()) {
-        fail("the packet belongs to no interface");
+    if (number >= interfaces.size()) {
+        throw Wrong("the packet belongs to no interface");
     }
-    uint64_t const ticks = ticksPerSecond[number];
+    CapturedPacket packet;
+    if (!interfaces[number].isWanted) {
+        return packet;
+    }
+    uint64_t const ticks = interfaces[number].ticksPerSecond;
     uint64_t const high = fields.u32();
     uint64_t const time = high << 32 | fields.u32();
     uint32_t const captured = fields.u32();
     uint32_t const original = fields.u32();
-    PcapngPacket packet;
     packet.data = fields.text(captured);
     if (fields.failed() || captured != original) {
-        fail("the packet is cut short");
+        throw Wrong("the packet is cut short");
     }
     uint64_t const micros = time / ticks * microsecondsPerSecond + time % ticks * microsecondsPerSecond / ticks;
     packet.time = static_cast<int64_t>(micros);

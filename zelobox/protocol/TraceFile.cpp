@@ -3,34 +3,10 @@
 #include <cerrno>
 #include <cstring>
 #include <iostream>
-#include <sstream>
 
 #include "zelobox/protocol/Pcapng.h"
 
 namespace zelobox {
-
-namespace {
-
-using OnRecord = std::function<void(TraceRecord const&)>;
-
-void readJsonLines(std::string const& contents, std::string const& name, OnRecord const& onRecord)
-{
-    std::istringstream stream(contents);
-    unsigned number = 0;
-    for (std::string line; std::getline(stream, line);) {
-        std::string const where = name + " line " + std::to_string(++number);
-        if (line.find_first_not_of(" \t\r") == std::string::npos) {
-            continue;
-        }
-        Json const json = Json::parse(line, nullptr, false);
-        if (json.is_discarded()) {
-            throw InputError(where + ": is no JSON; expected one record of a trace on each line");
-        }
-        onRecord(traceRecordFrom(json, where));
-    }
-}
-
-} // namespace
 
 TraceFormat traceFormatOf(std::string const& path)
 {
@@ -52,22 +28,34 @@ TraceWriter::TraceWriter(std::string const& path)
         throw InputError(path + ": cannot be written: " + std::strerror(errno));
     }
     put(format == TraceFormat::Pcapng ? pcapngHead() : "");
+    headSize = written;
 }
 
 TraceWriter::TraceWriter(std::ostream& target, TraceFormat wanted)
     : name("the standard output"), stream(target), format(wanted)
 {
     put(format == TraceFormat::Pcapng ? pcapngHead() : "");
+    headSize = written;
 }
 
 void TraceWriter::write(TraceRecord const& record)
 {
-    put(format == TraceFormat::Pcapng ? pcapngPacket(record) : lineOf(jsonOf(record)) + "\n");
+    put(encoded(record));
+}
+
+std::string TraceWriter::encoded(TraceRecord const& record) const
+{
+    return format == TraceFormat::Pcapng ? pcapngPacket(record) : lineOf(jsonOf(record)) + "\n";
 }
 
 void TraceWriter::put(std::string const& text)
 {
-    if (!(stream << text << std::flush)) {
+    stream << text;
+    written += text.size();
+    if (!isBuffered) {
+        stream.flush();
+    }
+    if (!stream) {
         throw InputError(name + ": cannot be written: " + std::strerror(errno));
     }
 }
@@ -88,24 +76,6 @@ std::string contentsOf(std::string const& path)
         throw InputError(path + ": cannot be read: " + std::strerror(errno));
     }
     return contents;
-}
-
-void readTrace(std::string const& contents, std::string const& name, TraceFormat format, OnRecord const& onRecord)
-{
-    if (format == TraceFormat::Pcapng) {
-        readPcapng(contents, name, onRecord);
-    } else {
-        readJsonLines(contents, name, onRecord);
-    }
-}
-
-std::vector<TraceRecord> readTrace(std::string const& path)
-{
-    std::string const contents = contentsOf(path);
-    std::vector<TraceRecord> records;
-    readTrace(contents, path == "-" ? "the standard input" : path, traceFormatIn(contents),
-              [&records](TraceRecord const& record) { records.push_back(record); });
-    return records;
 }
 
 std::string pcapngOf(std::vector<TraceRecord> const& records)

@@ -4,7 +4,6 @@
 #define ZELO_ZELOBOX_TRACEFILE_H
 
 #include <fstream>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -29,30 +28,31 @@ public:
     /// @param target  not owned; must live longer
     TraceWriter(std::ostream& target, TraceFormat wanted);
 
+    /// Leaves it to the stream when something is written.
+    void setBuffered() { isBuffered = true; }
+
+    /// @return the bytes that have been written
+    uint64_t size() const { return written; }
+    bool isEmpty() const { return written == headSize; }
+
+    /// @return the bytes that @p record takes
+    uint64_t sizeOf(TraceRecord const& record) const { return encoded(record).size(); }
+
     /// @throw InputError when there is no room
     void write(TraceRecord const& record);
 
 private:
+    std::string encoded(TraceRecord const& record) const;
     void put(std::string const& text);
 
     std::string const name;
     std::ofstream file;
     std::ostream& stream;
     TraceFormat const format;
+    bool isBuffered = false;
+    uint64_t written = 0;
+    uint64_t headSize = 0;
 };
-
-/// Reads either format, told apart by the first bytes.
-///
-/// @param path  "-" for the standard input
-/// @throw InputError naming line or offset
-std::vector<TraceRecord> readTrace(std::string const& path);
-
-/// Reads contents that are there already. What stands before an error is handed over.
-///
-/// @param name  names the file in errors
-/// @throw InputError naming line or offset
-void readTrace(std::string const& contents, std::string const& name, TraceFormat format,
-               std::function<void(TraceRecord const&)> const& onRecord);
 
 /// @param path  "-" for the standard input
 /// @throw InputError

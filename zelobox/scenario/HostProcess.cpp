@@ -67,11 +67,11 @@ void HostProcess::onOutput(std::string const& text)
         if (callbackHandler) {
             callbackHandler(report);
         } else {
-            callbacks.push_back(report);
+            callbacks.push_back({report});
         }
         shown.line("host", textOfReport(report, "callback", "callback"));
     } else if (report.is_object() && report.contains("result")) {
-        results.push_back(report);
+        results.push_back({report});
         shown.line("host", textOfReport(report, "result", "answers"));
     } else {
         shown.line("host", text);

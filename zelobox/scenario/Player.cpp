@@ -1,6 +1,8 @@
 #include "zelobox/scenario/Player.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <functional>
 
 #include "zelobox/middleware/FaultModes.h"
 #include "zelobox/protocol/FrameJson.h"
@@ -11,6 +13,8 @@ namespace zelobox {
 namespace {
 
 unsigned const hostEndMs = 5000;
+/// So long a failure waits for what was expected, to say that it comes later.
+unsigned const lateMs = 500;
 
 /// @return whether @p actual has every field of @p expected
 bool matches(Json const& expected, Json const& actual)
@@ -45,12 +49,15 @@ std::string describe(Step const& step)
         return "send " + lineOf(step.body);
     case Step::Kind::Expect:
         return "expect " + lineOf(step.body);
+    case Step::Kind::Until:
+        return "until " + lineOf(step.body);
     case Step::Kind::Quiet:
         return "quiet for " + std::to_string(step.ms) + " ms";
     case Step::Kind::Wait:
         return "wait " + std::to_string(step.ms) + " ms";
     case Step::Kind::Call:
         return "call " + step.text;
+    case Step::Kind::Ignore:
     case Step::Kind::Say:
     case Step::Kind::Fault:
         break;
@@ -69,10 +76,14 @@ Player::Player(EventLoop& eventLoop, Middleware& middlewareSide, ScenarioHost& h
 void Player::play(Scenario const& scenario)
 {
     current = &scenario;
+    isPlaying = true;
     bool const isLimited = patience == Milliseconds(0);
     limit = isLimited ? EventLoop::Clock::now() + Milliseconds(scenario.limitMs) : Time::max();
     middleware.setAnswering(scenario.answering);
+    middleware.setBriefing(false); // a scenario says itself what is sent
+    ignored.clear();
     for (Step const& step : scenario.steps) {
+        begun.push_back({EventLoop::Clock::now(), begun.size() + 1, step.line});
         carryOut(step);
     }
     finish();
@@ -81,10 +92,13 @@ void Player::play(Scenario const& scenario)
 void Player::onTraffic(TraceRecord const& record)
 {
     bool const isOwn = record.direction == Direction::ToHost;
+    if (!isPlaying) {
+        return; // nobody would ever take it
+    }
     if (record.event == TraceRecord::Event::Raw || (record.event == TraceRecord::Event::Frame && isOwn)) {
         return;
     }
-    traffic.push_back(reportOf(record));
+    traffic.push_back({reportOf(record)});
 }
 
 void Player::carryOut(Step const& step)
@@ -98,6 +112,11 @@ void Player::carryOut(Step const& step)
         return send(step);
     case Step::Kind::Expect:
         return expect(step);
+    case Step::Kind::Until:
+        return passUntil(step);
+    case Step::Kind::Ignore:
+        ignored.push_back(step.body);
+        return;
     case Step::Kind::Quiet:
         return stayQuiet(step);
     case Step::Kind::Wait:
@@ -118,24 +137,52 @@ void Player::send(Step const& step)
     }
 }
 
-void Player::expect(Step const& step)
+/// What only a person can see at the host is said, and not judged.
+bool Player::isJudged(Step const& step) const
 {
     bool const isOfHost = !step.body.contains("frame") && !step.body.contains("connection");
-    if (isOfHost && !host.expects(step.body)) {
+    return !isOfHost || host.expects(step.body);
+}
+
+void Player::expect(Step const& step)
+{
+    if (!isJudged(step)) {
         return;
     }
-    std::deque<Json>& row = rowOf(step.body);
-    loop.run(within(timeFor(step)), [&] { return !row.empty() || host.hasEnded(); });
+    std::deque<Report>& row = rowOf(step.body);
+    loop.run(within(timeFor(step)), [&] {
+        leaveOutIgnored();
+        return !row.empty() || host.hasEnded();
+    });
     if (row.empty()) {
-        std::string const actual = host.hasEnded() ? "the host has ended: " + host.ending()
-                                                   : "nothing within " + std::to_string(timeFor(step).count()) + " ms";
-        fail(step, lineOf(step.body), actual, !host.hasEnded());
+        fail(step, lineOf(step.body), nothingFor(step), !host.hasEnded());
     }
-    Json const actual = row.front();
-    row.pop_front();
-    if (!matches(step.body, actual)) {
+    if (Json const actual = row.front().fields; !matches(step.body, actual)) {
         fail(step, lineOf(step.body), lineOf(actual), false);
     }
+    take(row, &step);
+}
+
+void Player::passUntil(Step const& step)
+{
+    if (!isJudged(step)) {
+        return;
+    }
+    std::deque<Report>& row = rowOf(step.body);
+    size_t passed = 0;
+    std::string last;
+    bool const came = loop.run(within(timeFor(step)), [&] {
+        for (; !row.empty() && !matches(step.body, row.front().fields); ++passed) {
+            last = lineOf(row.front().fields);
+            take(row, nullptr);
+        }
+        return !row.empty() || host.hasEnded();
+    });
+    if (row.empty()) {
+        std::string const others = passed == 0 ? "" : "; " + std::to_string(passed) + " others, the last one " + last;
+        fail(step, lineOf(step.body), nothingFor(step) + others, !came);
+    }
+    take(row, &step);
 }
 
 void Player::stayQuiet(Step const& step)
@@ -177,7 +224,7 @@ void Player::finish()
     }
 }
 
-std::deque<Json>& Player::rowOf(Json const& expected)
+std::deque<Report>& Player::rowOf(Json const& expected)
 {
     if (expected.contains("callback")) {
         return host.callbacks;
@@ -185,16 +232,75 @@ std::deque<Json>& Player::rowOf(Json const& expected)
     return expected.contains("result") ? host.results : traffic;
 }
 
-/// @return the oldest thing that nobody has expected, empty if there is none
-std::string Player::leftOver() const
+void Player::leaveOutIgnored()
 {
-    std::deque<Json> const* const rows[] = {&traffic, &host.callbacks, &host.results};
-    for (std::deque<Json> const* const row : rows) {
+    auto const isIgnored = [this](Report const& report) {
+        return std::any_of(ignored.begin(), ignored.end(),
+                           [&report](Json const& pattern) { return matches(pattern, report.fields); });
+    };
+    for (std::deque<Report>* const row : {&traffic, &host.callbacks, &host.results}) {
+        auto const first = std::stable_partition(row->begin(), row->end(), std::not_fn(isIgnored));
+        std::for_each(first, row->end(), [this](Report& report) { taken.push_back({std::move(report), 0}); });
+        row->erase(first, row->end());
+    }
+}
+
+/// @param step  what it was expected by; null for what is passed over
+void Player::take(std::deque<Report>& row, Step const* step)
+{
+    taken.push_back({std::move(row.front()), step != nullptr ? step->line : 0});
+    row.pop_front();
+}
+
+/// @return the oldest thing that nobody has expected, empty if there is none
+std::string Player::leftOver()
+{
+    leaveOutIgnored();
+    for (std::deque<Report> const* const row : {&traffic, &host.callbacks, &host.results}) {
         if (!row->empty()) {
-            return lineOf(row->front());
+            return lineOf(row->front().fields);
         }
     }
     return std::string();
+}
+
+std::string Player::nothingFor(Step const& step) const
+{
+    return host.hasEnded() ? "the host has ended: " + host.ending()
+                           : "nothing within " + std::to_string(timeFor(step).count()) + " ms";
+}
+
+/// @return when it came that a step waits for in vain, if it did
+std::string Player::whenElse(Step const& step)
+{
+    Time const now = EventLoop::Clock::now();
+    auto const fits = [&step](Report const& report) { return matches(step.body, report.fields); };
+    auto const ago = [now](Report const& report) {
+        auto const distance = std::chrono::duration_cast<Milliseconds>(now - report.when);
+        return std::to_string(std::abs(distance.count())) + " ms " + (report.when < now ? "earlier" : "later");
+    };
+    std::deque<Report>& row = rowOf(step.body);
+    loop.run(now + Milliseconds(lateMs), [&] { return std::any_of(row.begin(), row.end(), fits) || host.hasEnded(); });
+    auto const waiting = std::find_if(row.begin(), row.end(), fits);
+    if (waiting != row.end()) {
+        return "it came " + ago(*waiting) + ", behind something else";
+    }
+    auto const found =
+        std::find_if(taken.rbegin(), taken.rend(), [&fits](Taken const& each) { return fits(each.report); });
+    if (found == taken.rend()) {
+        return "";
+    }
+    return "it came " + ago(found->report) + ", " + placeOf(found->report.when) +
+           (found->line == 0 ? ", and was passed over" : ", and was taken for line " + std::to_string(found->line));
+}
+
+/// @return "before step 12 (line 14)"
+std::string Player::placeOf(Time when) const
+{
+    auto const after = std::find_if(begun.begin(), begun.end(), [when](Begun const& each) { return each.when > when; });
+    Begun const& step = after != begun.end() ? *after : begun.back();
+    return std::string(after != begun.end() ? "before" : "during") + " step " + std::to_string(step.number) +
+           " (line " + std::to_string(step.line) + ")";
 }
 
 Milliseconds Player::timeFor(Step const& step) const
@@ -210,10 +316,12 @@ Player::Time Player::within(Milliseconds duration) const
 void Player::fail(Step const& step, std::string const& expected, std::string const& actual, bool timedOut)
 {
     bool const overLimit = timedOut && EventLoop::Clock::now() >= limit;
-    throw StepFailure(current->source + " line " + std::to_string(step.line) + ": " + describe(step) +
-                          "\n  expected: " + expected + "\n  actual:   " +
-                          (overLimit ? "the limit of " + std::to_string(current->limitMs) + " ms has passed" : actual),
-                      timedOut);
+    std::string text =
+        current->source + " line " + std::to_string(step.line) + ": " + describe(step) + "\n  expected: " + expected +
+        "\n  actual:   " + (overLimit ? "the limit of " + std::to_string(current->limitMs) + " ms has passed" : actual);
+    bool const isAwaited = step.kind == Step::Kind::Expect || step.kind == Step::Kind::Until;
+    std::string const elsewhere = isAwaited ? whenElse(step) : "";
+    throw StepFailure(text + (elsewhere.empty() ? "" : "\n  but:      " + elsewhere), timedOut);
 }
 
 } // namespace zelobox

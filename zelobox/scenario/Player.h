@@ -29,7 +29,7 @@ public:
 /// Carries out scenarios with a middleware and a host.
 ///
 /// What comes from the socket, the callbacks, and the answers to calls are three separate queues, each of which must come
-/// exactly as expected; nothing may be left over.
+/// exactly as expected, but for what is ignored; nothing may be left over.
 class Player final : public Middleware::Observer {
 public:
     Player(EventLoop& eventLoop, Middleware& middlewareSide, ScenarioHost& hostSide, Timeline& timeline);
@@ -53,24 +53,45 @@ private:
     void carryOut(Step const& step);
     void send(Step const& step);
     void expect(Step const& step);
+    void passUntil(Step const& step);
     void stayQuiet(Step const& step);
     void finish();
 
-    std::deque<Json>& rowOf(Json const& expected);
-    std::string leftOver() const;
+    bool isJudged(Step const& step) const;
+    std::deque<Report>& rowOf(Json const& expected);
+    void leaveOutIgnored();
+    void take(std::deque<Report>& row, Step const* step);
+    std::string leftOver();
+    std::string nothingFor(Step const& step) const;
+    std::string whenElse(Step const& step);
+    std::string placeOf(Time when) const;
     Time within(Milliseconds duration) const;
     Milliseconds timeFor(Step const& step) const;
     [[noreturn]] void fail(Step const& step, std::string const& expected, std::string const& actual, bool timedOut);
+
+    struct Taken {
+        Report report;
+        unsigned line = 0; // of the step that it was taken for; 0: none, it was passed over
+    };
+    struct Begun {
+        Time when;
+        size_t number; // of the step, from 1
+        unsigned line;
+    };
 
     EventLoop& loop;
     Middleware& middleware;
     ScenarioHost& host;
     Timeline& shown;
-    std::deque<Json> traffic; ///< {"frame":"IPC_VOLUME",...}, {"connection":"connected"}
+    std::deque<Report> traffic; ///< {"frame":"IPC_VOLUME",...}, {"connection":"connected"}
+    std::vector<Json> ignored;
+    std::vector<Taken> taken;
+    std::vector<Begun> begun;
     Scenario const* current = nullptr;
     Time limit;
     Milliseconds patience{0};
     bool sendsToAll = false;
+    bool isPlaying = false;
 };
 
 } // namespace zelobox

@@ -36,21 +36,38 @@ void readSend(JsonFields& fields, Step& step)
     frame.end();
 }
 
-void readExpect(JsonFields& fields, Step& step)
+/// Reads what is to be seen into @p step.
+void readSight(JsonFields& fields, char const* name, Step& step)
 {
-    step.body = fields.value("expect");
-    step.ms = milliseconds(fields, "within", defaultWithinMs);
-    JsonFields expected(step.body, fields.where() + ": \"expect\"");
+    step.body = fields.value(name);
+    JsonFields expected(step.body, fields.where() + ": \"" + name + "\"");
     int subjects = 0;
     for (char const* const subject : {"frame", "connection", "callback", "result"}) {
         subjects += expected.has(subject) ? 1 : 0;
     }
     if (subjects != 1) {
-        fields.fail("expect", "expected exactly one of \"frame\", \"connection\", \"callback\" and \"result\" in it");
+        fields.fail(name, "expected exactly one of \"frame\", \"connection\", \"callback\" and \"result\" in it");
     }
     if (expected.has("frame") && findMessage(expected.text("frame")) == nullptr) {
         expected.fail("frame", lineOf(step.body["frame"]) + " is no message");
     }
+}
+
+void readExpect(JsonFields& fields, Step& step)
+{
+    readSight(fields, "expect", step);
+    step.ms = milliseconds(fields, "within", defaultWithinMs);
+}
+
+void readUntil(JsonFields& fields, Step& step)
+{
+    readSight(fields, "until", step);
+    step.ms = milliseconds(fields, "within", defaultWithinMs);
+}
+
+void readIgnore(JsonFields& fields, Step& step)
+{
+    readSight(fields, "ignore", step);
 }
 
 void readFault(JsonFields& fields, Step& step)
@@ -73,6 +90,8 @@ StepForm const stepForms[] = {
     {"call", Step::Kind::Call, [](JsonFields& fields, Step& step) { step.text = fields.text("call"); }},
     {"send", Step::Kind::Send, readSend},
     {"expect", Step::Kind::Expect, readExpect},
+    {"until", Step::Kind::Until, readUntil},
+    {"ignore", Step::Kind::Ignore, readIgnore},
     {"quiet", Step::Kind::Quiet, [](JsonFields& fields, Step& step) { step.ms = milliseconds(fields, "quiet"); }},
     {"wait", Step::Kind::Wait, [](JsonFields& fields, Step& step) { step.ms = milliseconds(fields, "wait"); }},
     {"fault", Step::Kind::Fault, readFault},

@@ -14,6 +14,8 @@
 ///     {"expect":{"connection":"connected"}}              or the next thing on the socket is this
 ///     {"expect":{"callback":"key","key":13}}             the next callback
 ///     {"expect":{"result":"volume","volume":30}}         the next answer to a call; "within" milliseconds for each
+///     {"until":{"frame":"IPC_CLIENT_STATE"}}             passes over what comes before it; "within" as above
+///     {"ignore":{"frame":"IPC_VIDEO_WINDOW"}}            what has these fields is not compared from here on
 ///     {"quiet":200}                                      nothing happens for so many milliseconds
 ///     {"wait":100}
 ///     {"fault":"drop"}                               one of faultModeTable(); "none" ends those that last
@@ -32,13 +34,13 @@
 namespace zelobox {
 
 struct Step {
-    enum class Kind { Say, Call, Send, Expect, Quiet, Wait, Fault };
+    enum class Kind { Say, Call, Send, Expect, Until, Ignore, Quiet, Wait, Fault };
 
     Kind kind;
     unsigned line;
     std::string text;      ///< of Say, Call and Fault
-    Json body;             ///< of Send and Expect
-    unsigned ms = 0;       ///< of Expect, Quiet and Wait
+    Json body;             ///< of Send, Expect, Until and Ignore
+    unsigned ms = 0;       ///< of Expect, Until, Quiet and Wait
     bool everyone = false; ///< of Send
 };
 

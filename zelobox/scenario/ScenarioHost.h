@@ -6,9 +6,16 @@
 #include <deque>
 #include <string>
 
+#include "zelobox/base/EventLoop.h"
 #include "zelobox/protocol/Json.h"
 
 namespace zelobox {
+
+/// Something that was seen.
+struct Report {
+    Json fields; ///< {"callback":"key","key":13,...}
+    EventLoop::Clock::time_point when = EventLoop::Clock::now();
+};
 
 class ScenarioHost {
 public:
@@ -28,8 +35,8 @@ public:
     virtual std::string ending() const = 0;
     virtual int exitStatus() const = 0;
 
-    std::deque<Json> callbacks; ///< {"callback":"key","key":13,...}, oldest first
-    std::deque<Json> results;   ///< {"result":"volume",...}, oldest first
+    std::deque<Report> callbacks; ///< {"callback":"key","key":13,...}, oldest first
+    std::deque<Report> results;   ///< {"result":"volume",...}, oldest first
 
 protected:
     ~ScenarioHost() = default;

@@ -5,6 +5,7 @@
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -33,6 +34,15 @@ int highestLevel()
     return text != nullptr ? atoi(text) : 5;
 }
 
+/// @return whether the standard error is a terminal that wants colours
+bool isColoured()
+{
+    char const* const none = getenv("NO_COLOR");
+    char const* const terminal = getenv("TERM");
+    bool const isDumb = terminal != nullptr && strcmp(terminal, "dumb") == 0;
+    return isatty(STDERR_FILENO) != 0 && (none == nullptr || *none == '\0') && !isDumb;
+}
+
 /// Appends to a line; what does not fit is cut off.
 class Line {
 public:
@@ -50,6 +60,20 @@ public:
         va_end(arguments);
     }
 
+    size_t length() const { return used; }
+
+    /// Puts "?" in place of what a terminal would act on: a URL or a language comes from outside.
+    void makeHarmless(size_t begin)
+    {
+        for (size_t at = begin; at < used; ++at) {
+            auto const byte = static_cast<unsigned char>(text[at]);
+            bool const isControl = byte < ' ' || byte == 0x7F;
+            size_t const size = isControl ? 1 : harmfulSequence(at);
+            std::fill_n(text + at, size, '?');
+            at += size > 0 ? size - 1 : 0;
+        }
+    }
+
     /// In one piece, so that the lines of several threads do not mix.
     void write()
     {
@@ -58,6 +82,20 @@ public:
     }
 
 private:
+    /// @return the length of a second control character (U+0080 to U+009F) or a mark that hides text; 0 for what is none
+    size_t harmfulSequence(size_t at) const
+    {
+        auto const byteAt = [this](size_t place) { return static_cast<unsigned char>(place < used ? text[place] : 0); };
+        unsigned char const second = byteAt(at + 1);
+        unsigned char const third = byteAt(at + 2);
+        if (byteAt(at) == 0xC2 && second >= 0x80 && second <= 0x9F) {
+            return 2;
+        }
+        bool const isMark = second == 0x80 && ((third >= 0x8E && third <= 0x8F) || (third >= 0xA8 && third <= 0xAE));
+        bool const isIsolate = second == 0x81 && third >= 0xA6 && third <= 0xA9;
+        return byteAt(at) == 0xE2 && (isMark || isIsolate) ? 3 : 0;
+    }
+
     size_t room() const { return sizeof text - 1 - used; }
 
     char text[4096];
@@ -86,8 +124,8 @@ int STBLogger_log(STBLogContext const* context, char const*, int level, int line
                   ...)
 {
     static int const highest = highestLevel();
-    static bool const coloured = isatty(STDERR_FILENO) != 0;
-    static int const redraw = coloured ? redrawDescriptor() : -1;
+    static bool const coloured = isColoured();
+    static int const redraw = isatty(STDERR_FILENO) != 0 ? redrawDescriptor() : -1;
     if (level > highest) {
         return 0;
     }
@@ -97,10 +135,12 @@ int STBLogger_log(STBLogContext const* context, char const*, int level, int line
     addTime(text);
     text.add("%s%-5s%s %s %s:%d: ", coloured ? shown.colour : "", shown.name, coloured ? "\033[0m" : "", context->tag,
              file, line);
+    size_t const begin = text.length();
     va_list arguments;
     va_start(arguments, format);
     text.add(format, arguments);
     va_end(arguments);
+    text.makeHarmless(begin);
     text.write();
     if (redraw >= 0) {
         eventfd_write(redraw, 1);

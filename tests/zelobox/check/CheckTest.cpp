@@ -214,10 +214,10 @@ TEST(CheckUse, SaysThatNobodyListens)
 {
     Ended const ended = run({"check", "--socket", "/nowhere/messenger"});
     EXPECT_EQ(2, ended.status);
-    EXPECT_EQ(
-        "zelobox: nobody listens on /nowhere/messenger: No such file or directory; start the middleware first, or "
-        "say where with --socket\n",
-        ended.errors);
+    EXPECT_EQ("zelobox check: nobody listens on /nowhere/messenger: No such file or directory; start the middleware "
+              "first, or "
+              "say where with --socket\n",
+              ended.errors);
 }
 
 TEST(CheckUse, LeavesTheLibraryOutWhereItDoesNotLook)

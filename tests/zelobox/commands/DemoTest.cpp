@@ -41,48 +41,48 @@ TEST(Demo, PlaysThroughAndPrintsBothSidesInOrder)
     Ended const ended = run(program::demo());
     EXPECT_EQ(0, ended.status) << ended.errors;
     EXPECT_EQ("", ended.errors);
-    EXPECT_TRUE(hasInOrder(
-        ended.output,
-        {"middleware  listens on /tmp/zelo_messenger\n",
-         "scenario    == the start waits",
-         "host        calls start\n",
-         "middleware  connection 1 connected\n",
-         "library     sends IPC_ALLOWED_MESSAGE_LIST types=[8,24,25,26,27,36,39,42,49,58]\n",
-         "library     sends IPC_CONFIG_REQUEST\n",
-         "library     sends IPC_CLIENT_STATE value=2\n",
-         "middleware  sends IPC_BROWSER_CONFIG forcePortalUrl=false macAddress=\"02:00:5E:10:20:30\" displayWidth=1280",
-         "library     sends IPC_CONFIG_STATE value=2\n",
-         "library     sends IPC_VIDEO_WINDOW x=0 y=0 width=0 height=0\n",
-         "library     sends IPC_VIDEO_WINDOW_MODE text=\"box\"\n",
-         "host        answers start\n",
-         "host        answers env: key=4 known=true value=\"de\"\n",
-         "host        answers display: width=1280 height=720\n",
-         "middleware  sends IPC_REMOTE_KEY command=44 modifier=1 (Return)\n",
-         "host        callback key: key=13 name=\"Return\" modifier=1\n",
-         "middleware  sends IPC_REMOTE_KEY command=9029 modifier=0 (none)\n",
-         "host        callback key: key=0 name=\"none\" modifier=0\n",
-         "middleware  sends IPC_VOLUME value=30\n",
-         "host        callback volumeChanged: volume=30 muted=false\n",
-         "middleware  sends IPC_MUTE value=1\n",
-         "host        callback volumeChanged: volume=30 muted=true\n",
-         "middleware  sends IPC_APP_LIFECYCLE text=\"onpause\"\n",
-         "host        callback pause\n",
-         "host        callback resume\n",
-         "host        calls video 100 50 640 360\n",
-         "library     sends IPC_VIDEO_WINDOW x=100 y=50 width=640 height=360\n",
-         "host        calls previous\n",
-         "library     sends IPC_PREVIOUS_CONTROLLER value=4\n",
-         "middleware  connection 1 disconnected: dropped by the middleware\n",
-         "middleware  connection 2 connected\n",
-         "library     sends IPC_ALLOWED_MESSAGE_LIST",
-         "library     sends IPC_ALLOWED_MESSAGE_LIST",
-         "library     sends IPC_CONFIG_REQUEST\n",
-         "host        calls cdm 0x12345678\n",
-         "\"init cel=305419896\"",
-         "host        calls stop\n",
-         "middleware  connection 2 disconnected: closed by the client\n",
-         "host        has ended: exit status 0\n",
-         "scenario    demo: all "}));
+    EXPECT_TRUE(
+        hasInOrder(ended.output, {"middleware  listens on /tmp/zelo_messenger\n",
+                                  "scenario    == the start waits",
+                                  "host        calls start\n",
+                                  "middleware  connection 1 connected\n",
+                                  "library     1 sends IPC_ALLOWED_MESSAGE_LIST types=[8,24,25,26,27,36,39,42,49,58]\n",
+                                  "library     1 sends IPC_CONFIG_REQUEST\n",
+                                  "library     1 sends IPC_CLIENT_STATE value=2\n",
+                                  "middleware  1 sends IPC_BROWSER_CONFIG forcePortalUrl=false "
+                                  "macAddress=\"02:00:5E:10:20:30\" displayWidth=1280",
+                                  "library     1 sends IPC_CONFIG_STATE value=2\n",
+                                  "library     1 sends IPC_VIDEO_WINDOW x=0 y=0 width=0 height=0\n",
+                                  "library     1 sends IPC_VIDEO_WINDOW_MODE text=\"box\"\n",
+                                  "host        answers start\n",
+                                  "host        answers env: key=4 known=true value=\"de\"\n",
+                                  "host        answers display: width=1280 height=720\n",
+                                  "middleware  1 sends IPC_REMOTE_KEY command=44 modifier=1 (Return)\n",
+                                  "host        callback key: key=13 name=\"Return\" modifier=1\n",
+                                  "middleware  1 sends IPC_REMOTE_KEY command=9029 modifier=0 (none)\n",
+                                  "host        callback key: key=0 name=\"none\" modifier=0\n",
+                                  "middleware  1 sends IPC_VOLUME value=30\n",
+                                  "host        callback volumeChanged: volume=30 muted=false\n",
+                                  "middleware  1 sends IPC_MUTE value=1\n",
+                                  "host        callback volumeChanged: volume=30 muted=true\n",
+                                  "middleware  1 sends IPC_APP_LIFECYCLE text=\"onpause\"\n",
+                                  "host        callback pause\n",
+                                  "host        callback resume\n",
+                                  "host        calls video 100 50 640 360\n",
+                                  "library     1 sends IPC_VIDEO_WINDOW x=100 y=50 width=640 height=360\n",
+                                  "host        calls previous\n",
+                                  "library     1 sends IPC_PREVIOUS_CONTROLLER value=4\n",
+                                  "middleware  connection 1 disconnected: dropped by the middleware\n",
+                                  "middleware  connection 2 connected\n",
+                                  "library     2 sends IPC_ALLOWED_MESSAGE_LIST",
+                                  "library     2 sends IPC_ALLOWED_MESSAGE_LIST",
+                                  "library     2 sends IPC_CONFIG_REQUEST\n",
+                                  "host        calls cdm 0x12345678\n",
+                                  "\"init cel=305419896\"",
+                                  "host        calls stop\n",
+                                  "middleware  connection 2 disconnected: closed by the client\n",
+                                  "host        has ended: exit status 0\n",
+                                  "scenario    demo: all "}));
     EXPECT_FALSE(program::exists(zelobox::defaultSocketPath));
 }
 
@@ -198,7 +198,7 @@ TEST(Demo, RefusesToRunBesideAnotherServer)
     zelobox::Listener const other;
     Ended const ended = run(program::demo());
     EXPECT_EQ(2, ended.status);
-    EXPECT_EQ("zelobox: another server is listening on /tmp/zelo_messenger; stop it first\n", ended.errors);
+    EXPECT_EQ("zelobox demo: another server is listening on /tmp/zelo_messenger; stop it first\n", ended.errors);
     EXPECT_TRUE(program::exists(zelobox::defaultSocketPath));
 }
 

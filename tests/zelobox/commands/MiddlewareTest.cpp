@@ -4,8 +4,8 @@
 
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
+#include "zelobox/capture/TraceReading.h"
 #include "zelobox/protocol/BrowserConfigJson.h"
-#include "zelobox/protocol/TraceFile.h"
 
 using program::connectTo;
 using program::Ended;
@@ -78,11 +78,11 @@ TEST_F(MiddlewareCommand, PrintsEveryFrameAndKeepsItsState)
     Ended const ended = stop();
     EXPECT_TRUE(hasInOrder(
         ended.output,
-        {"middleware  connection 1 connected\n", "library     sends IPC_ALLOWED_MESSAGE_LIST types=[26,39]\n",
-         "library     sends IPC_CONFIG_REQUEST\n", "middleware  sends IPC_BROWSER_CONFIG forcePortalUrl=false mac",
-         "library     sends IPC_VIDEO_WINDOW x=256 y=2 width=768 height=4\n",
-         "library     sends IPC_VIDEO_WINDOW_MODE text=\"box\"\n",
-         "library     sends IPC_PREVIOUS_CONTROLLER value=4\n", "library     sends type 99 value=1\n",
+        {"middleware  connection 1 connected\n", "library     1 sends IPC_ALLOWED_MESSAGE_LIST types=[26,39]\n",
+         "library     1 sends IPC_CONFIG_REQUEST\n", "middleware  1 sends IPC_BROWSER_CONFIG forcePortalUrl=false mac",
+         "library     1 sends IPC_VIDEO_WINDOW x=256 y=2 width=768 height=4\n",
+         "library     1 sends IPC_VIDEO_WINDOW_MODE text=\"box\"\n",
+         "library     1 sends IPC_PREVIOUS_CONTROLLER value=4\n", "library     1 sends type 99 value=1\n",
          "middleware  connection 1 disconnected: closed by the client\n", "its state was {",
          "\"videoWindow\":{\"x\":256,\"y\":2,\"width\":768,\"height\":4}", "\"windowMode\":\"box\"",
          "\"applicationHasControl\":false"}));
@@ -170,7 +170,7 @@ TEST_F(MiddlewareCommand, RefusesToRunBesideAnotherServer)
     start();
     Ended const second = run({"middleware", "--socket", socket()});
     EXPECT_EQ(2, second.status);
-    EXPECT_EQ("zelobox: another server is listening on " + socket() + "; stop it first\n", second.errors);
+    EXPECT_EQ("zelobox middleware: another server is listening on " + socket() + "; stop it first\n", second.errors);
     zelobox::Connection client = connectTo(socket()); // the first still has its socket
     client.send(configurationRequest());
     EXPECT_EQ(IPC_BROWSER_CONFIG, client.receive().type);
@@ -286,10 +286,10 @@ TEST(MiddlewareCommandLine, SaysWhyItCannotListen)
 {
     Ended const ended = run({"middleware", "--socket", "/nowhere/messenger"});
     EXPECT_EQ(2, ended.status);
-    EXPECT_EQ(
-        "zelobox: cannot listen on /nowhere/messenger: No such file or directory; the directory must be there and "
-        "writable\n",
-        ended.errors);
+    EXPECT_EQ("zelobox middleware: cannot listen on /nowhere/messenger: No such file or directory; the directory must "
+              "be there and "
+              "writable\n",
+              ended.errors);
 }
 
 TEST(MiddlewareCommandLine, SaysThatItHasNoPermission)
@@ -305,7 +305,7 @@ TEST(MiddlewareCommandLine, NamesAMistypedOption)
 {
     Ended const ended = run({"middleware", "--sokcet", "/tmp/x"});
     EXPECT_EQ(2, ended.status);
-    EXPECT_TRUE(hasInOrder(ended.errors, {"--sokcet", "--help"}));
+    EXPECT_EQ("zelobox middleware: there is no option --sokcet; did you mean --socket?\n", ended.errors);
     EXPECT_EQ("", ended.output);
 }
 
@@ -337,7 +337,7 @@ TEST(MiddlewareCommandLine, NamesFileAndFieldOfABadConfiguration)
         EXPECT_EQ(2, ended.status) << text;
         return ended.errors;
     };
-    std::string const start = "zelobox: " + directory.path("middleware.json") + ": ";
+    std::string const start = "zelobox middleware: " + directory.path("middleware.json") + ": ";
     EXPECT_THAT(
         errorsOf(R"({"displayWidth":65536})"),
         testing::StartsWith(start + "field \"displayWidth\": expected a whole number from 0 to 65535, found 65536"));

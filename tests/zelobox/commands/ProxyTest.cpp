@@ -11,7 +11,7 @@
 
 #include "tests/zelobox/Client.h"
 #include "tests/zelobox/Program.h"
-#include "zelobox/protocol/TraceFile.h"
+#include "zelobox/capture/TraceReading.h"
 
 using program::connectTo;
 using program::Ended;
@@ -113,11 +113,64 @@ TEST_F(ProxyCommand, PassesOnAndTellsBothDirections)
     Ended const ended = stop();
     EXPECT_EQ(0, ended.status);
     EXPECT_EQ("", ended.errors);
-    EXPECT_TRUE(
-        hasInOrder(ended.output, {"middleware  connection 1 connected\n", "library     sends IPC_CONFIG_REQUEST\n",
-                                  "middleware  sends IPC_VOLUME value=30\n", "disconnected: closed by the client\n"}));
+    EXPECT_TRUE(hasInOrder(ended.output,
+                           {"middleware  connection 1 connected\n", "library     1 sends IPC_CONFIG_REQUEST\n",
+                            "middleware  1 sends IPC_VOLUME value=30\n", "disconnected: closed by the client\n"}));
     EXPECT_THAT(trace(), ElementsAre("1 < connected", "1 > IPC_CONFIG_REQUEST", "1 < IPC_VOLUME value=30",
                                      "1 < disconnected: closed by the client"));
+}
+
+TEST_F(ProxyCommand, TracesToItsOutputAndTalksOnTheOther)
+{
+    stop();
+    start("-");
+    connect();
+    client->send(request);
+    EXPECT_EQ(request, middleware->receive());
+    EXPECT_TRUE(running->waitForText("\"name\":\"IPC_CONFIG_REQUEST\"")) << "while it runs";
+    client->close();
+    EXPECT_TRUE(middleware->waitForClose());
+    Ended const ended = stop();
+    EXPECT_TRUE(hasInOrder(ended.errors, {"listens on ", "connection 1 connected\n", "disconnected: "}));
+    EXPECT_THAT(ended.errors, testing::Not(HasSubstr("IPC_CONFIG_REQUEST")));
+    EXPECT_TRUE(hasInOrder(run({"decode", "-"}, ended.output).output,
+                           {"connection 1 connected\n", "1 sends IPC_CONFIG_REQUEST\n", "disconnected: "}));
+}
+
+TEST_F(ProxyCommand, OverwritesATraceOnlyWhenForced)
+{
+    stop();
+    std::string const file = directory.file("kept.jsonl", "precious");
+    program::Words const words = {"proxy", "--listen", front(), "--connect", directory.path("back"), "--trace", file};
+    Ended const refused = run(words);
+    EXPECT_EQ(2, refused.status);
+    EXPECT_THAT(refused.errors, HasSubstr(file + ": is there already; --force overwrites it\n"));
+    EXPECT_EQ("precious", zelobox::contentsOf(file));
+    start(file, {"--force"});
+    EXPECT_EQ("", zelobox::contentsOf(file));
+}
+
+TEST_F(ProxyCommand, KeepsTheLatestOfWhatIsTooMuch)
+{
+    stop();
+    std::string const file = directory.path("ring.pcapng");
+    start(file, {"--limit", "8K"});
+    connect();
+    for (unsigned i = 0; i < 500; ++i) {
+        middleware->send({IPC_PAYLOAD_UINT32, IPC_VOLUME, {0, 0, static_cast<char>(i >> 8), static_cast<char>(i)}});
+        client->receive();
+    }
+    stop();
+    EXPECT_GE(8192U, zelobox::contentsOf(file).size() + zelobox::contentsOf(file + ".old").size());
+    EXPECT_LT(4096U, zelobox::contentsOf(file).size() + zelobox::contentsOf(file + ".old").size());
+    std::vector<zelobox::TraceRecord> all = zelobox::readTrace(file + ".old");
+    std::vector<zelobox::TraceRecord> const latest = zelobox::readTrace(file);
+    all.insert(all.end(), latest.begin(), latest.end());
+    ASSERT_LT(40U, all.size());
+    for (size_t i = 0; i + 1 < all.size(); ++i) { // the last one is the end
+        unsigned const value = 500 - static_cast<unsigned>(all.size() - 1 - i);
+        EXPECT_EQ("IPC_VOLUME value=" + std::to_string(value), textOf(all[i]));
+    }
 }
 
 TEST_F(ProxyCommand, PassesOnAFrameThatIsNotAllThereYet)
@@ -137,7 +190,7 @@ TEST_F(ProxyCommand, PassesOnAFrameThatIsNotAllThereYet)
 TEST_F(ProxyCommand, ChangesNoByteAndRecordsEveryOne)
 {
     stop();
-    start(directory.path("trace.jsonl"), {"--quiet"});
+    start(directory.path("trace.jsonl"), {"--quiet", "--force"});
     connect();
     std::vector<char> const bytes = noise(300000);
     std::thread sender([&] { client->sendBytes(bytes, std::chrono::seconds(30)); });
@@ -175,7 +228,7 @@ TEST_F(ProxyCommand, RecordsBytesThatAreNoFrameAsRaw)
 TEST_F(ProxyCommand, StopsReadingWhileTheOtherSideDoesNotRead)
 {
     stop();
-    start(directory.path("trace.jsonl"), {"--quiet"});
+    start(directory.path("trace.jsonl"), {"--quiet", "--force"});
     connect();
     size_t const sent = fill(*client);
     EXPECT_GT(sent, 0U);
@@ -191,7 +244,7 @@ TEST_F(ProxyCommand, StopsReadingWhileTheOtherSideDoesNotRead)
 TEST_F(ProxyCommand, EndsALinkWhoseSidesBothDoNotReadAnyMore)
 {
     stop();
-    start(directory.path("trace.jsonl"), {"--quiet"});
+    start(directory.path("trace.jsonl"), {"--quiet", "--force"});
     connect();
     fill(*client);
     fill(*middleware);
@@ -227,7 +280,7 @@ TEST_F(ProxyCommand, ClosesTheClientWhenTheMiddlewareDiesAndFindsANewOne)
 TEST_F(ProxyCommand, PassesOnWhatWasSaidBeforeAnEnd)
 {
     stop();
-    start(directory.path("trace.jsonl"), {"--quiet"});
+    start(directory.path("trace.jsonl"), {"--quiet", "--force"});
     connect();
     client->sendBytes(std::vector<char>(100000, 'm'));
     client->close();
@@ -290,7 +343,7 @@ TEST_F(ProxyCommand, RefusesToRunBesideAnotherServer)
 {
     Ended const second = run({"proxy", "--listen", front(), "--connect", directory.path("back")});
     EXPECT_EQ(2, second.status);
-    EXPECT_EQ("zelobox: another server is listening on " + front() + "; stop it first\n", second.errors);
+    EXPECT_EQ("zelobox proxy: another server is listening on " + front() + "; stop it first\n", second.errors);
     EXPECT_TRUE(listener->accept().waitForClose()); // that was the second one's look at who is there
     connect();
     client->send(request);

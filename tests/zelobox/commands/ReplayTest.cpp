@@ -133,12 +133,12 @@ TEST_F(ReplayCommand, PrintsTheTraffic)
 {
     start(twice());
     playTwice();
-    EXPECT_TRUE(
-        program::hasInOrder(running->wait().output,
-                            {"connection 1 connected\n", "library     sends IPC_CONFIG_REQUEST\n",
-                             "middleware  sends IPC_VOLUME value=30\n", "library     sends IPC_CLIENT_STATE value=2\n",
-                             "connection 1 disconnected: closed by the middleware\n", "connection 2 connected\n",
-                             "middleware  sends IPC_MUTE value=1\n", "replay      all 9 records as they were\n"}));
+    EXPECT_TRUE(program::hasInOrder(
+        running->wait().output,
+        {"connection 1 connected\n", "library     1 sends IPC_CONFIG_REQUEST\n",
+         "middleware  1 sends IPC_VOLUME value=30\n", "library     1 sends IPC_CLIENT_STATE value=2\n",
+         "connection 1 disconnected: closed by the middleware\n", "connection 2 connected\n",
+         "middleware  2 sends IPC_MUTE value=1\n", "replay      all 9 records as they were\n"}));
 }
 
 TEST_F(ReplayCommand, SendsNothingBeforeItsTime)
@@ -161,6 +161,35 @@ TEST_F(ReplayCommand, DoesNotWaitForTheTimeWhenItIsToBeFast)
     Connection library = connectTo(socket());
     EXPECT_EQ(volume, library.receive());
     expectEnd(0, "");
+}
+
+TEST_F(ReplayCommand, TakesWhatHasComeWithoutWaiting)
+{
+    Recorded recorded;
+    recorded.add(1, Event::Connected);
+    for (int i = 0; i < 1000; ++i) {
+        recorded.toMiddleware(1, state);
+    }
+    start(recorded, {"--fast"});
+    auto const begin = std::chrono::steady_clock::now();
+    Connection library = connectTo(socket());
+    for (int i = 0; i < 1000; ++i) {
+        library.send(state);
+    }
+    expectEnd(0, "");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5))
+        << "the tolerance has not been waited for";
+}
+
+TEST_F(ReplayCommand, ShowsHowFarItIsInPlaceOfTheFrames)
+{
+    start(twice(), {"--quiet"});
+    EXPECT_TRUE(running->waitForText("replay      record 0, 100 % of the trace\n"));
+    playTwice();
+    Ended const ended = running->wait();
+    EXPECT_EQ(0, ended.status);
+    EXPECT_THAT(ended.output, testing::Not(HasSubstr("sends")));
+    EXPECT_THAT(ended.output, HasSubstr("replay      all 9 records as they were\n"));
 }
 
 TEST_F(ReplayCommand, SendsNothingBeforeTheLibraryHasSentWhatCameBefore)
@@ -304,7 +333,7 @@ TEST_F(ReplayCommand, RefusesToRunBesideAnotherServer)
     zelobox::TraceWriter(directory.path("trace")).write(twice().records[0]);
     Ended const second = run({"replay", directory.path("trace"), "--socket", socket()});
     EXPECT_EQ(2, second.status);
-    EXPECT_EQ("zelobox: another server is listening on " + socket() + "; stop it first\n", second.errors);
+    EXPECT_EQ("zelobox replay: another server is listening on " + socket() + "; stop it first\n", second.errors);
     EXPECT_TRUE(program::exists(socket()));
 }
 

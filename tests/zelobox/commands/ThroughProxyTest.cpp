@@ -21,7 +21,7 @@ std::string shellWords(program::Words const& words)
 
 std::vector<std::string> sentIn(std::string const& timeline, std::string const& who)
 {
-    std::regex const line(who + " +sends ([^\n]*)");
+    std::regex const line(who + " +[0-9]+ sends ([^\n]*)");
     std::vector<std::string> texts;
     for (std::sregex_iterator found(timeline.begin(), timeline.end(), line), end; found != end; ++found) {
         texts.push_back((*found)[1]);

@@ -234,6 +234,15 @@ TEST(HostCommand, LogsUpToTheLevelThatIsWanted)
     EXPECT_EQ(2, run({"host", "--log-level", "6"}).status);
 }
 
+TEST(HostCommand, LogsNothingThatATerminalWouldActOn)
+{
+    Ended const ended = run({"host", "--no-start"}, "log 3 a\xC2\x9B"
+                                                    "2J\x1B[b\xE2\x80\xAE"
+                                                    "c\xE2\x81\xA6"
+                                                    "d\xC3\xA9\n");
+    EXPECT_THAT(ended.errors, HasSubstr("a??2J?[b???c???d\xC3\xA9\n"));
+}
+
 TEST(HostCommand, ColoursTheLogOnATerminal)
 {
     Terminal const terminal;
@@ -253,8 +262,8 @@ TEST(HostCommand, SaysWhichLibraryItCannotLoad)
 {
     Ended const ended = run({"host", "--lib", "/nowhere/libzelocobalt.so"});
     EXPECT_EQ(2, ended.status);
-    EXPECT_TRUE(
-        hasInOrder(ended.errors, {"zelobox: cannot load /nowhere/libzelocobalt.so", "say with --lib where it is\n"}));
+    EXPECT_TRUE(hasInOrder(ended.errors,
+                           {"zelobox host: cannot load /nowhere/libzelocobalt.so", "say with --lib where it is\n"}));
     EXPECT_THAT(run({"host", "--stb", "/nowhere/libzelostb.so"}).errors, HasSubstr("say with --stb where it is\n"));
 }
 

@@ -58,6 +58,31 @@ TEST_F(MiddlewareInProcess, KeepsWhatItHasSent)
     EXPECT_EQ("sv", middleware.state().config.language);
 }
 
+TEST_F(MiddlewareInProcess, TellsANewcomerOnceWhatItKnows)
+{
+    middleware.send(number(IPC_VOLUME, 2));
+    middleware.send(number(IPC_MUTE, 1));
+    middleware.send(frameOf(IPCMessageSimpleString(IPC_APP_LIFECYCLE, "onpause")));
+    Connection client = connect();
+    client.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME, IPC_MUTE, IPC_BROWSER_CONFIG})));
+    client.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
+    client.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
+    std::vector<std::string> const all = seen(8);
+    EXPECT_EQ((std::vector<std::string>{"1 IPC_VOLUME value=2", "1 IPC_MUTE value=1", "1 IPC_CONFIG_REQUEST"}),
+              (std::vector<std::string>{all.begin() + 4, all.begin() + 7}))
+        << "no pause, to which it has not subscribed, and nothing behind the second answer";
+}
+
+TEST_F(MiddlewareInProcess, TellsANewcomerNothingThatNobodyHasSaid)
+{
+    Connection client = connect();
+    client.send(frameOf(IPCMessageAllowedMessageList({IPC_VOLUME, IPC_MUTE, IPC_APP_LIFECYCLE})));
+    client.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
+    client.send({IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST, {}});
+    std::vector<std::string> const all = seen(6);
+    EXPECT_EQ("1 IPC_CONFIG_REQUEST", all[4]);
+}
+
 TEST_F(MiddlewareInProcess, LeavesRequestsUnansweredWhenToldSo)
 {
     middleware.setAnswering(false);

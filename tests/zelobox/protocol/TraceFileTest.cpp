@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/zelobox/Program.h"
+#include "zelobox/capture/TraceReading.h"
 #include "zelobox/protocol/MessageTable.h"
 
 using namespace zelobox;

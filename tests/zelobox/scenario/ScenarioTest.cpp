@@ -59,12 +59,14 @@ TEST(Scenario, ReadsEveryKindOfStep)
 {"call":"video 1 2 3 4"}
 {"send":{"frame":"IPC_MUTE","value":1},"unsubscribed":true}
 {"expect":{"callback":"key"},"within":9}
+{"until":{"result":"volume"},"within":8}
+{"ignore":{"frame":"IPC_MUTE","value":0}}
 {"quiet":10}
 {"wait":11}
 {"fault":"drop"}
 )")
                                         .steps;
-    ASSERT_EQ(7U, steps.size());
+    ASSERT_EQ(9U, steps.size());
     EXPECT_EQ(4U, steps[0].line);
     EXPECT_EQ("text", steps[0].text);
     EXPECT_EQ("video 1 2 3 4", steps[1].text);
@@ -72,16 +74,19 @@ TEST(Scenario, ReadsEveryKindOfStep)
     EXPECT_EQ("IPC_MUTE", steps[2].body["frame"]);
     EXPECT_EQ("key", steps[3].body["callback"]);
     EXPECT_EQ(9U, steps[3].ms);
-    EXPECT_EQ(10U, steps[4].ms);
-    EXPECT_EQ(11U, steps[5].ms);
-    EXPECT_EQ("drop", steps[6].text);
-    EXPECT_EQ(10U, steps[6].line);
+    EXPECT_EQ("volume", steps[4].body["result"]);
+    EXPECT_EQ(8U, steps[4].ms);
+    EXPECT_EQ("IPC_MUTE", steps[5].body["frame"]);
+    EXPECT_EQ(10U, steps[6].ms);
+    EXPECT_EQ(11U, steps[7].ms);
+    EXPECT_EQ("drop", steps[8].text);
+    EXPECT_EQ(12U, steps[8].line);
 }
 
 TEST(Scenario, NamesLineAndFieldThatAreWrong)
 {
-    EXPECT_EQ("test.jsonl line 2: field \"cal\": is unknown here; known are: call, expect, fault, quiet, say, send, "
-              "wait",
+    EXPECT_EQ("test.jsonl line 2: field \"cal\": is unknown here; known are: call, expect, fault, ignore, quiet, "
+              "say, send, until, wait",
               stepError(R"({"cal":"video","wait":1})").replace(0, 0, ""));
     EXPECT_THAT(stepError("{}"), HasSubstr("test.jsonl line 2: expected exactly one of these fields: say, call, "));
     EXPECT_THAT(stepError(R"({"call":"a","wait":1})"), HasSubstr("line 2: expected exactly one of these fields"));

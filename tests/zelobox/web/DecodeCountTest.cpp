@@ -37,7 +37,8 @@ class DecodeCount : public program::MiddlewareFixture {
 protected:
     DecodeCount()
         : timeline(text, false), host(timeline), player(loop, middleware, host, timeline),
-          trace(directory.path("trace.jsonl")), executor(loop), page(middleware, executor, "")
+          trace(std::make_unique<TraceRing>(directory.path("trace.jsonl"), 0)), executor(loop),
+          page(middleware, executor, "")
     {
         middleware.addObserver(timeline);
         middleware.addObserver(trace);

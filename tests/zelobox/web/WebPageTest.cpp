@@ -242,6 +242,22 @@ TEST_F(Web, DoesNotTakeTheBodyOfARefusedRequestForTheNext)
     EXPECT_EQ(0, state()["middleware"]["volume"]);
 }
 
+TEST_F(Web, ShowsATraceAsItComes)
+{
+    stop();
+    start({"--follow", "-"});
+    running->write(R"({"time":1795219200,"connection":7,"direction":"toHost","hex":"6d010027000000040000001e"})"
+                   "\n");
+    ASSERT_TRUE(running->waitForText("7 sends IPC_VOLUME value=30\n"));
+    EXPECT_THAT(get("/api/trace").body, HasSubstr(R"("connection":7)"));
+    EXPECT_EQ(30, state()["middleware"]["volume"]);
+    running->write("{\n");
+    EXPECT_TRUE(running->waitForText("zelobox serve: the standard input line 2: is no JSON"));
+    running->closeInput();
+    EXPECT_TRUE(running->waitForText("has shown all of -\n"));
+    EXPECT_EQ(30, state()["middleware"]["volume"]) << "the page stays";
+}
+
 TEST_F(Web, ListensOnTheLoopbackAddressOnly)
 {
     httplib::Client elsewhere("127.0.0.2", port);
@@ -256,7 +272,7 @@ TEST_F(Web, SaysThatThePortIsTaken)
         program::run({"middleware", "--web", std::to_string(port), "--socket", directory.path("second")});
     EXPECT_EQ(2, second.status);
     EXPECT_THAT(second.errors,
-                HasSubstr("zelobox: cannot listen on port " + std::to_string(port) + "; another program"));
+                HasSubstr("zelobox middleware: cannot listen on port " + std::to_string(port) + "; another program"));
     EXPECT_FALSE(program::exists(directory.path("second")));
 }
 

@@ -12,9 +12,11 @@ std::string const begin = "its page at http://127.0.0.1:";
 
 } // namespace
 
-void WebServer::SetUp()
+void WebServer::start(Words const& more)
 {
-    running = std::make_unique<Program>(command({"serve", "--port", "0", "--socket", socket()}));
+    Words words = {"serve", "--port", "0", "--socket", socket()};
+    words.insert(words.end(), more.begin(), more.end());
+    running = std::make_unique<Program>(command(words));
     ASSERT_TRUE(running->waitForText("/\n"));
     std::string const& text = running->printed();
     ASSERT_NE(std::string::npos, text.find(begin)) << text;

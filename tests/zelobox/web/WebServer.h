@@ -18,7 +18,9 @@ namespace program {
 
 class WebServer : public testing::Test {
 protected:
-    void SetUp() override;
+    void SetUp() override { start({}); }
+    /// @param more  arguments
+    void start(Words const& more);
 
     /// As Ctrl-C does.
     Ended stop();

@@ -22,6 +22,7 @@ needs_build() {
   needs libxml2-utils "reads a report in a test"
   needs libcpp-httplib-dev "zelobox's page"
   needs pkgconf "finds that"
+  needs zlib1g-dev "reads traces that gzip has packed"
   needs nlohmann-json3-dev "zelobox's files and the test vectors"
   needs python3 "runs the tests of the scripts"
 }
@@ -32,6 +33,9 @@ needs_tests() {
   needs abigail-tools "compares the binary interface with the recorded one"
   needs clang "the second compiler of the public header"
   needs python3-pytest "runs the Python package's plugin"
+  needs bsdutils "gives a test a terminal"
+  needs fish "completes a command line in a test"
+  needs zsh "completes a command line in a test"
   needs tshark "shows what Wireshark makes of zelobox's captures"
 }
 
