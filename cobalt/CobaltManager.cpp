@@ -50,11 +50,12 @@ CobaltManager::Config& CobaltManager::_config = configRoom.make();
 CobaltManager::CobaltManager(ZeloCallbacks const& hostCallbacks) : callbacks(hostCallbacks)
 {
     if (char const* const code = getenv("ZELO_LANG_CODE")) {
-        std::string initial(code);
+        std::string initial(code); // no allocation under the lock, which host threads wait for
         pthread_helper::guard lock(configMutex);
         _config.language.swap(initial);
     }
     messenger.reset(new IPCMessengerClient);
+    // Before the thread, whose first connection may come at once.
     messenger->addHandler(this);
     messenger->clearStopRequest();
     messenger->start(nullptr);
@@ -62,10 +63,12 @@ CobaltManager::CobaltManager(ZeloCallbacks const& hostCallbacks) : callbacks(hos
 
 CobaltManager::~CobaltManager()
 {
+    // Ends a start that waits, and its hold.
     closing = true;
     while (holds != 0) {
         usleep(1000); // at most one polling period of waitForConfiguration()
     }
+    // No callback from here on.
     messenger->stop();
     messenger->removeHandler(this);
     messenger.reset();
@@ -138,7 +141,7 @@ void CobaltManager::onConnected()
         IPC_BROWSER_CONFIG, IPC_UNHANDLED_8, IPC_UNHANDLED_25, IPC_REMOTE_KEY,   IPC_UNHANDLED_27,
         IPC_VOLUME,         IPC_MUTE,        IPC_UNHANDLED_36, IPC_UNHANDLED_42, IPC_APP_LIFECYCLE,
     };
-    messenger->setAllowedMessages(types);
+    messenger->setAllowedMessages(types); // the client sends it by itself from the next connection on
     send(std::auto_ptr<IPCMessage>(new IPCMessageAllowedMessageList(types)));
     send(std::auto_ptr<IPCMessage>(new IPCMessage(IPC_PAYLOAD_RAW, IPC_CONFIG_REQUEST)));
     send(std::auto_ptr<IPCMessage>(new IPCMessageUnsignedInt(IPC_CLIENT_STATE, stateReady)));
@@ -170,6 +173,7 @@ void CobaltManager::onNewMessageReceived(IPCMessage const* message)
 void CobaltManager::onConfiguration(IPCMessage const& message)
 {
     parseConfig(message.payload);
+    // Whatever it held: a middleware waits for the answer.
     send(std::auto_ptr<IPCMessage>(new IPCMessageUnsignedInt(IPC_CONFIG_STATE, stateReady)));
     setVideoWindow(0, 0, 0, 0);
 }

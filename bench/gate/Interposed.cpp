@@ -6,8 +6,8 @@
 
 #include <atomic>
 
-#include "testkit/Interpose.h"
 #include "bench/weight/Malloc.h"
+#include "testkit/Interpose.h"
 
 namespace {
 

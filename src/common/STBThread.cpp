@@ -32,14 +32,16 @@ STBThread::~STBThread()
 
 void STBThread::start(OnThreadCompletedListener* newListener)
 {
+    // Before anything is touched: a start that finds no memory leaves the object as it was.
     std::unique_ptr<UniqueThreadPtr::Record> record(new UniqueThreadPtr::Record(this, &STBThread::thread));
     pthread_helper::guard startStop(startStopMutex);
     pthread_helper::guard state(stateMutex);
-    listener = newListener;
+    listener = newListener; // also of a second start, whose caller wants to be told
     if (isRunning()) {
         ZELO_LOG(LogFailure, LineAlreadyRunning, sourceFile, "Thread %p already running", static_cast<void*>(this));
         return;
     }
+    // First: a body that looks at once must find it set.
     running.store(true, std::memory_order_release);
     record->start();
     if (!name.empty()) {
@@ -78,6 +80,7 @@ void STBThread::thread()
     ThreadRegistry::Entry entry(ownThreads);
     entry.enter();
     run();
+    // Copied, because a listener that is called under the lock could not ask this thread for anything.
     OnThreadCompletedListener* completed;
     {
         pthread_helper::guard state(stateMutex);
@@ -108,7 +111,7 @@ void STBThread::threadSleepMs(unsigned ms)
 
 int STBThread::setPriority(Priority const& priority)
 {
-    int niceValue = 0;
+    int niceValue = 0; // of this thread alone: Linux keeps one for each
     if (priority == PriorityLow) {
         niceValue = 15;
     } else if (priority == PriorityHigh) {

@@ -5,7 +5,7 @@ void ThreadRegistry::Entry::enter()
     thread = pthread_self();
     isEntered = true;
     pthread_helper::guard lock(registry.mutex);
-    following = registry.first;
+    following = registry.first; // the entries are the list, so a thread can be entered without memory
     registry.first = this;
 }
 

@@ -15,7 +15,7 @@ void writeFrameHeader(IPCFrameHeader const& header, char* bytes)
 bool readFrameHeader(char const* bytes, IPCFrameHeader& header)
 {
     ByteReader reader(bytes, IPCFrameHeader::Size);
-    if (reader.u8() != IPCFrameHeader::Sync) {
+    if (reader.u8() != IPCFrameHeader::Sync) { // the only thing that tells a frame from bytes out of step
         return false;
     }
     header.kind = reader.u8();

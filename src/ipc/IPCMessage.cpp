@@ -74,7 +74,7 @@ IPCMessageUnsignedInt::IPCMessageUnsignedInt(IPCMessageType messageType, uint32_
 
 void IPCMessageUnsignedInt::serialize()
 {
-    std::vector<char> bytes;
+    std::vector<char> bytes; // swapped in at the end: a message that finds no memory keeps its payload
     bytes.reserve(sizeof value);
     ByteWriter(bytes).u32(value);
     payload.swap(bytes);
@@ -151,7 +151,7 @@ void IPCMessageSimpleString::unserialize()
 {
     ByteReader fields = reader();
     std::string received = readText(fields);
-    if (!fields.failed()) {
+    if (!fields.failed()) { // a part of a command could be another command
         text.swap(received);
     }
 }
