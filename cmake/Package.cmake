@@ -95,7 +95,8 @@ if(TARGET zelobox_proxy)
   set(CPACK_DEBIAN_RECORDER_PACKAGE_SECTION devel)
   set(CPACK_COMPONENT_RECORDER_DESCRIPTION "recorder of what a set-top box says
  One static program to be copied to a box. zelobox(1) describes it.")
-  set(zelo_overrides_recorder "# Runs on a box whatever C++ runtime is there.\nstatically-linked-binary\nno-manual-page\n")
+  set(zelo_overrides_recorder
+      "# Runs on a box whatever C++ runtime is there.\nstatically-linked-binary\nno-manual-page\n")
 endif()
 
 # What the Debian policy wants beside the files themselves; a plain installation goes without.
