@@ -65,7 +65,7 @@ if(TARGET zelobox)
   endif()
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION "devel\nMulti-Arch: foreign")
   set(CPACK_COMPONENT_TOOLS_DESCRIPTION "set-top box on a desk
- Plays the middleware of a box, and a container that loads the bridge.")
+ Plays the middleware of a box, and a host that loads the bridge.")
 endif()
 if(TARGET zelobox AND NOT CMAKE_CROSSCOMPILING)
   list(APPEND CPACK_COMPONENTS_ALL python)
@@ -75,7 +75,7 @@ if(TARGET zelobox AND NOT CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
   set(CPACK_COMPONENT_PYTHON_DESCRIPTION "drives zelobox from tests in Python
- The middleware of a set-top box, a container that loads the bridge, and a
+ The middleware of a set-top box, a host that loads the bridge, and a
  plugin for pytest.")
   set(modules lib/python3/dist-packages)
   install(DIRECTORY python/zelobox DESTINATION "${modules}" COMPONENT python EXCLUDE_FROM_ALL
