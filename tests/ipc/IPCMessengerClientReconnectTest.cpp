@@ -136,17 +136,6 @@ TEST(Reconnecting, WaitsLongerAfterEveryFailureAndPollsEvery200Milliseconds)
 
 // In the tests below the clock stands still unless it is moved, so that only a wait of nothing can end.
 
-TEST(Reconnecting, ReconnectsAtOnceAfterADrop)
-{
-    standin::setVirtualTime(3600000000);
-    zelobox::Listener listener;
-    Link link;
-    link.startAndAccept(listener).close();
-    zelobox::Connection const again = listener.accept();
-    EXPECT_TRUE(link.handler.waitFor("connected", 2));
-    EXPECT_THAT(link.handler.events(), ElementsAre("connected", "disconnected", "connected"));
-}
-
 namespace {
 
 /// A middleware that accepts and drops, and a client that does not really pause. A connection lasts as long as the test

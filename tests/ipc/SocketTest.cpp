@@ -141,24 +141,6 @@ TEST(Connecting, CarriesOnWhenTheSocketCannotBeClosedOnExec)
     EXPECT_THAT(logged(), ElementsAre(line::noCloseOnExec, line::connected, line::retrierOk));
 }
 
-TEST(Connecting, LogsItsLinesUnderTheirSources)
-{
-    standin::setVirtualTime(1000000);
-    Link link;
-    link.start();
-    ASSERT_TRUE(waitForFailure());
-    zelobox::Listener listener;
-    standin::advanceVirtualTime(1000000);
-    zelobox::Connection const middleware = listener.accept();
-    ASSERT_TRUE(link.handler.waitFor("connected"));
-    EXPECT_THAT(logged(), ElementsAre(line::cannotConnect, line::firstFailure, line::connected, line::retrierOk));
-    for (standin::LogLine const& line : standin::logLines()) {
-        bool const byRetrier = line.message.find("ipc_connection") == 0;
-        EXPECT_EQ(byRetrier ? "src/common/AutoRetrier" : "src/ipc/IPCMessengerClient", line.file) << line.message;
-        EXPECT_STREQ("ZELO", line.context.tag) << line.message;
-    }
-}
-
 TEST(Connecting, FailsWithoutASocketFile)
 {
     EXPECT_EQ(ENOENT, errorOfFirstAttempt());

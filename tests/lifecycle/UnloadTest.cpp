@@ -50,14 +50,6 @@ TEST_P(Unload, RemovesALibraryThatNeverStarted)
     expectGone();
 }
 
-TEST_P(Unload, RemovesALibraryThatWasStopped)
-{
-    start();
-    library.stop();
-    library.unload();
-    expectGone();
-}
-
 TEST_P(Unload, StopsARunningManagerFirst)
 {
     start();
