@@ -30,7 +30,8 @@ void readCountedText(ByteReader& reader, std::string& text)
 
 std::string upToZero(std::string const& text)
 {
-    return std::string(text.c_str());
+    char const* const untilZero = text.c_str();
+    return std::string(untilZero);
 }
 
 } // namespace

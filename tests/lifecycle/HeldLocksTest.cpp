@@ -224,7 +224,7 @@ TEST(HeldLocks, AQueueIsDestroyedFrontToBackUnderItsLock)
 {
     Record::instance();
     std::vector<int> order;
-    std::vector<size_t> locks;
+    std::vector<size_t> locksHeld;
     zelobox::Listener listener;
     Link link;
     zelobox::Connection middleware = link.startAndAccept(listener);
@@ -237,12 +237,12 @@ TEST(HeldLocks, AQueueIsDestroyedFrontToBackUnderItsLock)
     }));
     writing.wait();
     for (int i = 1; i <= 3; ++i) {
-        link.push(new Witness(i, order, locks));
+        link.push(new Witness(i, order, locksHeld));
     }
     mayEnd.give();
     ASSERT_TRUE(link.handler.waitFor("connected", 2));
     EXPECT_THAT(order, ElementsAre(1, 2, 3));
-    EXPECT_THAT(locks, ElementsAre(1, 1, 1));
+    EXPECT_THAT(locksHeld, ElementsAre(1, 1, 1));
 }
 
 TEST(HeldLocks, AConditionGoesBeforeTheLockOfItsQueueAndBothBeforeTheThread)

@@ -136,6 +136,7 @@ int exitCodeOf(std::vector<Outcome> const& outcomes)
 std::vector<Scenario> load(std::vector<std::string> const& files)
 {
     std::vector<Scenario> scenarios;
+    scenarios.reserve(files.size());
     for (std::string const& file : files) {
         scenarios.push_back(loadScenario(file));
     }

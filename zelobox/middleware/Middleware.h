@@ -16,7 +16,7 @@
 namespace zelobox {
 
 /// A middleware with its server. Everything happens in turns of the loop.
-class Middleware : private Server::Handler {
+class Middleware final : private Server::Handler {
 public:
     /// Sees all traffic, in order.
     class Observer {

@@ -15,7 +15,7 @@ namespace {
 using Event = TraceRecord::Event;
 
 int64_t const usualMs = 5000; // that an expect waits unless told otherwise
-int64_t const longestLimitMs = 3600 * 1000;
+int64_t const longestLimitMs = int64_t{3600} * 1000;
 
 /// What the sample host reports for a reason that no trace holds, and what only its calls cause.
 char const ignored[] = R"({"ignore":{"frame":"IPC_VIDEO_WINDOW"}}
@@ -71,11 +71,16 @@ void Recording::take(TraceRecord const& record)
         if (record.event == Event::Frame && record.frame.type == IPC_CONFIG_REQUEST) {
             own = record.connection;
             for (TraceRecord const& each : std::exchange(undecided, {})) {
-                take(each);
+                takeDecided(each);
             }
         }
         return;
     }
+    takeDecided(record);
+}
+
+void Recording::takeDecided(TraceRecord const& record)
+{
     if (record.event == Event::Connected && record.connection != *own && others.count(*own) != 0) {
         own = record.connection; // the client is back
         others.clear();

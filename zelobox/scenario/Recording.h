@@ -27,6 +27,7 @@ public:
     std::string text(std::string const& name, std::string const& source) const;
 
 private:
+    void takeDecided(TraceRecord const& record);
     void connected(TraceRecord const& record);
     void disconnected(TraceRecord const& record);
     void fromLibrary(TraceRecord const& record);
