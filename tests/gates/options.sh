@@ -30,6 +30,8 @@ values=(
   ZELO_STATIC_PROXY=ON
   ZELO_HARDENING=LAZY
   ZELO_SEPARATE_DEBUG=ON
+  ZELO_TIME64=OFF
+  ZELO_MIDDLEWARE_UID=0
   ZELO_MAX_GLIBC=2.36
   ZELO_MAX_GLIBCXX=3.4.30
 )
@@ -45,7 +47,7 @@ while read -r name; do
     echo "the option $name is not tried here"
     exit 1
   fi
-done < <(sed -nE 's/^(option|set)\((ZELO_[A-Z0-9_]+) .*/\2/p' "${files[@]}")
+done < <(sed -nE 's/^(option|set|cmake_dependent_option)\((ZELO_[A-Z0-9_]+) .*/\2/p' "${files[@]}")
 
 configures -DZELO_BUILD_ZELOBOX=OFF -DZELO_BUILD_TESTS=OFF
 cmake --build "$directory"
