@@ -52,7 +52,7 @@ uint64_t classicTicks(uint32_t magic)
 /// @return 0 for what is no decimal part down to nanoseconds
 uint64_t ticksOf(std::string const& resolution)
 {
-    if (resolution.size() != 1 || resolution[0] < 0 || resolution[0] > 9) {
+    if (resolution.size() != 1 || static_cast<unsigned char>(resolution[0]) > 9) {
         return 0;
     }
     uint64_t ticks = 1;
