@@ -134,8 +134,6 @@ TEST(Reconnecting, WaitsLongerAfterEveryFailureAndPollsEvery200Milliseconds)
     EXPECT_EQ("ipc_connection - failed (total 3 times), wait 1.41 sec before next retry", textOfFailure(3));
 }
 
-// In the tests below the clock stands still unless it is moved, so that only a wait of nothing can end.
-
 namespace {
 
 /// A middleware that accepts and drops, and a client that does not really pause. A connection lasts as long as the test
