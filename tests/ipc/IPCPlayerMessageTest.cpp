@@ -1,8 +1,10 @@
 // What the golden bytes of the player's and the recorder's messages cannot show.
 #include <gtest/gtest.h>
 #include <stddef.h>
+#include <stdint.h>
 #include <string.h>
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "src/ipc/IPCMessage.h"
@@ -116,7 +118,8 @@ TEST(MediaInfo, ComputesTheEndOfALongNameWithoutWrapping)
         char digits[9];
         snprintf(digits, sizeof digits, "%08llX", static_cast<unsigned long long>(length));
         IPCMessagePlayerMediaInfo message;
-        EXPECT_EQ(rangeCheck(length + 5, 20), failureOf(message, digits + std::string(32, '0'))) << digits;
+        uint64_t const index = std::min<uint64_t>(length + 5, SIZE_MAX); // the largest there is
+        EXPECT_EQ(rangeCheck(index, 20), failureOf(message, digits + std::string(32, '0'))) << digits;
     }
 }
 

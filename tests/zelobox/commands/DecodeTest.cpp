@@ -157,11 +157,16 @@ TEST(DecodeCommand, ReadsWhatGzipHasPacked)
     std::string const file = directory.file("trace", trace);
     program::Program gzip({"gzip", "--keep", file});
     ASSERT_EQ(0, gzip.wait().status);
+#ifdef ZELO_EMULATED // a program for a box has nothing to unpack with
+    EXPECT_THAT(run({"decode", file + ".gz"}).errors,
+                HasSubstr("is packed, and this program cannot unpack; use gunzip\n"));
+#else
     expectWell(traceText, run({"decode", file + ".gz"}));
     std::string packed = zelobox::contentsOf(file + ".gz");
     expectWell(std::string(trace) + trace, run({"decode", "-", "--to", "jsonl"}, packed + packed));
     packed[packed.size() / 2] ^= 0x55;
     EXPECT_THAT(run({"decode", "-"}, packed).errors, HasSubstr("what gzip has packed is damaged\n"));
+#endif
 }
 
 TEST(DecodeCommand, ReadsTheFormatBeforePcapng)
