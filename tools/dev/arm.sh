@@ -64,8 +64,6 @@ timeline() {
 run() {
   build armhf
   run_tests armhf "$@"
-  echo "Not run under emulation:"
-  grep '^[^#]' "$ZELO_ROOT/tests/emulation.txt" || echo "none"
   # Of the variants the contract is tested; the rest does not depend on what varies.
   variant armel "contract_test layout_test backtrace_contract_test" armel
   run_tests armel -R 'Contract|Slots|Layout'
