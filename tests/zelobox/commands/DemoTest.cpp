@@ -49,8 +49,8 @@ TEST(Demo, PlaysThroughAndPrintsBothSidesInOrder)
                                   "library     1 sends IPC_ALLOWED_MESSAGE_LIST types=[8,24,25,26,27,36,39,42,49,58]\n",
                                   "library     1 sends IPC_CONFIG_REQUEST\n",
                                   "library     1 sends IPC_CLIENT_STATE value=2\n",
-                                  "middleware  1 sends IPC_BROWSER_CONFIG forcePortalUrl=false "
-                                  "macAddress=\"02:00:5E:10:20:30\" displayWidth=1280",
+                                  "middleware  1 sends IPC_BROWSER_CONFIG forcePortalUrl=false macAddress=",
+                                  "\"02:00:5E:10:20:30\" displayWidth=1280",
                                   "library     1 sends IPC_CONFIG_STATE value=2\n",
                                   "library     1 sends IPC_VIDEO_WINDOW x=0 y=0 width=0 height=0\n",
                                   "library     1 sends IPC_VIDEO_WINDOW_MODE text=\"box\"\n",

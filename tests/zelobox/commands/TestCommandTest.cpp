@@ -8,7 +8,6 @@ using program::Ended;
 using program::hasInOrder;
 using program::run;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
